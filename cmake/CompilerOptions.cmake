@@ -1,0 +1,23 @@
+# freshen_options: the one target that carries every compiler and linker flag. Each target of the project links it.
+add_library(freshen_options INTERFACE)
+
+target_compile_definitions(freshen_options INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII)
+target_compile_options(freshen_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
+    $<$<BOOL:${FRESHEN_WERROR}>:-Werror>
+    -fstack-protector-strong)
+
+if(FRESHEN_SANITIZE)
+    set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+    target_compile_options(freshen_options INTERFACE ${sanitizers})
+    target_link_options(freshen_options INTERFACE ${sanitizers})
+else()
+    target_compile_definitions(freshen_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+endif()
+
+if(WIN32)
+    target_link_options(freshen_options INTERFACE
+        -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--no-insert-timestamp)
+else()
+    target_link_options(freshen_options INTERFACE -pie -Wl,-z,relro,-z,now)
+endif()

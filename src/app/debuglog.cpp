@@ -1,0 +1,65 @@
+#include "app/debuglog.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QMutex>
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace {
+
+QFile *logFile = nullptr;
+QBasicMutex logMutex;
+
+QChar levelLetter(QtMsgType type)
+{
+    switch (type) {
+    case QtDebugMsg:
+        return QLatin1Char('D');
+    case QtWarningMsg:
+        return QLatin1Char('W');
+    case QtCriticalMsg:
+        return QLatin1Char('C');
+    case QtFatalMsg:
+        return QLatin1Char('F');
+    case QtInfoMsg:
+        break;
+    }
+    // Messages of the level "info" have no letter of their own.
+    return QLatin1Char('?');
+}
+
+/// Release builds carry no file and no function names.
+const char *orEmpty(const char *text)
+{
+    return text != nullptr ? text : "";
+}
+
+} // namespace
+
+void setDebugLogFile(QFile *file)
+{
+    const QMutexLocker locker(&logMutex);
+    logFile = file;
+}
+
+void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    const QMutexLocker locker(&logMutex);
+    const auto line = static_cast<unsigned>(context.line);
+    std::fprintf(stderr, "%s (%s:%u, %s)\n", message.toUtf8().constData(), orEmpty(context.file), line,
+                 orEmpty(context.function));
+
+    const QString timeStamp = QDateTime::currentDateTime().toString(QStringLiteral("yyMMdd hh:mm:ss:zzz"));
+    if (logFile == nullptr)
+        return;
+    if (!logFile->isOpen())
+        logFile->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text);
+    // One stream for each message: the line is in the file when the stream is gone.
+    QTextStream stream(logFile);
+    stream.setCodec("UTF-8");
+    stream << QStringLiteral("%1 [%2][%3:%4]  %5\n")
+                  .arg(timeStamp, levelLetter(type), QString::fromUtf8(orEmpty(context.function)),
+                       QString::number(line), message);
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QtGlobal>
+
+class QFile;
+class QMessageLogContext;
+class QString;
+
+/// The debug log, which support reads after a failed update. Every message of the program goes to standard error and,
+/// with a time stamp and a level letter, to the end of one file.
+
+/// Hands over the file that writeDebugLog() appends to; it is opened with the first message. The file must outlive all
+/// messages. A null pointer means that there is no file.
+void setDebugLogFile(QFile *file);
+
+/// Message handler for qInstallMessageHandler(). Nothing is filtered, and a fatal message does not end the process.
+/// Where the file cannot be opened, each message tries again and the line on standard error is all there is.
+void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QString &message);

@@ -1,0 +1,115 @@
+#include "app/selfrelocation.h"
+
+#include "app/elevatedstart.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QTextStream>
+
+namespace {
+
+/// The Qt plug-ins that the updater needs beside itself.
+constexpr const char *plugins[] = {
+    "/platforms/qwindows.dll",
+    "/imageformats/qico.dll",
+    "/styles/qwindowsvistastyle.dll",
+};
+
+/// Folders of those plug-ins.
+constexpr const char *pluginFolders[] = {"platforms", "imageformats", "styles"};
+
+void copyPlugins(const RelocationPaths &paths)
+{
+    const QDir temporary(paths.temporary);
+    for (const char *folder : pluginFolders)
+        temporary.mkdir(QLatin1String(folder));
+    for (const char *plugin : plugins) {
+        const QString source = QDir::toNativeSeparators(paths.source + QLatin1String(plugin));
+        const QString target = QDir::toNativeSeparators(paths.temporary + QLatin1String(plugin));
+        qDebug() << source << target << QFile::copy(source, target);
+    }
+}
+
+void copyLibraries(const RelocationPaths &paths)
+{
+    const QDir source(paths.source);
+    const QFileInfoList libraries =
+        source.entryInfoList({QStringLiteral("*.dll")}, QDir::Files | QDir::NoDotAndDotDot, QDir::Unsorted);
+    for (const QFileInfo &library : libraries) {
+        if (!library.isFile())
+            qDebug() << "Unhandled item" << library.filePath();
+        else if (!QFile::copy(library.filePath(), paths.temporary + QLatin1Char('/') + library.fileName()))
+            qWarning() << "Copy failed" << library.filePath();
+    }
+}
+
+} // namespace
+
+RelocationPaths relocationPaths(const QString &applicationFolder, const QString &localDataFolder)
+{
+    RelocationPaths paths;
+    paths.temporary = QDir::toNativeSeparators(localDataFolder + QLatin1String("/freshen"));
+    paths.source = QDir::toNativeSeparators(applicationFolder);
+    const QString beside = QDir(paths.temporary + QLatin1String("/..")).absolutePath();
+    paths.handOver = QDir::toNativeSeparators(beside + QLatin1String("/settings.ini"));
+    return paths;
+}
+
+void writeHandOver(const RelocationPaths &paths)
+{
+    QFile file(paths.handOver);
+    if (file.exists())
+        file.remove();
+    bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text);
+    if (isWritten) {
+        QTextStream stream(&file);
+        stream.setCodec("UTF-8");
+        stream << QDir(paths.source).absolutePath();
+        stream.flush();
+        isWritten = stream.status() == QTextStream::Ok && file.flush();
+    }
+    if (!isWritten)
+        qWarning() << "Cannot write" << paths.handOver << "-" << file.errorString();
+}
+
+bool removeFolder(const QString &path)
+{
+    QDir folder(path);
+    if (!folder.exists())
+        return true;
+    const QFileInfoList entries = folder.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::Unsorted);
+    for (const QFileInfo &entry : entries) {
+        const bool isGone = entry.isDir() ? removeFolder(entry.filePath()) : folder.remove(entry.fileName());
+        if (!isGone)
+            return false;
+    }
+    const QFileInfo self(folder.absolutePath());
+    return self.dir().rmdir(self.fileName());
+}
+
+void copyUpdater(const RelocationPaths &paths)
+{
+    const QString executable = QLatin1Char('/') + QLatin1String(updaterFileName);
+    // Without a copy of the executable the start fails, and the user is told then.
+    QFile::copy(paths.source + executable, paths.temporary + executable);
+    copyPlugins(paths);
+    copyLibraries(paths);
+}
+
+void logStartFailure(int result, const RelocationPaths &paths)
+{
+    switch (result) {
+    case startresult::accessDenied:
+        qDebug() << "ERROR_ACCESS_DENIED" << updaterFileName;
+        break;
+    case startresult::fileNotFound:
+        qDebug() << "ERROR_FILE_NOT_FOUND" << updaterFileName;
+        break;
+    case startresult::pathNotFound:
+        qDebug() << "ERROR_PATH_NOT_FOUND" << paths.temporary;
+        break;
+    default:
+        break;
+    }
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "versions/versiondescription.h"
+
+/// The choice that the automatic mode makes for the user.
+
+/// The newest revisions to choose from.
+struct Candidates
+{
+    /// Taken by a user of beta versions.
+    qint32 withBeta = ownRevision;
+    /// Taken by everybody else. As soon as there is a stable fix it is the newest fix, even where a plain stable
+    /// version has a higher revision.
+    qint32 stable = ownRevision;
+
+    [[nodiscard]] qint32 choose(bool useBeta) const
+    {
+        return useBeta ? withBeta : stable;
+    }
+};
+
+/// What \a maxima leave to choose from. A candidate equal to the updater's own revision says that nothing newer is
+/// there.
+[[nodiscard]] Candidates candidates(const VersionMaxima &maxima);

@@ -1,0 +1,50 @@
+#include "versions/updateserver.h"
+
+#include "versions/applicationsettings.h"
+#include "versions/deployment.h"
+
+namespace {
+
+constexpr uint defaultPort = 443;
+
+QString packagePath(const QString &packageName)
+{
+    return QStringLiteral("/update/Tavlopc/%1/%2").arg(QLatin1String(platformName), packageName);
+}
+
+} // namespace
+
+UpdateServer readUpdateServer(const QSettings &store)
+{
+    UpdateServer server;
+    server.host = setting(store, key::host, QLatin1String(deployment::updateHost)).toString();
+    server.port = setting(store, key::port, defaultPort).toUInt();
+    server.portIsSet = store.contains(QLatin1String(key::port));
+    server.protocol = setting(store, key::protocol, QStringLiteral("https")).toString();
+    server.versionFolder = setting(store, key::versionFolder, QStringLiteral("VERSIONS")).toString();
+    return server;
+}
+
+QString versionFileAddress(const UpdateServer &server)
+{
+    const QString path =
+        QStringLiteral("/update/Tavlopc/%1/%2.txt").arg(server.versionFolder, QLatin1String(platformName));
+    return QStringLiteral("%1://%2:%3%4").arg(server.protocol, server.host, QString::number(server.port), path);
+}
+
+QString packageAddress(const UpdateServer &server, const QString &packageName, PortInAddress portRule)
+{
+    const bool namesPort = portRule == PortInAddress::Always || server.portIsSet;
+    const QString port = namesPort ? QStringLiteral(":%1").arg(server.port) : QString();
+    return QStringLiteral("%1://%2%3%4").arg(server.protocol, server.host, port, packagePath(packageName));
+}
+
+QNetworkRequest updateRequest(const QString &address, const QString &versionMain, const QString &versionMinor)
+{
+    QNetworkRequest request{QUrl(address)};
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
+    // The server expects the three pieces without separators.
+    const QString agent = QLatin1String("Updater/") + versionMain + versionMinor + QLatin1String(platformName);
+    request.setRawHeader("User-Agent", agent.toUtf8());
+    return request;
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QNetworkRequest>
+#include <QString>
+
+class QSettings;
+
+/// Where the update server is and how it is asked. The server publishes one version description file for each platform
+/// and, beside it, the packages; both are fetched with a plain GET.
+
+/// Name of the platform on the server: the version description file, the folder of the packages, and the last piece of
+/// the "User-Agent" value.
+inline constexpr char platformName[] = "windows";
+
+/// The update server as the application's settings describe it.
+struct UpdateServer
+{
+    QString protocol;
+    QString host;
+    uint port = 0;
+    /// The settings name a port; without one, \c port is the default.
+    bool portIsSet = false;
+    /// Folder on the server that holds the version description file.
+    QString versionFolder;
+};
+
+/// Reads the server from \a store, the application's settings. Missing values take the deployment's defaults.
+[[nodiscard]] UpdateServer readUpdateServer(const QSettings &store);
+
+/// Address of the version description file. It names the port even where it is the protocol's own.
+[[nodiscard]] QString versionFileAddress(const UpdateServer &server);
+
+/// Whether the address of a package names the server's port.
+enum class PortInAddress {
+    Always,
+    /// Only where the settings name one; otherwise the protocol's own port holds.
+    IfSet,
+};
+
+/// Address of the package that the server stores as \a packageName.
+[[nodiscard]] QString packageAddress(const UpdateServer &server, const QString &packageName, PortInAddress portRule);
+
+/// The request for \a address. Redirects are followed unless they lead from https to http. \a versionMain and
+/// \a versionMinor, the installed application's version, go into the "User-Agent" header (RFC 9110, 10.1.5).
+[[nodiscard]] QNetworkRequest updateRequest(const QString &address, const QString &versionMain,
+                                            const QString &versionMinor);

@@ -1,0 +1,63 @@
+#include "versions/versionline.h"
+
+#include "versions/ownversion.h"
+
+#include <QDebug>
+
+namespace {
+
+constexpr int versionParts = 3;
+
+} // namespace
+
+QString decodeVersionFile(const QByteArray &body)
+{
+    // As a C string, so that the text ends at a zero byte.
+    return QString::fromUtf8(body.constData());
+}
+
+QStringList splitLines(const QString &text)
+{
+    return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+VersionRow splitColumns(const QString &line)
+{
+    return line.split(QLatin1Char('|'), Qt::KeepEmptyParts);
+}
+
+std::optional<qint32> readRevision(const VersionRow &row)
+{
+    const QStringList parts = row.at(column::version).split(QLatin1Char('.'), Qt::KeepEmptyParts);
+    if (parts.size() != versionParts) {
+        warnAboutCount(parts);
+        return std::nullopt;
+    }
+    bool isNumber = false;
+    const qint32 revision = parts.last().toInt(&isNumber);
+    if (!isNumber) {
+        qDebug() << "WARNING: cant read revision number" << parts.last();
+        return std::nullopt;
+    }
+    return revision;
+}
+
+bool allowsThisUpdater(const VersionRow &row, qint32 revision)
+{
+    const qint32 minimum = row.at(column::minimumUpdater).toInt();
+    if (minimum <= ownRevision)
+        return true;
+    qDebug() << "WARNING: current version" << ownRevision << "not eligible for" << revision << "- needs update to"
+             << minimum;
+    return false;
+}
+
+void warnAboutCount(const QStringList &parts)
+{
+    qDebug() << "WARNING:" << parts << "does not have right number of cols";
+}
+
+void warnAboutType(const QString &type)
+{
+    qDebug() << "WARNING:" << type << "is unknown type";
+}

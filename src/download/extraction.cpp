@@ -1,0 +1,148 @@
+#include "download/extraction.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <quazip/quazip.h>
+#include <quazip/quazipfile.h>
+#include <quazip/quazipfileinfo.h>
+
+#include <array>
+#include <optional>
+
+namespace {
+
+constexpr int copyBufferSize = 4096;
+
+using Failure = std::optional<QString>;
+
+const Failure noFailure;
+
+/// Copies the entry's bytes until the reader has no more; what the reader still gave before an error is written.
+void copyEntry(QuaZipFile &entry, QFile &output)
+{
+    std::array<char, copyBufferSize> buffer{};
+    qint64 size = 0;
+    while ((size = entry.read(buffer.data(), buffer.size())) > 0) {
+        // Without an open output there is nothing to write to, as for the entry of a folder; the bytes are read all the
+        // same, since the read check covers them.
+        if (output.isOpen())
+            output.write(buffer.data(), size);
+    }
+}
+
+/// Makes the folder that \a target lies in; for a target that ends in a separator that is the folder itself.
+void makeFolderOf(const QString &target)
+{
+    QDir().mkpath(target.left(target.lastIndexOf(QDir::separator())));
+}
+
+QString withCode(const char *message, int code)
+{
+    return QString::fromLatin1(message).arg(code);
+}
+
+/// Unpacks the archive's current entry.
+Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const QString &targetFolder)
+{
+    QuaZipFile entry(&archive);
+    if (!entry.open(QIODevice::ReadOnly))
+        return withCode("unzip(): file.open(): %1", entry.getZipError());
+
+    const QString storedName = entry.getActualFileName();
+    const QString name = QDir::toNativeSeparators(storedName);
+    if (entry.getZipError() != UNZ_OK)
+        return withCode("unzip(): file.getFileName(): %1", entry.getZipError());
+    if (!isSafeEntryName(storedName))
+        return QStringLiteral("unzip(): unsafe entry name: %1").arg(storedName);
+
+    const QString target = QDir::toNativeSeparators(targetFolder + QLatin1Char('/')) + name;
+    if (name.contains(QDir::separator()))
+        makeFolderOf(target);
+    QFile output(target);
+    // The entry of a folder cannot be opened for writing; nothing is written then.
+    output.open(QIODevice::WriteOnly);
+    copyEntry(entry, output);
+
+    const QFile::Permissions permissions = information.getPermissions();
+    qDebug() << "set permission" << output.setPermissions(permissions) << static_cast<uint>(permissions);
+    output.close();
+    qDebug() << "unzipping" << name;
+
+    // The text names another step than the one that failed; support knows it by these words.
+    if (entry.getZipError() != UNZ_OK)
+        return withCode("testRead(): file.getFileName(): %1", entry.getZipError());
+    if (!entry.atEnd())
+        return QStringLiteral("testRead(): read all but not EOF");
+    entry.close();
+    if (entry.getZipError() != UNZ_OK)
+        return withCode("testRead(): file.close(): %1", entry.getZipError());
+    return noFailure;
+}
+
+Failure extractAll(QuaZip &archive, const QString &targetFolder, const ExtractionObserver &observer)
+{
+    if (!archive.open(QuaZip::mdUnzip))
+        return withCode("unzip(): zip.open(): %1", archive.getZipError());
+    observer.started(archive.getEntriesCount());
+
+    int number = 0;
+    for (bool more = archive.goToFirstFile(); more; more = archive.goToNextFile()) {
+        observer.beforeEntry();
+        QuaZipFileInfo64 information;
+        if (!archive.getCurrentFileInfo(&information))
+            return withCode("testRead(): getCurrentFileInfo(): %1\n", archive.getZipError());
+        observer.entry(++number);
+        if (const Failure failure = extractEntry(archive, information, targetFolder))
+            return failure;
+    }
+    // The directory could not be read on: what is missing must not pass for unpacked.
+    if (number < archive.getEntriesCount())
+        return withCode("testRead(): getCurrentFileInfo(): %1\n", archive.getZipError());
+
+    archive.close();
+    if (archive.getZipError() != UNZ_OK)
+        return withCode("testRead(): zip.close(): %1", archive.getZipError());
+    return noFailure;
+}
+
+void report(const QString &message, QString &errorText)
+{
+    errorText += message;
+    qWarning().noquote() << message;
+}
+
+} // namespace
+
+bool extractPackage(const QString &archivePath, const QString &targetFolder, const ExtractionObserver &observer,
+                    QString &errorText)
+{
+    QuaZip archive(archivePath);
+    if (const Failure failure = extractAll(archive, targetFolder, observer)) {
+        report(*failure, errorText);
+        return false;
+    }
+    if (!QFile::remove(archive.getZipName()))
+        report(QStringLiteral("unzip(): Cannot remove ZIP file: %1").arg(archive.getZipName()), errorText);
+    return true;
+}
+
+bool isSafeEntryName(const QString &name)
+{
+    // Windows takes both slashes as separators, drops blanks and full stops at the end of a name, and knows its devices
+    // by name, whatever their extension.
+    static const QRegularExpression device(
+        QStringLiteral("^(con|prn|aux|nul|com[0-9¹²³]|lpt[0-9¹²³]|conin\\$|conout\\$)"
+                       " *(\\..*)?$"),
+        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression upwards(QStringLiteral("^\\.[. ]*\\.[. ]*$"));
+    const QString slashed = QString(name).replace(QLatin1Char('\\'), QLatin1Char('/'));
+    if (slashed.startsWith(QLatin1Char('/')) || slashed.contains(QLatin1Char(':')))
+        return false;
+    for (const QString &step : slashed.split(QLatin1Char('/'))) {
+        if (upwards.match(step).hasMatch() || device.match(step).hasMatch())
+            return false;
+    }
+    return true;
+}

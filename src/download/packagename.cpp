@@ -1,0 +1,27 @@
+#include "download/packagename.h"
+
+namespace {
+
+/// The first revision whose beta packages have BETA in their name on the server.
+constexpr qint32 firstRevisionWithBetaNames = 2085;
+
+} // namespace
+
+QString selectedVersionName(const VersionRow &row)
+{
+    return row.at(column::version) + row.at(column::type).toUpper();
+}
+
+QString serverPackageName(const VersionRow &row, qint32 revision, const PackageNaming &naming)
+{
+    QString name = localPackageName(selectedVersionName(row), naming);
+    if (revision < firstRevisionWithBetaNames)
+        name.replace(QLatin1String("BETA"), QLatin1String("STABLE"));
+    return name;
+}
+
+QString localPackageName(const QString &selectedVersion, const PackageNaming &naming)
+{
+    const QString tags = naming.extended ? naming.osTag + naming.archTag : QString();
+    return QLatin1String("Tavlopc") + selectedVersion + tags + QLatin1String(".zip");
+}

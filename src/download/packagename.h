@@ -1,0 +1,27 @@
+#pragma once
+
+#include "versions/versionline.h"
+
+/// The names of a package, on the server and where the updater stores it.
+
+/// What the installation at hand adds to the names.
+struct PackageNaming
+{
+    /// The names carry the two tags.
+    bool extended = false;
+    /// Operating-system tag, "WIN7" or empty.
+    QString osTag;
+    /// Processor architecture tag, for example "X64".
+    QString archTag;
+};
+
+/// The version text of \a row followed by its type in upper case, for example 26.05.7200STABLE. It names the chosen
+/// version from the choice on. \a row has at least the columns version and type.
+[[nodiscard]] QString selectedVersionName(const VersionRow &row);
+
+/// Name of the package of \a row on the server. Packages of early revisions exist there under STABLE names only.
+/// \a revision is the row's own.
+[[nodiscard]] QString serverPackageName(const VersionRow &row, qint32 revision, const PackageNaming &naming);
+
+/// Name of the stored package of \a selectedVersion. It keeps BETA where serverPackageName() replaces it.
+[[nodiscard]] QString localPackageName(const QString &selectedVersion, const PackageNaming &naming);

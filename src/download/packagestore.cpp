@@ -1,0 +1,35 @@
+#include "download/packagestore.h"
+
+#include <QByteArray>
+#include <QDataStream>
+#include <QDebug>
+#include <QFile>
+
+namespace {
+
+constexpr qint64 pieceSize = 64 * 1024;
+
+bool writeAll(QIODevice &body, QFile &file)
+{
+    QDataStream stream(&file);
+    stream << static_cast<quint32>(body.bytesAvailable());
+    QByteArray piece(pieceSize, Qt::Uninitialized);
+    while (true) {
+        const qint64 size = body.read(piece.data(), piece.size());
+        if (size <= 0)
+            return stream.status() == QDataStream::Ok;
+        if (file.write(piece.constData(), size) != size)
+            return false;
+    }
+}
+
+} // namespace
+
+bool storePackage(QIODevice &body, const QString &path)
+{
+    QFile file(path);
+    const bool isStored = file.open(QIODevice::WriteOnly | QIODevice::Truncate) && writeAll(body, file) && file.flush();
+    if (!isStored)
+        qWarning() << "Cannot store the package in" << path << "-" << file.errorString();
+    return isStored;
+}

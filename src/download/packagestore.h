@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+class QIODevice;
+
+/// The package as it is kept on disk between download and extraction.
+
+/// Writes all that \a body still holds to \a path, replacing an older file: first its length as an unsigned 32-bit
+/// big-endian number, then the bytes. A reader of ZIP archives finds the archive from its end and accepts the four
+/// bytes before it. The body is passed on piece by piece, never held here as a whole.
+///
+/// Returns whether all was written; the log tells what was not.
+bool storePackage(QIODevice &body, const QString &path);

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// Removes what lies in the folder \a path, and with \a removeSelf the folder itself.
+///
+/// \a filesToKeep names files that lie directly in the folder and stay: bare names, compared case-sensitively. The list
+/// does not hold in subfolders; each of them is removed whatever it contains, and a link to a folder is followed.
+/// Hidden files are left alone, so the folders that hold one stay. A file that cannot be removed is skipped.
+void cleanFolder(const QString &path, bool removeSelf, const QStringList &filesToKeep);

@@ -1,0 +1,76 @@
+#include "install/copybatch.h"
+
+#include "install/batchprocess.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QMetaEnum>
+#include <QTextStream>
+
+namespace {
+
+constexpr int startTimeoutMs = 60000;
+constexpr int copyTimeoutMs = 60000;
+
+template <typename Enumeration>
+const char *enumeratorName(Enumeration value)
+{
+    return QMetaEnum::fromType<Enumeration>().valueToKey(value);
+}
+
+} // namespace
+
+CopyBatch CopyBatch::in(const QString &folder)
+{
+    return {QDir::toNativeSeparators(QStringLiteral("%1/copyBatch.bat").arg(folder)),
+            QDir::toNativeSeparators(QStringLiteral("\"%1/copyBatch.bat\"").arg(folder))};
+}
+
+QString copyCommand(const QString &source, const QString &destination)
+{
+    return QStringLiteral("xcopy.exe /E /Y /G /K \"%1\" \"%2\"").arg(source, destination);
+}
+
+void writeBatchFile(const QString &path, const QString &line)
+{
+    QFile file(path);
+    bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text);
+    if (isWritten) {
+        // The default codec is the system's 8-bit code page, in which the command interpreter reads the file.
+        QTextStream stream(&file);
+        stream << line << "\n";
+        stream.flush();
+        isWritten = stream.status() == QTextStream::Ok && file.flush();
+    }
+    if (!isWritten)
+        qWarning() << "Cannot write" << path << "-" << file.errorString();
+}
+
+CopyResult runCopyBatch(const QString &command)
+{
+    QProcess process;
+    startBatch(process, command);
+    qDebug() << process.waitForStarted(startTimeoutMs);
+    qDebug() << command;
+    const bool isFinished = process.waitForFinished(copyTimeoutMs);
+    qDebug() << isFinished;
+
+    const QProcess::ExitStatus exitStatus = process.exitStatus();
+    CopyResult result;
+    result.exitCode = process.exitCode();
+    result.isGood = isFinished && exitStatus == QProcess::NormalExit && result.exitCode == 0;
+    result.errorText = QLatin1String("STD ERROR:\n") + QString::fromUtf8(process.readAllStandardError());
+    qDebug() << result.errorText;
+    qDebug() << "STD OUT:\n" << QString::fromUtf8(process.readAllStandardOutput());
+
+    process.close();
+    qDebug() << errorName(process.error()) << process.errorString() << process.exitCode()
+             << enumeratorName(process.exitStatus());
+    return result;
+}
+
+const char *errorName(QProcess::ProcessError error)
+{
+    return enumeratorName(error);
+}

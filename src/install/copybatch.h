@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+
+/// The copy of the new files into the installation. Windows' own xcopy.exe does it, since it knows the file attributes
+/// of the system; a batch file of one line starts it.
+
+/// Where the batch file lies and how it is started.
+struct CopyBatch
+{
+    /// The batch file's path.
+    QString path;
+    /// The path in double quotes.
+    QString command;
+
+    /// The batch file in \a folder, in native separators.
+    [[nodiscard]] static CopyBatch in(const QString &folder);
+};
+
+/// The one line that copies the contents of \a source into \a destination, with subfolders, empty ones too, overwriting
+/// without asking, also encrypted files, keeping the attributes.
+[[nodiscard]] QString copyCommand(const QString &source, const QString &destination);
+
+/// Writes \a line to the batch file at \a path, in the system's 8-bit code page, replacing an older one. A character
+/// outside that code page cannot be written faithfully. Failures are logged.
+void writeBatchFile(const QString &path, const QString &line);
+
+/// How a copy ended.
+struct CopyResult
+{
+    /// The batch ended within the time allowed, without a crash and with exit code 0.
+    bool isGood = false;
+    int exitCode = 0;
+    /// What the copy wrote to its standard error, headed "STD ERROR:".
+    QString errorText;
+};
+
+/// Runs the batch file that \a command names and waits for it, at most a minute for its start and a minute for its end;
+/// the calling thread does nothing else meanwhile. Each step is logged.
+[[nodiscard]] CopyResult runCopyBatch(const QString &command);
+
+/// Name of the enumerator \a error, for the log.
+[[nodiscard]] const char *errorName(QProcess::ProcessError error);

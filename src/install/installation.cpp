@@ -1,0 +1,41 @@
+#include "install/installation.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTextStream>
+
+QString handOverFile(const QString &parentDir)
+{
+    return parentDir + QLatin1String("/settings.ini");
+}
+
+QString readHandOver(const QString &parentDir)
+{
+    QFile file(handOverFile(parentDir));
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        return QString();
+    QTextStream stream(&file);
+    stream.setCodec("UTF-8");
+    return stream.readLine();
+}
+
+QString packageFolder(const QString &unpackedFolder)
+{
+    const QStringList entries = QDir(unpackedFolder).entryList();
+    if (entries.isEmpty() || entries.last() == QLatin1String(".") || entries.last() == QLatin1String(".."))
+        return QString();
+    return entries.last();
+}
+
+Executables Executables::in(const QString &folder)
+{
+    return {QDir::toNativeSeparators(folder + QLatin1String("/Tavlopro.exe")),
+            QDir::toNativeSeparators(folder + QLatin1String("/Tavlopc.exe"))};
+}
+
+QString Executables::existing() const
+{
+    if (QFile::exists(current))
+        return current;
+    return QFile::exists(old) ? old : QString();
+}

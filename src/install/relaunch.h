@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// The start of the updated application. The desktop shell starts it, not the updater, so that it does not inherit the
+/// updater's raised rights.
+
+/// Path of the desktop shell's program, found through the one entry of \a environment (name=value texts) that contains
+/// "SYSTEMROOT" in any case. A null string where there is none or more than one, since the right one cannot be told
+/// then.
+[[nodiscard]] QString shellProgram(const QStringList &environment);
+
+/// The command that lets \a shell start \a executable, both in double quotes.
+[[nodiscard]] QString relaunchCommand(const QString &shell, const QString &executable);
+
+/// Starts \a shell with \a executable as its one argument, detached. Returns whether it was started; never without a
+/// shell.
+[[nodiscard]] bool startThroughShell(const QString &shell, const QString &executable);

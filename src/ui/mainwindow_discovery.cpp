@@ -1,0 +1,185 @@
+// Finding out which versions there are: proxy, version request, automatic choice, version list.
+
+#include "download/versionlist.h"
+#include "ui/mainwindow.h"
+#include "ui_mainwindow.h"
+#include "versions/applicationsettings.h"
+#include "versions/automaticchoice.h"
+#include "versions/proxysettings.h"
+#include "versions/versiondescription.h"
+
+#include <QAuthenticator>
+#include <QCoreApplication>
+#include <QDebug>
+#include <QMessageBox>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+
+namespace {
+
+// The catalogues hold a text that ends otherwise, so this one appears in English in every language; both are as the
+// catalogues need them.
+constexpr char readErrorText[] = "Error reading version description file:\n%1";
+[[maybe_unused]] const char *const catalogueText =
+    QT_TRANSLATE_NOOP("MainWindow", "Error reading version description file.");
+
+/// The updater's own setting that makes test builds count as beta versions.
+bool testBuildsAllowed()
+{
+    return setting(QSettings(), key::allowTestBuild, false).toBool();
+}
+
+} // namespace
+
+void MainWindow::applyProxySettings()
+{
+    const QSettings store = applicationSettings();
+    const QNetworkProxy proxy = readProxy(store);
+    QNetworkProxy::setApplicationProxy(proxy);
+    if (proxy.type() == QNetworkProxy::NoProxy) {
+        qDebug() << "no proxy is used.";
+        return;
+    }
+    // The password stands in the log so that support can see what was really set.
+    qDebug() << "setting proxy to:" << static_cast<int>(proxy.type()) << setting(store, key::proxyHost).toString()
+             << setting(store, key::proxyPort).toInt() << setting(store, key::proxyUser).toString()
+             << setting(store, key::proxyPassword).toString();
+}
+
+void MainWindow::authenticateProxy(QNetworkProxy proxy, QAuthenticator *auth)
+{
+    Q_UNUSED(proxy)
+    // Credentials are offered at most once in a row: a proxy that asks again at once has refused them, and without an
+    // answer the request fails instead of asking for ever.
+    static bool wereOffered = false;
+    if (!wereOffered) {
+        const QNetworkProxy known = QNetworkProxy::applicationProxy();
+        auth->setUser(known.user());
+        auth->setPassword(known.password());
+    }
+    wereOffered = !wereOffered;
+}
+
+void MainWindow::startVersionCheck()
+{
+    const QString address = versionFileAddress(readUpdateServer(applicationSettings()));
+    qDebug() << "Get:" << address;
+    const QNetworkRequest request = requestFor(address);
+
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.size() <= 1) {
+        if (!relocateToTempFolder())
+            QTimer::singleShot(0, qApp, SLOT(quit()));
+    } else if (arguments.at(1) == QLatin1String("auto")) {
+        showProgressPage();
+        connect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersion(QNetworkReply *)));
+        networkAccessManager->get(request);
+    } else if (arguments.at(1) == QLatin1String("menu")) {
+        ui->stackedWidget->setCurrentWidget(ui->chooseUpdate);
+        connect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersions(QNetworkReply *)));
+        connect(ui->button, SIGNAL(clicked()), this, SLOT(downloadVersion()));
+        networkAccessManager->get(request);
+    }
+}
+
+QNetworkRequest MainWindow::requestFor(const QString &address) const
+{
+    return updateRequest(address, version_main, version_minor);
+}
+
+void MainWindow::getVersion(QNetworkReply *p_reply)
+{
+    disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersion(QNetworkReply *)));
+    p_reply->deleteLater();
+    if (reportConnectionFailure(*p_reply))
+        return;
+
+    const QString body = decodeVersionFile(p_reply->readAll());
+    qDebug() << "Checking version... Current Tavlo:" << version_main << "." << version_minor << osTag << archTag
+             << "Avail:\n"
+             << body;
+    const VersionDescription description = readVersionDescription(body, RunningSystem::current(), testBuildsAllowed);
+    versions = description.versions;
+
+    const Candidates newest = candidates(description.maxima);
+    const qint32 revision = newest.choose(useBeta);
+    const VersionRow row = versions.value(revision);
+    qDebug() << "Choosing" << row << useBeta << newest.withBeta << newest.stable;
+    if (row.size() <= column::type) {
+        reportNoVersion(body, *p_reply);
+        return;
+    }
+    startDownload(row, revision, PortInAddress::IfSet, Qt::UniqueConnection);
+}
+
+bool MainWindow::reportConnectionFailure(const QNetworkReply &reply)
+{
+    if (reply.error() == QNetworkReply::NoError)
+        return false;
+    qDebug() << "Connection failed:" << reply.errorString();
+    QMessageBox::critical(
+        this, tr("Connection Failed"),
+        tr("Connection to server could not be established:<br /><br />\"%1\"<br /><br/>Please make sure that..."
+           "<ul><li>Your internet connection is up and running.<li>You made the right proxy settings in Tavlopro's "
+           "login window (restart Tavlopro and answer \"No\" to the update question, then click on \"Proxy "
+           "settings\").</ul>")
+            .arg(reply.errorString()));
+    close();
+    return true;
+}
+
+void MainWindow::reportNoVersion(const QString &description, const QNetworkReply &reply)
+{
+    qDebug() << "No Version found";
+    for (const QString &line : splitLines(description))
+        qDebug() << line;
+    // The transfer itself went well, so the reply's error text says no more than that.
+    QMessageBox::critical(this, tr("Update Failed"), tr(readErrorText).arg(reply.errorString()));
+    close();
+}
+
+void MainWindow::getVersions(QNetworkReply *p_reply)
+{
+    disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersions(QNetworkReply *)));
+    p_reply->deleteLater();
+    if (reportConnectionFailure(*p_reply))
+        return;
+
+    const QString body = decodeVersionFile(p_reply->readAll());
+    qDebug() << "Checking version... Run:" << ownVersion << "Avail:" << body;
+    versions = readVersionList(body);
+
+    fillVersionTree();
+    for (const int hidden : {listcolumn::revision, listcolumn::reference, listcolumn::info})
+        ui->versionsTreeWidget->hideColumn(hidden);
+    ui->versionsTreeWidget->sortByColumn(listcolumn::revision, Qt::DescendingOrder);
+    ui->versionsTreeWidget->setSortingEnabled(true);
+}
+
+void MainWindow::fillVersionTree()
+{
+    QList<QTreeWidgetItem *> items;
+    for (const QStringList &row : listRows(versions, ui->showBetaCheckBox->isChecked()))
+        items.append(new QTreeWidgetItem(row));
+    ui->versionsTreeWidget->addTopLevelItems(items);
+}
+
+void MainWindow::betaCheckBoxBlicked()
+{
+    ui->versionsTreeWidget->clear();
+    fillVersionTree();
+    ui->versionsTreeWidget->sortByColumn(listcolumn::revision, Qt::DescendingOrder);
+}
+
+void MainWindow::currentItemChanged(QTreeWidgetItem *current, QTreeWidgetItem *previous)
+{
+    Q_UNUSED(previous)
+    ui->versionInfo->setText(current != nullptr ? current->text(listcolumn::info) : QString());
+}
+
+void MainWindow::itemActivated(QTreeWidgetItem *item, int column)
+{
+    Q_UNUSED(item)
+    Q_UNUSED(column)
+    downloadVersion();
+}

@@ -1,0 +1,84 @@
+#include "app/debuglog.h"
+#include "ui/mainwindow.h"
+#include "versions/applicationsettings.h"
+
+#include <QApplication>
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QLocale>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTranslator>
+
+namespace {
+
+constexpr int languageCodeLength = 2;
+
+/// Creates the folder of the debug log if need be and returns the path of the log. A folder that cannot be created is
+/// logged; the updater works without a log then.
+QString prepareLogFolder()
+{
+    const QString folder =
+        QDir::toNativeSeparators(QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation));
+    if (!QFile::exists(folder)) {
+        qDebug() << "Creating path:" << folder;
+        if (!QDir::root().mkpath(folder))
+            qDebug() << "ERROR: Could not create path" << folder;
+    }
+    const QString path = folder + QLatin1String("/debug_update.log");
+    qDebug() << "Debug-logging to:" << path;
+    return path;
+}
+
+/// Loads the catalogue of the system's language, German where there is none.
+void loadCatalogue(QTranslator &translator)
+{
+    const QString catalogue = QStringLiteral(":i18n_%1");
+    const QString language = QLocale::system().name().left(languageCodeLength);
+    qDebug() << "language code is" << language;
+    if (!translator.load(catalogue.arg(language))) {
+        qDebug() << "ERROR: cannot load translation resource for" << language;
+        translator.load(catalogue.arg(QLatin1String("de")));
+    }
+    QCoreApplication::installTranslator(&translator);
+}
+
+void logEnvironment(const QString &logPath)
+{
+    qDebug() << "applicationDirPath: " << QCoreApplication::applicationDirPath();
+    qDebug() << "libraryPaths:       " << QCoreApplication::libraryPaths();
+    qDebug() << "debugPath:          " << logPath;
+    qDebug() << "arguments:          " << QCoreApplication::arguments();
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QApplication application(argc, argv);
+    QCoreApplication::setOrganizationName(QLatin1String(organizationName));
+    QCoreApplication::setApplicationName(QLatin1String(updaterStoreName));
+    const QSettings updaterSettings(QSettings::SystemScope, QLatin1String(organizationName),
+                                    QLatin1String(updaterStoreName));
+
+    QDir().mkpath(QCoreApplication::applicationDirPath() + QLatin1String("/.."));
+    const QString logPath = prepareLogFolder();
+    // The log is written to until the very end of the process, so the file is never deleted.
+    setDebugLogFile(new QFile(logPath));
+    qInstallMessageHandler(writeDebugLog);
+
+    QTranslator translator;
+    loadCatalogue(translator);
+    QCoreApplication::addLibraryPath(QCoreApplication::applicationDirPath());
+    logEnvironment(logPath);
+
+    MainWindow window;
+    const bool isAutomatic = argc == 2 && QCoreApplication::arguments().at(1) == QLatin1String("auto");
+    if (isAutomatic)
+        window.setWindowFlags(Qt::MSWindowsFixedSizeDialogHint);
+    window.show();
+    return QApplication::exec();
+}

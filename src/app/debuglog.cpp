@@ -48,8 +48,8 @@ void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QStr
 {
     const QMutexLocker locker(&logMutex);
     const auto line = static_cast<unsigned>(context.line);
-    std::fprintf(stderr, "%s (%s:%u, %s)\n", message.toUtf8().constData(), orEmpty(context.file), line,
-                 orEmpty(context.function));
+    static_cast<void>(std::fprintf(stderr, "%s (%s:%u, %s)\n", message.toUtf8().constData(), orEmpty(context.file),
+                                   line, orEmpty(context.function)));
 
     const QString timeStamp = QDateTime::currentDateTime().toString(QStringLiteral("yyMMdd hh:mm:ss:zzz"));
     if (logFile == nullptr)

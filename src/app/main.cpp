@@ -26,7 +26,7 @@ QString prepareLogFolder()
         if (!QDir::root().mkpath(folder))
             qDebug() << "ERROR: Could not create path" << folder;
     }
-    const QString path = folder + QLatin1String("/debug_update.log");
+    QString path = folder + QLatin1String("/debug_update.log");
     qDebug() << "Debug-logging to:" << path;
     return path;
 }

@@ -8,6 +8,7 @@
 #include <quazip/quazipfile.h>
 #include <quazip/quazipfileinfo.h>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -94,7 +95,7 @@ Failure extractAll(QuaZip &archive, const QString &targetFolder, const Extractio
         if (!archive.getCurrentFileInfo(&information))
             return withCode("testRead(): getCurrentFileInfo(): %1\n", archive.getZipError());
         observer.entry(++number);
-        if (const Failure failure = extractEntry(archive, information, targetFolder))
+        if (Failure failure = extractEntry(archive, information, targetFolder))
             return failure;
     }
     // The directory could not be read on: what is missing must not pass for unpacked.
@@ -140,9 +141,8 @@ bool isSafeEntryName(const QString &name)
     const QString slashed = QString(name).replace(QLatin1Char('\\'), QLatin1Char('/'));
     if (slashed.startsWith(QLatin1Char('/')) || slashed.contains(QLatin1Char(':')))
         return false;
-    for (const QString &step : slashed.split(QLatin1Char('/'))) {
-        if (upwards.match(step).hasMatch() || device.match(step).hasMatch())
-            return false;
-    }
-    return true;
+    const QStringList steps = slashed.split(QLatin1Char('/'));
+    return std::none_of(steps.begin(), steps.end(), [](const QString &step) {
+        return upwards.match(step).hasMatch() || device.match(step).hasMatch();
+    });
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr qint64 pieceSize = 64 * 1024;
+constexpr int pieceSize = 64 * 1024;
 
 bool writeAll(QIODevice &body, QFile &file)
 {

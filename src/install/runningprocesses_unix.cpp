@@ -17,11 +17,12 @@ namespace {
 /// for every user's processes, and for a script it is the script's own.
 QString commandName(const std::string &processFolder)
 {
-    std::array<char, 64> name{};
+    constexpr std::size_t longestName = 15;
+    std::array<char, longestName + sizeof "\n"> name{};
     if (FILE *file = std::fopen((processFolder + "/comm").c_str(), "re")) {
         if (std::fgets(name.data(), static_cast<int>(name.size()), file) != nullptr)
             name[std::strcspn(name.data(), "\n")] = 0;
-        std::fclose(file);
+        static_cast<void>(std::fclose(file));
     }
     return QString::fromLocal8Bit(name.data());
 }

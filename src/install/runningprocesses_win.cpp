@@ -34,7 +34,8 @@ void trimMessage(wchar_t *text)
 void warn(const wchar_t *operation)
 {
     const DWORD error = GetLastError();
-    wchar_t text[256] = {};
+    constexpr std::size_t textSize = 256;
+    wchar_t text[textSize] = {};
     FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error,
                    MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), text, static_cast<DWORD>(std::size(text)), nullptr);
     trimMessage(text);

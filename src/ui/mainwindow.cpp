@@ -21,7 +21,7 @@ constexpr int progressPageWidth = 460;
 constexpr int progressPageHeight = 140;
 
 /// The application's logo is kept by every installation, whatever the application's settings say.
-constexpr QLatin1String logoFile("logo.png");
+const QLatin1String logoFile("logo.png");
 
 /// Tag of the running Windows in extended package names. Windows XP has packages of its own, without a tag.
 QString operatingSystemTag()

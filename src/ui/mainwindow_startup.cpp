@@ -15,7 +15,7 @@
 namespace {
 
 /// The executable whose process holds the updater back. The application's newer name is not looked for.
-constexpr QLatin1String awaitedProcess("Tavlopc.exe");
+const QLatin1String awaitedProcess("Tavlopc.exe");
 
 /// Time between two rounds of the check, in milliseconds.
 constexpr int checkInterval = 100;
@@ -30,11 +30,10 @@ constexpr char precheckText[] = "<html><p>Ihre Tavlopro-Anwendung läuft noch.</
                                 "mit der Installation fortfahren zu können.</p>";
 
 // Not translated either.
-constexpr QLatin1String
-    startErrorText("We are sorry, but the Tavlopro update tool has an error.\n"
-                   "Perhaps it has insufficent rights.\n"
-                   "You can also try to re-install Tavlopro by downloading the current version from:\n"
-                   "<html><a href=\"%1\">%1</a></html>");
+const QLatin1String startErrorText("We are sorry, but the Tavlopro update tool has an error.\n"
+                                   "Perhaps it has insufficent rights.\n"
+                                   "You can also try to re-install Tavlopro by downloading the current version from:\n"
+                                   "<html><a href=\"%1\">%1</a></html>");
 
 } // namespace
 

@@ -38,9 +38,9 @@ inline constexpr int updaterColumns = 6;
 inline constexpr int systemColumns = 7;
 
 /// Release types, as written in the file.
-inline constexpr QLatin1String stableType("Stable");
-inline constexpr QLatin1String betaType("Beta");
-inline constexpr QLatin1String testType("Test");
+inline const QLatin1String stableType("Stable");
+inline const QLatin1String betaType("Beta");
+inline const QLatin1String testType("Test");
 
 /// Decodes the file: UTF-8 up to a first zero byte.
 [[nodiscard]] QString decodeVersionFile(const QByteArray &body);

@@ -5,7 +5,10 @@ target_compile_definitions(freshen_options INTERFACE QT_NO_CAST_FROM_ASCII QT_NO
 target_compile_options(freshen_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     $<$<BOOL:${FRESHEN_WERROR}>:-Werror>
-    -fstack-protector-strong)
+    -fstack-protector-strong
+    # No path of the machine that builds in the program, so that the same sources give the same bytes anywhere.
+    "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=."
+    "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
 
 if(FRESHEN_SANITIZE)
     set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
@@ -15,9 +18,7 @@ else()
     target_compile_definitions(freshen_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 endif()
 
-if(WIN32)
-    target_link_options(freshen_options INTERFACE
-        -Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--no-insert-timestamp)
-else()
+# Windows' counterparts stand in the toolchain file, since they hold for the libraries as well.
+if(NOT WIN32)
     target_link_options(freshen_options INTERFACE -pie -Wl,-z,relro,-z,now)
 endif()

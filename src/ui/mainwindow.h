@@ -12,6 +12,7 @@
 #include <QTimer>
 
 #include <memory>
+#include <optional>
 
 class QAuthenticator;
 class QNetworkAccessManager;
@@ -106,7 +107,7 @@ private:
     void showStatus(const QString &text);
     [[nodiscard]] PackageNaming packageNaming() const;
     [[nodiscard]] QNetworkRequest requestFor(const QString &address) const;
-    [[nodiscard]] bool reportConnectionFailure(const QNetworkReply &reply);
+    [[nodiscard]] std::optional<QString> takeDescription(QNetworkReply &reply);
     void reportNoVersion(const QString &description, const QNetworkReply &reply);
     void fillVersionTree();
     void startDownload(const VersionRow &row, qint32 revision, PortInAddress portRule, Qt::ConnectionType connection);

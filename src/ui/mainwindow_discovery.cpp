@@ -90,15 +90,14 @@ QNetworkRequest MainWindow::requestFor(const QString &address) const
 void MainWindow::getVersion(QNetworkReply *p_reply)
 {
     disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersion(QNetworkReply *)));
-    p_reply->deleteLater();
-    if (reportConnectionFailure(*p_reply))
+    const std::optional<QString> body = takeDescription(*p_reply);
+    if (!body)
         return;
 
-    const QString body = decodeVersionFile(p_reply->readAll());
     qDebug() << "Checking version... Current Tavlo:" << version_main << "." << version_minor << osTag << archTag
              << "Avail:\n"
-             << body;
-    const VersionDescription description = readVersionDescription(body, RunningSystem::current(), testBuildsAllowed);
+             << *body;
+    const VersionDescription description = readVersionDescription(*body, RunningSystem::current(), testBuildsAllowed);
     versions = description.versions;
 
     const Candidates newest = candidates(description.maxima);
@@ -106,16 +105,18 @@ void MainWindow::getVersion(QNetworkReply *p_reply)
     const VersionRow row = versions.value(revision);
     qDebug() << "Choosing" << row << useBeta << newest.withBeta << newest.stable;
     if (row.size() <= column::type) {
-        reportNoVersion(body, *p_reply);
+        reportNoVersion(*body, *p_reply);
         return;
     }
     startDownload(row, revision, PortInAddress::IfSet, Qt::UniqueConnection);
 }
 
-bool MainWindow::reportConnectionFailure(const QNetworkReply &reply)
+std::optional<QString> MainWindow::takeDescription(QNetworkReply &reply)
 {
+    reply.deleteLater();
     if (reply.error() == QNetworkReply::NoError)
-        return false;
+        return decodeVersionFile(reply.readAll());
+
     qDebug() << "Connection failed:" << reply.errorString();
     QMessageBox::critical(
         this, tr("Connection Failed"),
@@ -125,7 +126,7 @@ bool MainWindow::reportConnectionFailure(const QNetworkReply &reply)
            "settings\").</ul>")
             .arg(reply.errorString()));
     close();
-    return true;
+    return std::nullopt;
 }
 
 void MainWindow::reportNoVersion(const QString &description, const QNetworkReply &reply)
@@ -141,13 +142,12 @@ void MainWindow::reportNoVersion(const QString &description, const QNetworkReply
 void MainWindow::getVersions(QNetworkReply *p_reply)
 {
     disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersions(QNetworkReply *)));
-    p_reply->deleteLater();
-    if (reportConnectionFailure(*p_reply))
+    const std::optional<QString> body = takeDescription(*p_reply);
+    if (!body)
         return;
 
-    const QString body = decodeVersionFile(p_reply->readAll());
-    qDebug() << "Checking version... Run:" << ownVersion << "Avail:" << body;
-    versions = readVersionList(body);
+    qDebug() << "Checking version... Run:" << ownVersion << "Avail:" << *body;
+    versions = readVersionList(*body);
 
     fillVersionTree();
     for (const int hidden : {listcolumn::revision, listcolumn::reference, listcolumn::info})

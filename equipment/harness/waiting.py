@@ -1,0 +1,21 @@
+"""Waiting for something to happen, never for ever."""
+
+import time
+from collections.abc import Callable
+from typing import TypeVar
+
+Result = TypeVar("Result")
+
+
+def wait_for(condition: Callable[[], Result | None], what: str, seconds: float = 20.0,
+             interval: float = 0.05) -> Result:
+    """Asks condition until its answer is true and returns that answer. Raises TimeoutError, naming what, when it is
+    not true in time."""
+    end = time.monotonic() + seconds
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() >= end:
+            raise TimeoutError(f"waited {seconds:g} s for {what}")
+        time.sleep(interval)

@@ -2,8 +2,9 @@
 
 #include <QString>
 
-#include <shellapi.h>
 #include <windows.h>
+
+#include <shellapi.h>
 
 int startElevated(const QString &file, const QString &argument, const QString &workingFolder)
 {

@@ -1,5 +1,7 @@
 #include "download/extraction.h"
 
+#include "download/storedarchive.h"
+
 #include <QDebug>
 #include <QDir>
 #include <QFile>
@@ -21,16 +23,19 @@ using Failure = std::optional<QString>;
 const Failure noFailure;
 
 /// Copies the entry's bytes until the reader has no more; what the reader still gave before an error is written.
+/// Without an open output, as for the entry of a folder, the bytes are read all the same, since the read check covers
+/// them.
 void copyEntry(QuaZipFile &entry, QFile &output)
 {
     std::array<char, copyBufferSize> buffer{};
+    bool isComplete = true;
     qint64 size = 0;
     while ((size = entry.read(buffer.data(), buffer.size())) > 0) {
-        // Without an open output there is nothing to write to, as for the entry of a folder; the bytes are read all the
-        // same, since the read check covers them.
         if (output.isOpen())
-            output.write(buffer.data(), size);
+            isComplete = output.write(buffer.data(), size) == size && isComplete;
     }
+    if (output.isOpen() && !(output.flush() && isComplete))
+        qWarning() << "Cannot write" << output.fileName() << "-" << output.errorString();
 }
 
 /// Makes the folder that \a target lies in; for a target that ends in a separator that is the folder itself.
@@ -51,7 +56,9 @@ Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const
     if (!entry.open(QIODevice::ReadOnly))
         return withCode("unzip(): file.open(): %1", entry.getZipError());
 
-    const QString storedName = entry.getActualFileName();
+    // The reader is asked for the sake of its check: it knows the first 256 bytes of a name, the record all of them.
+    static_cast<void>(entry.getActualFileName());
+    const QString &storedName = information.name;
     const QString name = QDir::toNativeSeparators(storedName);
     if (entry.getZipError() != UNZ_OK)
         return withCode("unzip(): file.getFileName(): %1", entry.getZipError());
@@ -63,7 +70,8 @@ Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const
         makeFolderOf(target);
     QFile output(target);
     // The entry of a folder cannot be opened for writing; nothing is written then.
-    output.open(QIODevice::WriteOnly);
+    if (!output.open(QIODevice::WriteOnly) && !name.endsWith(QDir::separator()))
+        qWarning() << "Cannot write" << target << "-" << output.errorString();
     copyEntry(entry, output);
 
     const QFile::Permissions permissions = information.getPermissions();
@@ -86,7 +94,8 @@ Failure extractAll(QuaZip &archive, const QString &targetFolder, const Extractio
 {
     if (!archive.open(QuaZip::mdUnzip))
         return withCode("unzip(): zip.open(): %1", archive.getZipError());
-    observer.started(archive.getEntriesCount());
+    const int count = archive.getEntriesCount();
+    observer.started(count);
 
     int number = 0;
     for (bool more = archive.goToFirstFile(); more; more = archive.goToNextFile()) {
@@ -99,7 +108,7 @@ Failure extractAll(QuaZip &archive, const QString &targetFolder, const Extractio
             return failure;
     }
     // The directory could not be read on: what is missing must not pass for unpacked.
-    if (number < archive.getEntriesCount())
+    if (number < count)
         return withCode("testRead(): getCurrentFileInfo(): %1\n", archive.getZipError());
 
     archive.close();
@@ -119,13 +128,14 @@ void report(const QString &message, QString &errorText)
 bool extractPackage(const QString &archivePath, const QString &targetFolder, const ExtractionObserver &observer,
                     QString &errorText)
 {
-    QuaZip archive(archivePath);
+    StoredArchive file(archivePath);
+    QuaZip archive(&file);
     if (const Failure failure = extractAll(archive, targetFolder, observer)) {
         report(*failure, errorText);
         return false;
     }
-    if (!QFile::remove(archive.getZipName()))
-        report(QStringLiteral("unzip(): Cannot remove ZIP file: %1").arg(archive.getZipName()), errorText);
+    if (!QFile::remove(archivePath))
+        report(QStringLiteral("unzip(): Cannot remove ZIP file: %1").arg(archivePath), errorText);
     return true;
 }
 

@@ -3,11 +3,10 @@
 #include <QDebug>
 #include <QDir>
 
-void cleanFolder(const QString &path, bool removeSelf, const QStringList &filesToKeep)
-{
-    qDebug() << "deleteTempDir" << path << removeSelf;
-    QDir folder(path);
+namespace {
 
+void removeFiles(QDir &folder, const QStringList &filesToKeep)
+{
     for (const QFileInfo &file : folder.entryInfoList(QDir::Files | QDir::NoDotAndDotDot)) {
         qDebug() << file.fileName();
         if (filesToKeep.contains(file.fileName()))
@@ -15,11 +14,24 @@ void cleanFolder(const QString &path, bool removeSelf, const QStringList &filesT
         else if (!folder.remove(file.fileName()))
             qWarning() << "Cannot remove" << file.absoluteFilePath();
     }
+}
 
-    for (const QFileInfo &subfolder : folder.entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        qDebug() << subfolder.absoluteFilePath();
-        // The files to keep are those of the top folder alone.
-        cleanFolder(subfolder.absoluteFilePath(), true, {});
+/// \a entered are the folders that the cleaning is in the middle of: a link that leads back to one of them is not
+/// followed again, since that would go on for ever.
+void clean(const QString &path, bool removeSelf, const QStringList &filesToKeep, const QStringList &entered)
+{
+    qDebug() << "deleteTempDir" << path << removeSelf;
+    QDir folder(path);
+    const QString self = folder.canonicalPath();
+    if (entered.contains(self)) {
+        qWarning() << "Leads back to" << self;
+    } else {
+        removeFiles(folder, filesToKeep);
+        for (const QFileInfo &subfolder : folder.entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            qDebug() << subfolder.absoluteFilePath();
+            // The files to keep are those of the top folder alone.
+            clean(subfolder.absoluteFilePath(), true, {}, entered + QStringList{self});
+        }
     }
 
     if (removeSelf) {
@@ -27,4 +39,16 @@ void cleanFolder(const QString &path, bool removeSelf, const QStringList &filesT
         if (!QDir().rmdir(folder.path()))
             qWarning() << "Cannot remove" << folder.path();
     }
+}
+
+} // namespace
+
+void cleanFolder(const QString &path, bool removeSelf, const QStringList &filesToKeep)
+{
+    if (path.isEmpty()) {
+        // To the system an empty path is the current folder, which nobody meant.
+        qWarning() << "No folder to clean";
+        return;
+    }
+    clean(path, removeSelf, filesToKeep, {});
 }

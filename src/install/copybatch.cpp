@@ -37,7 +37,7 @@ void writeBatchFile(const QString &path, const QString &line)
     QFile file(path);
     bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text);
     if (isWritten) {
-        // The default codec is the system's 8-bit code page, in which the command interpreter reads the file.
+        // The stream's default codec is the system's 8-bit code page.
         QTextStream stream(&file);
         stream << line << "\n";
         stream.flush();

@@ -21,10 +21,8 @@ QString readHandOver(const QString &parentDir)
 
 QString packageFolder(const QString &unpackedFolder)
 {
-    const QStringList entries = QDir(unpackedFolder).entryList();
-    if (entries.isEmpty() || entries.last() == QLatin1String(".") || entries.last() == QLatin1String(".."))
-        return QString();
-    return entries.last();
+    const QStringList entries = QDir(unpackedFolder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    return entries.isEmpty() ? QString() : entries.last();
 }
 
 Executables Executables::in(const QString &folder)

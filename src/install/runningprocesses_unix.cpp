@@ -9,22 +9,30 @@
 #include <dirent.h>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace {
 
-/// The kernel's name of the process's program: the first 15 characters of the executable's file name. It can be read
-/// for every user's processes, and for a script it is the script's own.
+/// The kernel's name of the process's program: the first 15 characters of the executable's file name, for a script the
+/// script's own. It can be read for every user's processes. Empty for a process that has ended and only waits for its
+/// parent to notice.
 QString commandName(const std::string &processFolder)
 {
-    constexpr std::size_t longestName = 15;
-    std::array<char, longestName + sizeof "\n"> name{};
-    if (FILE *file = std::fopen((processFolder + "/comm").c_str(), "re")) {
-        if (std::fgets(name.data(), static_cast<int>(name.size()), file) != nullptr)
-            name[std::strcspn(name.data(), "\n")] = 0;
+    // "1234 (name) S ..."; the name itself may hold brackets.
+    constexpr std::size_t enough = 128;
+    std::array<char, enough> status{};
+    std::size_t size = 0;
+    if (FILE *file = std::fopen((processFolder + "/stat").c_str(), "re")) {
+        size = std::fread(status.data(), 1, status.size(), file);
         static_cast<void>(std::fclose(file));
     }
-    return QString::fromLocal8Bit(name.data());
+    const std::string_view text(status.data(), size);
+    const std::size_t begin = text.find('(');
+    const std::size_t end = text.rfind(") ");
+    if (begin == std::string_view::npos || end == std::string_view::npos || text.substr(end, 3) == ") Z")
+        return QString();
+    return QString::fromLocal8Bit(text.data() + begin + 1, static_cast<int>(end - begin - 1));
 }
 
 bool isProcessId(const char *name)
@@ -43,8 +51,11 @@ bool listRunningProcesses(QStringList &names)
         return false;
     }
     while (const dirent *entry = readdir(processes.get())) {
-        if (isProcessId(entry->d_name))
-            names.append(commandName(std::string("/proc/") + entry->d_name));
+        if (!isProcessId(entry->d_name))
+            continue;
+        const QString name = commandName(std::string("/proc/") + entry->d_name);
+        if (!name.isEmpty())
+            names.append(name);
     }
     return true;
 }

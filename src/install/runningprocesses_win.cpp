@@ -2,10 +2,11 @@
 
 #include <QDebug>
 
+#include <windows.h>
+
 #include <cstdio>
 #include <iterator>
 #include <tlhelp32.h>
-#include <windows.h>
 
 namespace {
 

@@ -1,0 +1,49 @@
+#include "download/storedarchive.h"
+
+#include "download/packagestore.h"
+
+#include <QtEndian>
+
+#include <array>
+
+StoredArchive::StoredArchive(const QString &path) : m_file(path) {}
+
+bool StoredArchive::open(OpenMode mode)
+{
+    // This device buffers, so the file need not.
+    if (mode != ReadOnly || !m_file.open(ReadOnly | Unbuffered))
+        return false;
+    std::array<char, packageLengthSize> prefix{};
+    m_file.read(prefix.data(), prefix.size());
+    const bool hasLength = qFromBigEndian<quint32>(prefix.data()) == m_file.size() - packageLengthSize;
+    m_start = hasLength ? packageLengthSize : 0;
+    return m_file.seek(m_start) && QIODevice::open(mode);
+}
+
+void StoredArchive::close()
+{
+    QIODevice::close();
+    m_file.close();
+}
+
+bool StoredArchive::seek(qint64 position)
+{
+    return QIODevice::seek(position) && m_file.seek(m_start + position);
+}
+
+qint64 StoredArchive::size() const
+{
+    return m_file.size() - m_start;
+}
+
+qint64 StoredArchive::readData(char *data, qint64 maximum)
+{
+    return m_file.read(data, maximum);
+}
+
+qint64 StoredArchive::writeData(const char *data, qint64 size)
+{
+    Q_UNUSED(data)
+    Q_UNUSED(size)
+    return -1;
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QFile>
+#include <QIODevice>
+
+/// The archive inside a stored package, without the length that storePackage() writes before it.
+///
+/// A reader of ZIP archives finds most of them from the end of the file, whatever stands before. But an archive that
+/// needs the ZIP64 records (PKWARE APPNOTE 4.3.14 and 4.3.15: for many entries or a large size) refers to them by their
+/// position.
+class StoredArchive : public QIODevice
+{
+public:
+    /// The archive in the file \a path. A file that does not start with its own length is taken as a whole.
+    explicit StoredArchive(const QString &path);
+
+    bool open(OpenMode mode) override;
+    void close() override;
+    bool seek(qint64 position) override;
+    [[nodiscard]] qint64 size() const override;
+
+protected:
+    qint64 readData(char *data, qint64 maximum) override;
+    qint64 writeData(const char *data, qint64 size) override;
+
+private:
+    QFile m_file;
+    qint64 m_start = 0;
+};

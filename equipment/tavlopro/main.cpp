@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLabel>
+#include <QMargins>
 #include <QPixmap>
 #include <QTextStream>
 #include <QVBoxLayout>
@@ -49,7 +50,9 @@ int main(int argc, char *argv[])
     QWidget window;
     window.setWindowTitle(QStringLiteral("Tavlopro %1").arg(version));
     auto *layout = new QVBoxLayout(&window);
-    layout->setContentsMargins(96, 24, 96, 24);
+    // Wide enough for the title bar to show the version.
+    constexpr QMargins margins(96, 24, 96, 24);
+    layout->setContentsMargins(margins);
     const QPixmap logo(besideProgram(QStringLiteral("logo.png")));
     if (!logo.isNull()) {
         auto *picture = new QLabel;

@@ -18,7 +18,10 @@ else()
     target_compile_definitions(freshen_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 endif()
 
-# Windows' counterparts stand in the toolchain file, since they hold for the libraries as well.
-if(NOT WIN32)
+if(WIN32)
+    # The stack protector's functions; static, so that no further DLL is needed. The other counterparts of the flags
+    # below stand in the toolchain file, since they hold for the libraries as well.
+    target_link_libraries(freshen_options INTERFACE -l:libssp.a)
+else()
     target_link_options(freshen_options INTERFACE -pie -Wl,-z,relro,-z,now)
 endif()

@@ -25,8 +25,6 @@ struct ShownBox
 /// which answers it will give; a box beyond those, any other dialog, and an answer that no box came for fail the test.
 class DialogDriver : public QObject
 {
-    Q_OBJECT
-
 public:
     using Answer = std::function<void(QMessageBox &)>;
 
@@ -40,6 +38,9 @@ public:
     void expectAndPress(Qt::Key key);
     /// The next box is handed to \a answer, which looks at it and has to close it.
     void expect(const Answer &answer);
+
+    /// Clicks the button \a button of \a box.
+    static void click(QMessageBox &box, QMessageBox::StandardButton button);
 
     /// The boxes that came up so far.
     [[nodiscard]] const QVector<ShownBox> &boxes() const

@@ -45,8 +45,6 @@ struct HttpRequest
 /// requests' proxy it sees whole addresses as their targets; it answers those itself.
 class HttpServer : public QObject
 {
-    Q_OBJECT
-
 public:
     HttpServer();
 

@@ -1,0 +1,128 @@
+#include "download/packagestore.h"
+#include "support/files.h"
+#include "support/messagecatcher.h"
+#include "support/packagemaker.h"
+
+#include <QtTest>
+
+namespace {
+
+/// A body that notes how many bytes were asked for at once.
+class WatchedBody : public QBuffer
+{
+public:
+    explicit WatchedBody(const QByteArray &bytes)
+    {
+        setData(bytes);
+        open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    }
+    qint64 largestRead = 0;
+
+protected:
+    qint64 readData(char *data, qint64 size) override
+    {
+        largestRead = std::max(largestRead, size);
+        return QBuffer::readData(data, size);
+    }
+};
+
+} // namespace
+
+class PackageStoreTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void storedBytes_data();
+    void storedBytes();
+    void replacesAnOlderFile();
+    void onlyWhatIsLeftOfTheBody();
+    void bodyIsNeverHeldAsAWhole();
+    void fileThatCannotBeOpened();
+    void fullDisk();
+
+private:
+    QString path() const
+    {
+        return m_folder.filePath("Package.zip");
+    }
+
+    QTemporaryDir m_folder;
+};
+
+void PackageStoreTest::storedBytes_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QByteArray>("prefix");
+    QTest::newRow("empty") << QByteArray() << QByteArray("\0\0\0\0", 4);
+    QTest::newRow("one byte") << QByteArray("x") << QByteArray("\0\0\0\1", 4);
+    QTest::newRow("zero bytes") << QByteArray(3, '\0') << QByteArray("\0\0\0\3", 4);
+    QTest::newRow("258 bytes, the highest byte first") << someBytes(258) << QByteArray("\0\0\1\2", 4);
+    QTest::newRow("one piece") << someBytes(65536) << QByteArray("\0\1\0\0", 4);
+    QTest::newRow("one byte more than a piece") << someBytes(65537) << QByteArray("\0\1\0\1", 4);
+    QTest::newRow("3 million bytes") << someBytes(3000000) << QByteArray("\0\x2d\xc6\xc0", 4);
+}
+
+void PackageStoreTest::storedBytes()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(QByteArray, prefix);
+    QBuffer buffer(&body);
+    QVERIFY(buffer.open(QIODevice::ReadOnly));
+    MessageCatcher catcher;
+    QVERIFY(storePackage(buffer, path()));
+    const QByteArray stored = readFile(path());
+    QCOMPARE(stored.size(), body.size() + 4);
+    QCOMPARE(stored.left(4), prefix);
+    QVERIFY(stored.mid(4) == body);
+    QVERIFY(catcher.lines().isEmpty());
+}
+
+void PackageStoreTest::replacesAnOlderFile()
+{
+    writeFile(path(), someBytes(5000));
+    WatchedBody body("short");
+    QVERIFY(storePackage(body, path()));
+    QCOMPARE(readFile(path()), QByteArray("\0\0\0\5short", 9));
+}
+
+void PackageStoreTest::onlyWhatIsLeftOfTheBody()
+{
+    WatchedBody body("read already, left over");
+    QCOMPARE(body.read(14).size(), 14);
+    QVERIFY(storePackage(body, path()));
+    QCOMPARE(readFile(path()), QByteArray("\0\0\0\x09left over", 13));
+}
+
+void PackageStoreTest::bodyIsNeverHeldAsAWhole()
+{
+    WatchedBody body(someBytes(2000000));
+    QVERIFY(storePackage(body, path()));
+    QVERIFY2(body.largestRead <= 1024 * 1024, qPrintable(QString::number(body.largestRead)));
+}
+
+void PackageStoreTest::fileThatCannotBeOpened()
+{
+    WatchedBody body("bytes");
+    MessageCatcher catcher;
+    const QString missing = m_folder.filePath("missing/Package.zip");
+    QVERIFY(!storePackage(body, missing));
+    QVERIFY(!QFile::exists(missing));
+    QCOMPARE(catcher.lines().size(), 1);
+    QVERIFY(catcher.warnings().first().startsWith("Cannot store the package in \"" + missing + "\" - "));
+}
+
+void PackageStoreTest::fullDisk()
+{
+    const QString fullDevice = "/dev/full";
+    if (!QFile::exists(fullDevice))
+        QSKIP("There is no device here that is always full.");
+    WatchedBody body(someBytes(100000));
+    MessageCatcher catcher;
+    QVERIFY(!storePackage(body, fullDevice));
+    QCOMPARE(catcher.lines().size(), 1);
+    QVERIFY(catcher.warnings().first().startsWith("Cannot store the package in \"/dev/full\" - "));
+}
+
+QTEST_GUILESS_MAIN(PackageStoreTest)
+#include "tst_packagestore.moc"

@@ -5,6 +5,13 @@
 
 namespace {
 
+/// To be called right after the removal of \a path failed, since the system's reason is the latest one.
+void warnAboutRemains(const QString &path)
+{
+    const QString reason = qt_error_string();
+    qWarning() << "Cannot remove" << path << "-" << reason;
+}
+
 void removeFiles(QDir &folder, const QStringList &filesToKeep)
 {
     for (const QFileInfo &file : folder.entryInfoList(QDir::Files | QDir::NoDotAndDotDot)) {
@@ -12,7 +19,7 @@ void removeFiles(QDir &folder, const QStringList &filesToKeep)
         if (filesToKeep.contains(file.fileName()))
             qDebug() << "skipping ...";
         else if (!folder.remove(file.fileName()))
-            qWarning() << "Cannot remove" << file.absoluteFilePath();
+            warnAboutRemains(file.absoluteFilePath());
     }
 }
 
@@ -37,7 +44,7 @@ void clean(const QString &path, bool removeSelf, const QStringList &filesToKeep,
     if (removeSelf) {
         qDebug() << folder.path();
         if (!QDir().rmdir(folder.path()))
-            qWarning() << "Cannot remove" << folder.path();
+            warnAboutRemains(folder.path());
     }
 }
 

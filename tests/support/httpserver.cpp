@@ -2,11 +2,32 @@
 
 #include <QHostAddress>
 #include <QTcpSocket>
-#include <QTimer>
 
 QByteArray HttpRequest::target() const
 {
     return line.split(' ').value(1);
+}
+
+HttpAnswer HttpAnswer::with(const QByteArray &body)
+{
+    HttpAnswer answer;
+    answer.body = body;
+    return answer;
+}
+
+HttpAnswer HttpAnswer::of(int status, const QByteArray &header, const QByteArray &value)
+{
+    HttpAnswer answer;
+    answer.status = status;
+    answer.headers.append(qMakePair(header, value));
+    return answer;
+}
+
+HttpAnswer HttpAnswer::held(const QByteArray &body)
+{
+    HttpAnswer answer = with(body);
+    answer.isHeld = true;
+    return answer;
 }
 
 HttpServer::HttpServer()
@@ -81,8 +102,7 @@ void HttpServer::read(QTcpSocket *socket)
     }
     m_requests.append(request);
 
-    const HttpAnswer prepared = next(request.target());
-    QTimer::singleShot(prepared.delay, socket, [this, socket, prepared] { answer(socket, prepared); });
+    answer(socket, next(request.target()));
 }
 
 void HttpServer::answer(QTcpSocket *socket, const HttpAnswer &answer)

@@ -24,8 +24,13 @@ struct HttpAnswer
     qint64 sentAtOnce = -1;
     /// Not even the status line is sent before HttpServer::release().
     bool isHeld = false;
-    /// Time before the answer starts, in milliseconds.
-    int delay = 0;
+
+    /// An answer with \a body.
+    [[nodiscard]] static HttpAnswer with(const QByteArray &body);
+    /// An answer without a body, of the status \a status and with one more header.
+    [[nodiscard]] static HttpAnswer of(int status, const QByteArray &header, const QByteArray &value);
+    /// No answer before HttpServer::release(), and then one with \a body.
+    [[nodiscard]] static HttpAnswer held(const QByteArray &body = QByteArray());
 };
 
 /// One request as it arrived.
@@ -73,9 +78,10 @@ private:
     void finish(QTcpSocket *socket, const QByteArray &rest);
     [[nodiscard]] HttpAnswer next(const QByteArray &target);
 
-    QTcpServer m_server;
     QVector<HttpRequest> m_requests;
     QHash<QByteArray, QList<HttpAnswer>> m_answers;
     QHash<QTcpSocket *, QByteArray> m_received;
     QHash<QTcpSocket *, QByteArray> m_heldBack;
+    /// The last member, so that its connections end while the others are still there.
+    QTcpServer m_server;
 };

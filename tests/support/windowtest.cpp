@@ -186,6 +186,7 @@ void WindowTest::init()
     setArguments({});
     QNetworkProxy::setApplicationProxy(QNetworkProxy());
     m_messages = std::make_unique<MessageCatcher>();
+    prepare();
 }
 
 void WindowTest::cleanup()

@@ -139,6 +139,8 @@ class WindowTest : public QObject
 protected:
     /// The debug lines that the program logged, without those before the last call.
     QStringList takeLog();
+    /// Prepares what the test functions of a program have in common.
+    virtual void prepare() {}
 
 private slots:
     void init();

@@ -1,0 +1,51 @@
+#include "support/extractionrun.h"
+
+#include "support/files.h"
+#include "support/messagecatcher.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <tuple>
+
+QString ExtractionRun::describe() const
+{
+    return QStringLiteral("result %1, error text \"%2\", messages \"%3\", steps \"%4\", files \"%5\", archive left %6")
+        .arg(QString::number(static_cast<int>(isGood)), errorText, messages.join(QLatin1Char(';')),
+             steps.join(QLatin1Char(';')), QStringList(tree.keys()).join(QLatin1Char(';')),
+             QString::number(static_cast<int>(archiveIsLeft)));
+}
+
+bool ExtractionRun::operator==(const ExtractionRun &other) const
+{
+    const auto values = [](const ExtractionRun &run) {
+        return std::tie(run.isGood, run.errorText, run.messages, run.steps, run.tree, run.archiveIsLeft);
+    };
+    return values(*this) == values(other);
+}
+
+ExtractionRun runExtraction(const QByteArray &package, const Extraction &extraction)
+{
+    const QTemporaryDir folder;
+    // The names alone do not make the target folder, if none of them has a folder.
+    QDir(folder.path()).mkdir(QStringLiteral("out"));
+    return runExtractionIn(folder.path(), package, extraction);
+}
+
+ExtractionRun runExtractionIn(const QString &folder, const QByteArray &package, const Extraction &extraction)
+{
+    const QString archive = folder + QLatin1String("/Package.zip");
+    const QString target = folder + QLatin1String("/out");
+    writeFile(archive, package);
+
+    ExtractionRun run;
+    ExtractionObserver observer;
+    observer.started = [&run](int entries) { run.steps += QStringLiteral("started %1").arg(entries); };
+    observer.beforeEntry = [&run] { run.steps += QStringLiteral("before"); };
+    observer.entry = [&run](int number) { run.steps += QStringLiteral("entry %1").arg(number); };
+    run.messages = messagesOf([&] { run.isGood = extraction(archive, target, observer, run.errorText); });
+    run.tree = treeOf(target);
+    run.archiveIsLeft = QFile::exists(archive);
+    return run;
+}

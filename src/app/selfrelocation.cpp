@@ -21,12 +21,9 @@ constexpr const char *pluginFolders[] = {"platforms", "imageformats", "styles"};
 
 void copyPlugins(const RelocationPaths &paths)
 {
-    const QDir temporary(paths.temporary);
-    for (const char *folder : pluginFolders)
-        temporary.mkdir(QLatin1String(folder));
     for (const char *plugin : plugins) {
-        const QString source = QDir::toNativeSeparators(paths.source + QLatin1String(plugin));
-        const QString target = QDir::toNativeSeparators(paths.temporary + QLatin1String(plugin));
+        const QString source = paths.source + QLatin1String(plugin);
+        const QString target = paths.temporary + QLatin1String(plugin);
         qDebug() << source << target << QFile::copy(source, target);
     }
 }
@@ -42,6 +39,15 @@ void copyLibraries(const RelocationPaths &paths)
         else if (!QFile::copy(library.filePath(), paths.temporary + QLatin1Char('/') + library.fileName()))
             qWarning() << "Copy failed" << library.filePath();
     }
+}
+
+/// Removes \a entry of \a folder: a folder with all that it holds, but of a link to a folder only the link.
+bool removeEntry(QDir &folder, const QFileInfo &entry)
+{
+    // Some links to folders count as files, others as folders.
+    if (entry.isSymLink() || entry.isJunction())
+        return folder.remove(entry.fileName()) || folder.rmdir(entry.fileName());
+    return entry.isDir() ? removeFolder(entry.filePath()) : folder.remove(entry.fileName());
 }
 
 } // namespace
@@ -78,10 +84,10 @@ bool removeFolder(const QString &path)
     QDir folder(path);
     if (!folder.exists())
         return true;
-    const QFileInfoList entries = folder.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot, QDir::Unsorted);
+    const QDir::Filters everything = QDir::Dirs | QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    const QFileInfoList entries = folder.entryInfoList(everything, QDir::Unsorted);
     for (const QFileInfo &entry : entries) {
-        const bool isGone = entry.isDir() ? removeFolder(entry.filePath()) : folder.remove(entry.fileName());
-        if (!isGone)
+        if (!removeEntry(folder, entry))
             return false;
     }
     const QFileInfo self(folder.absolutePath());
@@ -90,6 +96,10 @@ bool removeFolder(const QString &path)
 
 void copyUpdater(const RelocationPaths &paths)
 {
+    const QDir temporary(paths.temporary);
+    for (const char *folder : pluginFolders)
+        temporary.mkdir(QLatin1String(folder));
+
     const QString executable = QLatin1Char('/') + QLatin1String(updaterFileName);
     // Without a copy of the executable the start fails, and the user is told then.
     QFile::copy(paths.source + executable, paths.temporary + executable);

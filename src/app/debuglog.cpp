@@ -54,8 +54,8 @@ void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QStr
     const QString timeStamp = QDateTime::currentDateTime().toString(QStringLiteral("yyMMdd hh:mm:ss:zzz"));
     if (logFile == nullptr)
         return;
-    if (!logFile->isOpen())
-        logFile->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text);
+    if (!logFile->isOpen() && !logFile->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text))
+        return;
     // One stream for each message: the line is in the file when the stream is gone.
     QTextStream stream(logFile);
     stream.setCodec("UTF-8");

@@ -64,6 +64,7 @@ int main(int argc, char *argv[])
     const QSettings updaterSettings(QSettings::SystemScope, QLatin1String(organizationName),
                                     QLatin1String(updaterStoreName));
 
+    // The folder above the executable is always there; whatever else is set up may rely on it.
     QDir().mkpath(QCoreApplication::applicationDirPath() + QLatin1String("/.."));
     const QString logPath = prepareLogFolder();
     // The log is written to until the very end of the process, so the file is never deleted.
@@ -76,6 +77,7 @@ int main(int argc, char *argv[])
     logEnvironment(logPath);
 
     MainWindow window;
+    // Only with this one argument alone; the version check takes "auto" with further arguments as well.
     const bool isAutomatic = argc == 2 && QCoreApplication::arguments().at(1) == QLatin1String("auto");
     if (isAutomatic)
         window.setWindowFlags(Qt::MSWindowsFixedSizeDialogHint);

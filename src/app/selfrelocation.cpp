@@ -101,7 +101,6 @@ void copyUpdater(const RelocationPaths &paths)
         temporary.mkdir(QLatin1String(folder));
 
     const QString executable = QLatin1Char('/') + QLatin1String(updaterFileName);
-    // Without a copy of the executable the start fails, and the user is told then.
     QFile::copy(paths.source + executable, paths.temporary + executable);
     copyPlugins(paths);
     copyLibraries(paths);

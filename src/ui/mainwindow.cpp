@@ -89,7 +89,7 @@ void MainWindow::buildForm()
     ui->versionsTreeWidget->setAccessibleName(ui->versionsGroupBox->title());
     ui->versionInfo->setAccessibleName(QTextDocumentFragment::fromHtml(ui->infoLabel->text()).toPlainText());
     ui->infoLabel->setBuddy(ui->versionInfo);
-    ui->label->setBuddy(ui->progressBar);
+    showStatus(ui->label->text());
 }
 
 void MainWindow::readApplicationVersion()
@@ -114,4 +114,5 @@ void MainWindow::showStatus(const QString &text)
     ui->label->setText(text);
     // The label is one line high; the tool tip shows the texts that are not.
     ui->label->setToolTip(text);
+    ui->progressBar->setAccessibleName(text);
 }

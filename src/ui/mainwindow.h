@@ -32,8 +32,8 @@ extern QNetworkAccessManager *networkAccessManager;
 /// application is closed through the version request, the choice, the download and the extraction to the installation
 /// and the start of the new application; timers, replies and buttons drive it through the slots.
 ///
-/// The class is in the global namespace and some of its slots are spelled oddly because its name is the context of the
-/// translations, and because connections are made by the slots' signature texts.
+/// The class is in the global namespace because its name is the context of the translations. The slots' names and their
+/// order are fixed, odd spelling included: connections are made by their signature texts.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT

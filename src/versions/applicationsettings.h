@@ -12,7 +12,7 @@ inline constexpr char organizationName[] = "Q.U.I.N.T.A.";
 inline constexpr char applicationStoreName[] = "Tavlo3";
 inline constexpr char updaterStoreName[] = "Tavlo3 Updater";
 
-/// Names of the application's settings, as they are stored.
+/// Names of the settings, as they are stored. All but the last are the application's.
 namespace key {
 inline constexpr char versionMain[] = "version_main";
 inline constexpr char versionMinor[] = "version_minor";

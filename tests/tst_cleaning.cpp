@@ -1,0 +1,219 @@
+#include "install/cleaning.h"
+#include "support/files.h"
+#include "support/messagecatcher.h"
+
+#include <QtTest>
+
+class CleaningTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void remains_data();
+    void remains();
+    void everyStepIsLogged();
+    void removesTheFolderItself();
+    void hiddenFilesStay();
+    void linkToAFolderIsFollowed();
+    void linkThatLeadsBack();
+    void fileThatCannotBeRemoved();
+    void missingFolder();
+    void emptyPath();
+
+private:
+    QString path() const
+    {
+        return m_folder->filePath("Tavlo pro");
+    }
+    void makeFiles(const QStringList &names) const
+    {
+        for (const QString &name : names)
+            writeFile(path() + '/' + name, "x");
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+namespace {
+
+/// \a text as the logging stream prints a QString.
+QString logged(const QString &text)
+{
+    QString result;
+    QDebug(&result).nospace() << text;
+    return result;
+}
+
+} // namespace
+
+void CleaningTest::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(QDir().mkpath(path()));
+}
+
+void CleaningTest::remains_data()
+{
+    QTest::addColumn<QStringList>("files");
+    QTest::addColumn<QStringList>("filesToKeep");
+    QTest::addColumn<QStringList>("left");
+    const QStringList installation = {"Tavlopro.exe", "settings.ini", "logo.png", "lib/settings.ini", "lib/deep/a.dll"};
+    QTest::newRow("empty list: everything goes") << installation << QStringList() << QStringList();
+    QTest::newRow("settings.ini stays at the top, not in a subfolder")
+        << installation << QStringList{"settings.ini"} << QStringList{"settings.ini"};
+    QTest::newRow("Settings.ini does not protect settings.ini")
+        << installation << QStringList{"Settings.ini"} << QStringList();
+    QTest::newRow("several") << installation << QStringList{"logo.png", "settings.ini"}
+                             << QStringList{"logo.png", "settings.ini"};
+    QTest::newRow("the name of a folder protects nothing") << installation << QStringList{"lib"} << QStringList();
+    QTest::newRow("a path protects nothing")
+        << installation << QStringList{"lib/settings.ini", "./logo.png"} << QStringList();
+    QTest::newRow("no wild cards") << installation << QStringList{"*.ini", "logo.*"} << QStringList();
+    QTest::newRow("part of a name protects nothing") << installation << QStringList{"settings", ""} << QStringList();
+    QTest::newRow("names that are not there") << installation << QStringList{"user.ini"} << QStringList();
+    QTest::newRow("umlauts") << QStringList{"größe.ini", "a.txt"} << QStringList{"größe.ini"}
+                             << QStringList{"größe.ini"};
+    QTest::newRow("nothing there") << QStringList() << QStringList{"logo.png"} << QStringList();
+}
+
+void CleaningTest::remains()
+{
+    QFETCH(QStringList, files);
+    QFETCH(QStringList, filesToKeep);
+    makeFiles(files);
+    writeFile(m_folder->filePath("beside"), "stays");
+    MessageCatcher catcher;
+    cleanFolder(path(), false, filesToKeep);
+    QTEST(QStringList(treeOf(path()).keys()), "left");
+    QCOMPARE(catcher.warnings(), QStringList());
+    QVERIFY(QFile::exists(m_folder->filePath("beside")));
+}
+
+void CleaningTest::everyStepIsLogged()
+{
+    makeFiles({"b.txt", "A.txt", "c.txt", "Sub/x.txt", "another/deep/y.txt"});
+    const QString top = path();
+    const QStringList expected = {
+        "deleteTempDir " + logged(top) + " false",
+        // Names are sorted without regard to case, files first.
+        logged("A.txt"),
+        logged("b.txt"),
+        "skipping ...",
+        logged("c.txt"),
+        logged(top + "/another"),
+        "deleteTempDir " + logged(top + "/another") + " true",
+        logged(top + "/another/deep"),
+        "deleteTempDir " + logged(top + "/another/deep") + " true",
+        logged("y.txt"),
+        logged(top + "/another/deep"),
+        logged(top + "/another"),
+        logged(top + "/Sub"),
+        "deleteTempDir " + logged(top + "/Sub") + " true",
+        logged("x.txt"),
+        logged(top + "/Sub"),
+    };
+    QCOMPARE(messagesOf([&] { cleanFolder(top, false, {"b.txt"}); }), expected);
+}
+
+void CleaningTest::removesTheFolderItself()
+{
+    makeFiles({"a.txt", "b/c.txt"});
+    const QStringList messages = messagesOf([this] { cleanFolder(path(), true, {}); });
+    QVERIFY(!QFile::exists(path()));
+    QCOMPARE(messages.first(), "deleteTempDir " + logged(path()) + " true");
+    QCOMPARE(messages.last(), logged(path()));
+    QVERIFY(QFile::exists(m_folder->path()));
+}
+
+/// They are neither removed nor reported, and a subfolder that holds one stays.
+void CleaningTest::hiddenFilesStay()
+{
+    makeFiles({".hidden", "seen", "lib/.hidden", "lib/seen", "empty/seen"});
+    if (!QFileInfo(path() + "/.hidden").isHidden())
+        QSKIP("A full stop does not hide a file here.");
+    MessageCatcher catcher;
+    cleanFolder(path(), false, {});
+    QCOMPARE(QStringList(treeOf(path()).keys()), (QStringList{".hidden", "lib/", "lib/.hidden"}));
+    QCOMPARE(catcher.lines().filter("hidden"), QStringList());
+}
+
+void CleaningTest::linkToAFolderIsFollowed()
+{
+    const QString outside = m_folder->filePath("outside");
+    writeFile(outside + "/file", "goes");
+    if (!QFile::link(outside, path() + "/link") || !QFileInfo(path() + "/link").isDir())
+        QSKIP("There are no links to folders here.");
+    cleanFolder(path(), false, {});
+    QVERIFY(!QFile::exists(outside + "/file"));
+    QVERIFY(QFile::exists(outside));
+}
+
+/// The cleaning comes to an end.
+void CleaningTest::linkThatLeadsBack()
+{
+    makeFiles({"lib/file", "file"});
+    if (!QFile::link(path(), path() + "/lib/up") || !QFileInfo(path() + "/lib/up").isDir())
+        QSKIP("There are no links to folders here.");
+    cleanFolder(path(), false, {});
+    QVERIFY(!QFile::exists(path() + "/file"));
+    QVERIFY(!QFile::exists(path() + "/lib/file"));
+}
+
+void CleaningTest::fileThatCannotBeRemoved()
+{
+    makeFiles({"probe", "lib/a", "lib/b", "z"});
+    // Neither where the folder is read-only nor where an open file cannot be removed.
+    const QString lib = path() + "/lib";
+    QFile held(lib + "/a");
+    QVERIFY(held.open(QIODevice::ReadOnly));
+    const QFile::Permissions before = QFile::permissions(lib);
+    QVERIFY(QFile::setPermissions(lib, QFile::ReadOwner | QFile::ExeOwner));
+    writeFile(path() + "/copy/probe", "x");
+    QVERIFY(QFile::setPermissions(path() + "/copy", QFile::ReadOwner | QFile::ExeOwner));
+    QFile probe(path() + "/copy/probe");
+    QVERIFY(probe.open(QIODevice::ReadOnly));
+    const bool isRemovable = QFile::remove(path() + "/copy/probe");
+    probe.close();
+
+    MessageCatcher catcher;
+    cleanFolder(path(), false, {});
+    held.close();
+    QFile::setPermissions(lib, before);
+    QFile::setPermissions(path() + "/copy", before);
+    if (isRemovable)
+        QSKIP("The user of this test can remove any file.");
+
+    QVERIFY(QFile::exists(lib + "/a"));
+    // The rest goes on.
+    QVERIFY(!QFile::exists(path() + "/z"));
+    QVERIFY(!QFile::exists(path() + "/probe"));
+    QVERIFY(catcher.debugLines().contains(logged("a")));
+    QVERIFY(!catcher.warnings().isEmpty());
+    for (const QString &warning : catcher.warnings())
+        QVERIFY2(warning.startsWith("Cannot remove "), qUtf8Printable(warning));
+}
+
+void CleaningTest::missingFolder()
+{
+    const QString missing = m_folder->filePath("missing");
+    MessageCatcher catcher;
+    cleanFolder(missing, false, {});
+    QCOMPARE(catcher.debugLines(), QStringList{"deleteTempDir " + logged(missing) + " false"});
+    QVERIFY(!QFile::exists(missing));
+}
+
+/// To the system it is the current folder, which nobody meant.
+void CleaningTest::emptyPath()
+{
+    makeFiles({"a"});
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(path()));
+    const MessageCatcher catcher;
+    cleanFolder(QString(), false, {});
+    QDir::setCurrent(before);
+    QVERIFY(QFile::exists(path() + "/a"));
+}
+
+QTEST_GUILESS_MAIN(CleaningTest)
+#include "tst_cleaning.moc"

@@ -1,0 +1,217 @@
+#include "install/copybatch.h"
+#include "support/files.h"
+#include "support/messagecatcher.h"
+
+#include <QTextCodec>
+#include <QtTest>
+
+/// Runs batch files of its own: the few words in them mean the same to every command interpreter.
+class CopyBatchTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void pathAndCommand();
+    void line_data();
+    void line();
+    void batchFileHoldsTheLine();
+    void batchFileReplacesAnOlderOne();
+    void batchFileIsInTheCodePage();
+    void batchFileThatCannotBeWrittenIsLogged();
+    void run_data();
+    void run();
+    void outputIsRead();
+    void missingBatchFile();
+    void crash();
+    void namesOfProcessErrors();
+
+private:
+    CopyBatch batch() const
+    {
+        return CopyBatch::in(m_folder->filePath("data folder"));
+    }
+    CopyResult runBatch(const QByteArray &content) const
+    {
+        writeFile(batch().path, content);
+        return runCopyBatch(batch().command);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    QTextCodec *m_codec = nullptr;
+};
+
+namespace {
+
+bool isWindows()
+{
+    return QOperatingSystemVersion::currentType() == QOperatingSystemVersion::Windows;
+}
+
+/// \a text as the logging stream prints a QString.
+QString logged(const QString &text)
+{
+    QString result;
+    QDebug(&result).nospace() << text;
+    return result;
+}
+
+/// The line end that a file in text mode gets.
+QByteArray lineEnd()
+{
+    return isWindows() ? "\r\n" : "\n";
+}
+
+} // namespace
+
+void CopyBatchTest::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    QVERIFY(QDir(m_folder->path()).mkdir("data folder"));
+    m_codec = QTextCodec::codecForLocale();
+}
+
+void CopyBatchTest::cleanup()
+{
+    QTextCodec::setCodecForLocale(m_codec);
+}
+
+void CopyBatchTest::pathAndCommand()
+{
+    const CopyBatch batch = CopyBatch::in("C:/data folder/freshen");
+    QCOMPARE(batch.path, QDir::toNativeSeparators("C:/data folder/freshen/copyBatch.bat"));
+    QCOMPARE(batch.command, '"' + batch.path + '"');
+}
+
+void CopyBatchTest::line_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("destination");
+    QTest::addColumn<QString>("line");
+    QTest::newRow("plain") << R"(C:\data\freshen\..\out\Tavlopro)"
+                           << "C:/Tavlopro"
+                           << R"(xcopy.exe /E /Y /G /K "C:\data\freshen\..\out\Tavlopro" "C:/Tavlopro")";
+    QTest::newRow("blanks") << "C:/a b"
+                            << "C:/c d"
+                            << R"(xcopy.exe /E /Y /G /K "C:/a b" "C:/c d")";
+    QTest::newRow("place holders in the paths") << "C:/%2"
+                                                << "C:/%1"
+                                                << R"(xcopy.exe /E /Y /G /K "C:/%2" "C:/%1")";
+}
+
+void CopyBatchTest::line()
+{
+    QFETCH(QString, source);
+    QFETCH(QString, destination);
+    QTEST(copyCommand(source, destination), "line");
+}
+
+void CopyBatchTest::batchFileHoldsTheLine()
+{
+    const QString path = batch().path;
+    QVERIFY(messagesOf([&path] { writeBatchFile(path, "one line"); }).isEmpty());
+    QCOMPARE(readFile(path), "one line" + lineEnd());
+}
+
+void CopyBatchTest::batchFileReplacesAnOlderOne()
+{
+    writeFile(batch().path, "an older and longer line\nand another\n");
+    writeBatchFile(batch().path, "new");
+    QCOMPARE(readFile(batch().path), "new" + lineEnd());
+}
+
+void CopyBatchTest::batchFileIsInTheCodePage()
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("windows-1252"));
+    writeBatchFile(batch().path, "Prögramme ß");
+    QCOMPARE(readFile(batch().path), "Pr\xf6gramme \xdf" + lineEnd());
+}
+
+void CopyBatchTest::batchFileThatCannotBeWrittenIsLogged()
+{
+    const QString path = m_folder->filePath("missing/copyBatch.bat");
+    MessageCatcher catcher;
+    writeBatchFile(path, "line");
+    QCOMPARE(catcher.lines().size(), 1);
+    QVERIFY(catcher.warnings().first().startsWith("Cannot write " + logged(path)));
+}
+
+void CopyBatchTest::run_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("isGood");
+    QTest::addColumn<int>("exitCode");
+    QTest::newRow("good") << QByteArray("exit 0\n") << true << 0;
+    for (int code = 1; code <= 5; ++code)
+        QTest::addRow("exit code %d", code) << "exit " + QByteArray::number(code) + '\n' << false << code;
+}
+
+void CopyBatchTest::run()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(bool, isGood);
+    QFETCH(int, exitCode);
+    MessageCatcher catcher;
+    // Nothing of what the interpreter says about its own commands.
+    const CopyResult result = runBatch(isWindows() ? "@" + content : content);
+    QCOMPARE(result.isGood, isGood);
+    QCOMPARE(result.exitCode, exitCode);
+    QCOMPARE(result.errorText, "STD ERROR:\n");
+    const QStringList expected = {
+        "true",
+        logged(batch().command),
+        "true",
+        R"("STD ERROR:\n")",
+        "STD OUT:\n \"\"",
+        R"(UnknownError "Unknown error" )" + QString::number(exitCode) + " NormalExit",
+    };
+    QCOMPARE(catcher.lines(), expected);
+}
+
+void CopyBatchTest::outputIsRead()
+{
+    MessageCatcher catcher;
+    const CopyResult result = runBatch(isWindows() ? "@echo to the user\r\n@echo oops>&2\r\n@exit 4\r\n"
+                                                   : "echo to the user\necho oops>&2\nexit 4\n");
+    QVERIFY(!result.isGood);
+    QCOMPARE(result.exitCode, 4);
+    QCOMPARE(result.errorText, QString("STD ERROR:\noops" + lineEnd()));
+    QCOMPARE(catcher.lines().at(3), logged(result.errorText));
+    QCOMPARE(catcher.lines().at(4), "STD OUT:\n " + logged("to the user" + lineEnd()));
+    QVERIFY(catcher.lines().last().endsWith(" 4 NormalExit"));
+}
+
+void CopyBatchTest::missingBatchFile()
+{
+    const MessageCatcher catcher;
+    const CopyResult result = runCopyBatch(batch().command);
+    QVERIFY(!result.isGood);
+    QVERIFY(catcher.lines().contains(logged(batch().command)));
+    QCOMPARE(catcher.lines().size(), 6);
+}
+
+void CopyBatchTest::crash()
+{
+    if (isWindows())
+        QSKIP("A command interpreter cannot be made to crash from within a batch file.");
+    MessageCatcher catcher;
+    const CopyResult result = runBatch("kill -9 $$\n");
+    QVERIFY(!result.isGood);
+    QCOMPARE(catcher.lines().at(2), "true");
+    QVERIFY2(catcher.lines().last().startsWith("Crashed "), qUtf8Printable(catcher.lines().last()));
+    QVERIFY2(catcher.lines().last().endsWith(" CrashExit"), qUtf8Printable(catcher.lines().last()));
+}
+
+void CopyBatchTest::namesOfProcessErrors()
+{
+    QCOMPARE(errorName(QProcess::FailedToStart), "FailedToStart");
+    QCOMPARE(errorName(QProcess::Crashed), "Crashed");
+    QCOMPARE(errorName(QProcess::Timedout), "Timedout");
+    QCOMPARE(errorName(QProcess::ReadError), "ReadError");
+    QCOMPARE(errorName(QProcess::WriteError), "WriteError");
+    QCOMPARE(errorName(QProcess::UnknownError), "UnknownError");
+}
+
+QTEST_GUILESS_MAIN(CopyBatchTest)
+#include "tst_copybatch.moc"

@@ -9,6 +9,18 @@
 
 #include <tuple>
 
+namespace {
+
+/// Gives back the permissions that the entries of a package took from their folders, so that they can be removed.
+void openFolders(const QString &folder)
+{
+    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    for (const QFileInfo &entry : QDir(folder).entryInfoList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot))
+        openFolders(entry.filePath());
+}
+
+} // namespace
+
 QString ExtractionRun::describe() const
 {
     return QStringLiteral("result %1, error text \"%2\", messages \"%3\", steps \"%4\", files \"%5\", archive left %6")
@@ -30,7 +42,9 @@ ExtractionRun runExtraction(const QByteArray &package, const Extraction &extract
     const QTemporaryDir folder;
     // The names alone do not make the target folder, if none of them has a folder.
     QDir(folder.path()).mkdir(QStringLiteral("out"));
-    return runExtractionIn(folder.path(), package, extraction);
+    const ExtractionRun run = runExtractionIn(folder.path(), package, extraction);
+    openFolders(folder.path());
+    return run;
 }
 
 ExtractionRun runExtractionIn(const QString &folder, const QByteArray &package, const Extraction &extraction)

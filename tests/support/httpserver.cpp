@@ -60,10 +60,11 @@ void HttpServer::prepare(const QByteArray &target, const HttpAnswer &answer)
     m_answers[target].append(answer);
 }
 
-void HttpServer::release()
+void HttpServer::release(int size)
 {
-    for (QTcpSocket *socket : m_heldBack.keys())
-        finish(socket, m_heldBack.take(socket));
+    const QList<QTcpSocket *> sockets = m_heldBack.keys();
+    for (QTcpSocket *socket : sockets)
+        send(socket, m_heldBack.take(socket), size);
 }
 
 void HttpServer::cut()
@@ -113,23 +114,19 @@ void HttpServer::answer(QTcpSocket *socket, const HttpAnswer &answer)
     for (const auto &header : answer.headers)
         bytes += header.first + ": " + header.second + "\r\n";
     bytes += "\r\n";
-    const int atOnce = answer.isHeld ? 0
-                                     : bytes.size() + (answer.sentAtOnce < 0 ? answer.body.size()
-                                                                             : static_cast<int>(answer.sentAtOnce));
-    bytes += answer.body;
-
-    if (atOnce < bytes.size()) {
-        m_heldBack.insert(socket, bytes.mid(atOnce));
-        socket->write(bytes.left(atOnce));
-    } else {
-        finish(socket, bytes);
-    }
+    int atOnce = 0;
+    if (!answer.isHeld)
+        atOnce = bytes.size() + (answer.sentAtOnce < 0 ? answer.body.size() : answer.sentAtOnce);
+    send(socket, bytes + answer.body, atOnce);
 }
 
-void HttpServer::finish(QTcpSocket *socket, const QByteArray &rest)
+void HttpServer::send(QTcpSocket *socket, const QByteArray &bytes, int size)
 {
-    socket->write(rest);
-    socket->disconnectFromHost();
+    socket->write(bytes.left(size));
+    if (size < bytes.size())
+        m_heldBack.insert(socket, bytes.mid(size));
+    else
+        socket->disconnectFromHost();
 }
 
 HttpAnswer HttpServer::next(const QByteArray &target)

@@ -8,6 +8,8 @@
 #include <QTcpServer>
 #include <QVector>
 
+#include <limits>
+
 class QTcpSocket;
 
 /// One answer of the HttpServer, as it goes over the wire.
@@ -21,7 +23,7 @@ struct HttpAnswer
     bool announcesLength = true;
     /// Bytes of the body that are sent at once. -1 sends all. The rest follows with HttpServer::release(), and never
     /// with HttpServer::cut().
-    qint64 sentAtOnce = -1;
+    int sentAtOnce = -1;
     /// Not even the status line is sent before HttpServer::release().
     bool isHeld = false;
 
@@ -66,8 +68,8 @@ public:
     /// Prepares \a answer for requests of \a target. Several answers for one target are given in turn, the last of them
     /// again and again.
     void prepare(const QByteArray &target, const HttpAnswer &answer);
-    /// Sends what has been held back, and goes on without holding anything back.
-    void release();
+    /// Sends what has been held back, at most \a size bytes for each connection. A connection ends with its last byte.
+    void release(int size = std::numeric_limits<int>::max());
     /// Ends all connections, whatever is still to be sent.
     void cut();
 
@@ -75,7 +77,7 @@ private:
     void accept();
     void read(QTcpSocket *socket);
     void answer(QTcpSocket *socket, const HttpAnswer &answer);
-    void finish(QTcpSocket *socket, const QByteArray &rest);
+    void send(QTcpSocket *socket, const QByteArray &bytes, int size);
     [[nodiscard]] HttpAnswer next(const QByteArray &target);
 
     QVector<HttpRequest> m_requests;

@@ -168,7 +168,11 @@ bool quitsAfter(const std::function<void()> &action, int timeout)
 
 void click(QWidget &button)
 {
-    QTest::mouseClick(&button, Qt::LeftButton);
+    // A check box answers on its square and its text only.
+    constexpr int withinTheSquare = 6;
+    const QPoint position =
+        qobject_cast<QCheckBox *>(&button) != nullptr ? QPoint(withinTheSquare, button.height() / 2) : QPoint();
+    QTest::mouseClick(&button, Qt::LeftButton, {}, position);
 }
 
 void addLanguages()

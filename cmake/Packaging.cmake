@@ -15,12 +15,11 @@ foreach(plugin platforms/qwindows imageformats/qico styles/qwindowsvistastyle)
 endforeach()
 install(DIRECTORY "${FRESHEN_WINDOWS_SDK}/licenses/" DESTINATION licenses)
 
-set(CPACK_GENERATOR ZIP)
+# CPack lays the files out; its own ZIP generator would note the times of this build and of this machine in the package.
+set(CPACK_GENERATOR External)
+set(CPACK_EXTERNAL_ENABLE_STAGING ON)
+set(CPACK_EXTERNAL_PACKAGE_SCRIPT "${CMAKE_CURRENT_LIST_DIR}/ZipPackage.cmake")
 set(CPACK_PACKAGE_NAME "Tavlopro-Updater")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_FILE_NAME "Tavlopro-Updater-${PROJECT_VERSION}-win64")
-set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY OFF)
-set(CPACK_STRIP_FILES ON)
-# The files carry the time of the commit, so that the same commit always gives the same package.
-set(CPACK_PRE_BUILD_SCRIPTS "${CMAKE_CURRENT_LIST_DIR}/PackageTimes.cmake")
 include(CPack)

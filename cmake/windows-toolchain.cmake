@@ -32,6 +32,8 @@ set(hardening "-Wl,--dynamicbase -Wl,--nxcompat -Wl,--high-entropy-va -Wl,--no-i
 set(CMAKE_EXE_LINKER_FLAGS_INIT "${hardening}")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${hardening}")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "${hardening}")
+# No symbols, from the start: stripping them later would note the time in the file.
+set(CMAKE_EXE_LINKER_FLAGS_RELEASE_INIT -s)
 
 # Libraries, headers and packages are Windows' only; programs are this machine's only.
 set(CMAKE_FIND_ROOT_PATH "${FRESHEN_WINDOWS_SDK}" /usr/${tool})

@@ -114,11 +114,8 @@ class Accessible:
                 if widget.role == role and (name is None or widget.name == name) and "showing" in widget.states]
 
     def find(self, role: str, name: str | None = None) -> Accessible | None:
-        """The first of find_all(), or None; None too while the window cannot be read."""
-        try:
-            return next(iter(self.find_all(role, name)), None)
-        except CallFailure:
-            return None
+        """The first of find_all(), or None."""
+        return next(iter(self.find_all(role, name)), None)
 
     def wait_for(self, role: str, name: str | None = None, seconds: float = 20.0) -> Accessible:
         return wait_for(lambda: self.find(role, name), f"the {role} {name!r}", seconds)

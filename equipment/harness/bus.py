@@ -7,11 +7,13 @@ from typing import Any
 
 from gi.repository import Gio, GLib
 
+from .waiting import NotYet
+
 _TIMEOUT_MS = 3000
 _FLAGS = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
 
 
-class CallFailure(Exception):
+class CallFailure(NotYet):
     """There is nobody to answer, or the answer is an error."""
 
 

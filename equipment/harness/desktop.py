@@ -9,8 +9,8 @@ from contextlib import ExitStack
 from pathlib import Path
 
 from .accessibility import Accessible, Windows
-from .bus import Bus, CallFailure
-from .waiting import wait_for
+from .bus import Bus
+from .waiting import NotYet, wait_for
 
 _ACCESSIBILITY_LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 
@@ -46,7 +46,11 @@ _FONTS = """\
 """
 
 
-class ToolFailure(Exception):
+class DesktopFailure(Exception):
+    """The desktop did not start; the text holds what its programs said."""
+
+
+class ToolFailure(NotYet):
     """A tool that plays keyboard, mouse or camera did not do what it should."""
 
 
@@ -66,6 +70,9 @@ class Desktop:
     def __enter__(self) -> Desktop:
         try:
             self._start()
+        except TimeoutError as error:
+            self._stack.close()
+            raise DesktopFailure(f"{error}\n{self._logs()}") from error
         except BaseException:
             self._stack.close()
             raise
@@ -80,13 +87,14 @@ class Desktop:
         self.environment = {"DISPLAY": self._start_display(), "XDG_RUNTIME_DIR": str(self._folder),
                             "FONTCONFIG_FILE": str(fonts)}
         self._run("openbox", "openbox", "--sm-disable")
-        wait_for(self._has_window_manager, "the window manager")
+        wait_for(lambda: self._tool("xdotool", "get_num_desktops"), "the window manager")
         self._tool("xsetroot", "-solid", _BACKGROUND)
         accessibility = self._start_bus("accessibility")
         self._run("launcher", _ACCESSIBILITY_LAUNCHER, "--launch-immediately",
                   DBUS_SESSION_BUS_ADDRESS=accessibility)
         with Bus(accessibility) as bus:
-            address = wait_for(lambda: _accessibility_address(bus), "the accessibility bus")
+            address = wait_for(lambda: bus.call("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress")[0],
+                               "the accessibility bus")
         self.windows = Windows(self._stack.enter_context(Bus(address)))
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self._start_bus("programs")
         self.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
@@ -102,14 +110,8 @@ class Desktop:
                 os.close(writable)
             number = answer.readline().strip()
         if not number:
-            raise RuntimeError("the virtual display did not start: " + (self._folder / "display.log").read_text())
+            raise DesktopFailure(f"the virtual display did not start\n{self._logs()}")
         return f":{number}"
-
-    def _has_window_manager(self) -> bool:
-        try:
-            return bool(self._tool("xdotool", "get_num_desktops"))
-        except ToolFailure:
-            return False
 
     def _start_bus(self, name: str) -> str:
         configuration = self._folder / f"{name}.conf"
@@ -123,7 +125,7 @@ class Desktop:
                 os.close(writable)
             address = answer.readline().strip()
         if not address:
-            raise RuntimeError("the bus did not start: " + (self._folder / f"bus-{name}.log").read_text())
+            raise DesktopFailure(f"the bus for {name} did not start\n{self._logs()}")
         return address
 
     def _run(self, name: str, *command: str, pass_fds: tuple[int, ...] = (), **variables: str) -> None:
@@ -132,6 +134,10 @@ class Desktop:
             process = subprocess.Popen(command, env={**self._base_environment(), **variables}, pass_fds=pass_fds,
                                        stdin=subprocess.DEVNULL, stdout=log, stderr=log, start_new_session=True)
         self._stack.callback(_end, process)
+
+    def _logs(self) -> str:
+        return "\n".join(f"{log.stem}: {log.read_text(errors='replace').strip()}"
+                         for log in sorted(self._folder.glob("*.log")))
 
     def _base_environment(self) -> dict[str, str]:
         return {"PATH": os.defpath, "HOME": str(self._folder), "LC_ALL": "C.UTF-8", **self.environment}
@@ -169,13 +175,6 @@ class Desktop:
     def _take(self) -> bytes:
         # Without the time of day in the file, equal screens give equal bytes.
         return self._tool("import", "-window", "root", "-define", "png:exclude-chunks=date,time", "png:-")
-
-
-def _accessibility_address(bus: Bus) -> str | None:
-    try:
-        return bus.call("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress")[0]
-    except CallFailure:
-        return None
 
 
 def _end(process: subprocess.Popen) -> None:

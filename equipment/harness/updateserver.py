@@ -12,6 +12,9 @@ from typing import Any
 
 _PIECE = 32 * 1024
 _LONGEST_HOLD = 60.0
+# A client like the updater hears of its progress ten times a second at most. What is sent last before a hold comes so
+# much later than the rest that the progress shown is exactly that of the hold.
+_REPORT_INTERVAL = 0.3
 
 
 @dataclass(frozen=True)
@@ -75,15 +78,19 @@ class UpdateServer:
         handler.send_header("Content-Type", "application/octet-stream")
         handler.send_header("Content-Length", str(len(body)))
         handler.end_headers()
-        held_at = int(len(body) * self._holds[handler.path]) if handler.path in self._holds else None
-        for start in range(0, len(body), _PIECE):
-            if held_at is not None and start >= held_at:
+        stop = int(len(body) * self._holds[handler.path]) if handler.path in self._holds else None
+        start = 0
+        while start < len(body):
+            if start == stop:
                 self._released.wait(_LONGEST_HOLD)
-                held_at = None
-            piece = body[start:start + _PIECE]
-            handler.wfile.write(piece)
+            end = min(start + _PIECE, len(body))
+            if stop is not None and start < stop <= end:
+                end = stop
+                time.sleep(_REPORT_INTERVAL)
+            handler.wfile.write(body[start:end])
             if self._bytes_per_second:
-                time.sleep(len(piece) / self._bytes_per_second)
+                time.sleep((end - start) / self._bytes_per_second)
+            start = end
 
     def _handler(self) -> type[BaseHTTPRequestHandler]:
         server = self

@@ -7,13 +7,20 @@ from typing import TypeVar
 Result = TypeVar("Result")
 
 
+class NotYet(Exception):
+    """A condition that cannot be looked at just now."""
+
+
 def wait_for(condition: Callable[[], Result | None], what: str, seconds: float = 20.0,
              interval: float = 0.05) -> Result:
-    """Asks condition until its answer is true and returns that answer. Raises TimeoutError, naming what, when it is
-    not true in time."""
+    """Asks condition until its answer is true and returns that answer; a NotYet that it raises counts as false. Raises
+    TimeoutError, naming what, when it is not true in time."""
     end = time.monotonic() + seconds
     while True:
-        result = condition()
+        try:
+            result = condition()
+        except NotYet:
+            result = None
         if result:
             return result
         if time.monotonic() >= end:

@@ -15,7 +15,7 @@ from pathlib import Path
 from typing import Callable, NoReturn
 
 from harness import processes, trees
-from harness.desktop import Desktop
+from harness.desktop import Desktop, DesktopFailure, ToolFailure
 from harness.updateserver import UpdateServer
 from harness.waiting import wait_for
 
@@ -34,7 +34,7 @@ _PATIENCE_WITH_USER = 20 * 60.0
 _WHAT_TO_DO = {
     "manual": """\
    The updater copies itself and opens its window. Now it is your turn:
-   - choose a version (the box below the list shows beta versions too) and press "Download";
+   - choose a version (the box below the list shows beta versions too) and press the button below;
    - when the package is ready, press the button to install it;
    - answer the question whether the old version may be removed first.
    The new version of Tavlopro then opens; close its window to end the demo.""",
@@ -141,7 +141,9 @@ def update(folder: Path, programs: scenario.Programs, options: argparse.Namespac
             + (f"virtual display, pictures in {_PICTURES.relative_to(_ROOT)}/" if options.headless else "your display"))
         faults = update_headless(stage, server, options, run) if options.headless else \
             update_by_user(stage, options, run)
-        result = verdict.judge(stage, server, verdict.cleaning_was_agreed(stage), faults)
+        # The hands always agree to the cleaning; what a user has answered is in the debug log.
+        was_cleaned = options.headless or verdict.cleaning_was_agreed(stage)
+        result = verdict.judge(stage, server, was_cleaned, faults)
     log = _PICTURES / f"{run}-debug_update.log"
     if stage.home.debug_log.exists():
         shutil.copyfile(stage.home.debug_log, log)
@@ -181,7 +183,11 @@ def main() -> int:
         except subprocess.CalledProcessError as error:
             say(f"demo: the build failed: {' '.join(error.cmd)}")
             return 1
-        return update(folder, programs, options)
+        try:
+            return update(folder, programs, options)
+        except (DesktopFailure, ToolFailure) as error:
+            say(f"demo: {error}")
+            return 1
 
 
 if __name__ == "__main__":

@@ -95,7 +95,7 @@ class Hands:
         """Sees the download under way and the package made ready."""
         window = self.desktop.windows.wait_for(_TITLE)
         window.wait_for("label", self.texts.downloading.format(self.version.kind, NEW_VERSION))
-        wait_for(lambda: self._progress(window) >= _DOWNLOAD_SHOWN * 0.95, "the first part of the package")
+        wait_for(lambda: self._progress(window) >= _DOWNLOAD_SHOWN * 0.99, "the first part of the package")
         self.camera.take("progress")
         self.server.release()
         window.wait_for("label", self.texts.ready)

@@ -1,0 +1,120 @@
+"""Fixtures: each test gets a run of its own and nothing of the user's; whatever it starts is ended after it."""
+
+from __future__ import annotations
+
+import fcntl
+import os
+import re
+import tempfile
+from collections.abc import Callable, Iterator
+from contextlib import ExitStack
+from pathlib import Path
+
+import pytest
+
+from harness import processes, trees
+from harness.desktop import Desktop, ToolFailure
+from rig.run import Programs, Run
+
+_EVIDENCE = Path(os.environ["FRESHEN_EVIDENCE"])
+
+
+def pytest_configure(config: pytest.Config) -> None:
+    # What the updater starts detached stays below this process and can be found and ended.
+    processes.adopt_orphans()
+
+
+def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
+    for item in items:
+        if not (item.obj.__doc__ or "").strip():
+            raise pytest.UsageError(f"{item.nodeid} does not say which behaviour it proves")
+        if item.get_closest_marker("alone"):
+            item.add_marker(pytest.mark.xdist_group("alone"))
+
+
+@pytest.fixture(scope="session")
+def programs() -> Programs:
+    found = Programs(Path(os.environ["FRESHEN_PROGRAM"]).resolve(), Path(os.environ["FRESHEN_EQUIPMENT"]).resolve())
+    for path in (found.freshen, found.equipment / "explorer.exe", found.equipment / "xcopy.exe"):
+        if not path.exists():
+            pytest.exit(f"{path} is missing: build it first", returncode=3)
+    return found
+
+
+@pytest.fixture(autouse=True)
+def _others(request: pytest.FixtureRequest, tmp_path_factory: pytest.TempPathFactory) -> Iterator[None]:
+    """Keeps the tests marked "alone" and all the others apart, across the processes of the suite."""
+    base = tmp_path_factory.getbasetemp()
+    common = base.parent if "PYTEST_XDIST_WORKER" in os.environ else base
+    kind = fcntl.LOCK_EX if request.node.get_closest_marker("alone") else fcntl.LOCK_SH
+    # Whoever waits stands in the door, so that those behind cannot overtake.
+    with open(common / "door", "w") as door, open(common / "room", "w") as room:
+        fcntl.flock(door, fcntl.LOCK_EX)
+        fcntl.flock(room, kind)
+        fcntl.flock(door, fcntl.LOCK_UN)
+        yield
+
+
+@pytest.fixture
+def folder() -> Iterator[Path]:
+    """An empty folder with a short path (sockets), gone after the test."""
+    with ExitStack() as stack:
+        path = Path(tempfile.mkdtemp(prefix="freshen-outside-"))
+        stack.callback(trees.remove, path)
+        yield path
+
+
+@pytest.fixture
+def new_run(folder: Path, programs: Programs) -> Iterator[Callable[..., Run]]:
+    """Makes runs: new_run(name="home", language="en_US")."""
+    made: list[Run] = []
+
+    def make(name: str = "run", language: str = "en_US") -> Run:
+        made.append(Run(folder / name, programs, language))
+        return made[-1]
+
+    make.made = made
+    yield make
+    for run in made:
+        run.end()
+
+
+@pytest.fixture
+def run(new_run: Callable[..., Run]) -> Run:
+    """The updater, not yet started, in a home of its own."""
+    return new_run()
+
+
+@pytest.fixture(scope="session")
+def _desktop() -> Iterator[Desktop]:
+    with ExitStack() as stack:
+        path = Path(tempfile.mkdtemp(prefix="freshen-desktop-"))
+        stack.callback(trees.remove, path)
+        yield stack.enter_context(Desktop(path))
+
+
+@pytest.fixture
+def desktop(_desktop: Desktop, new_run: Callable[..., Run]) -> Desktop:
+    """A desktop without a window on it. The tests of one process use it one after the other."""
+    return _desktop
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
+    report = (yield).get_result()
+    if report.when == "teardown" or not report.failed:
+        return
+    for run in getattr(item.funcargs.get("new_run"), "made", ()):
+        report.sections.append((f"run {run.folder.name}", run.evidence()))
+    for name, value in item.funcargs.items():
+        if hasattr(value, "evidence") and not isinstance(value, Run):
+            report.sections.append((name, value.evidence()))
+    desktop = item.funcargs.get("desktop")
+    if desktop is not None:
+        picture = _EVIDENCE / "failures" / (re.sub(r"[^\w.=-]+", "_", item.nodeid) + ".png")
+        picture.parent.mkdir(parents=True, exist_ok=True)
+        try:
+            desktop.screenshot(picture)
+            report.sections.append(("screenshot", str(picture)))
+        except (ToolFailure, OSError) as error:
+            report.sections.append(("screenshot", f"none: {error}"))

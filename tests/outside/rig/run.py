@@ -1,0 +1,155 @@
+"""One run of the updater: a private home with its settings, the program in its place, and what came of it."""
+
+from __future__ import annotations
+
+import os
+import shutil
+import signal
+import subprocess
+import time
+from collections.abc import Mapping
+from dataclasses import dataclass
+from pathlib import Path
+
+from harness import processes
+from harness.desktop import Desktop
+from harness.installation import Home, Setting, StandInShell, write_settings
+from harness.waiting import wait_for
+
+from .evidence import LogLine, read_log
+
+# The settings that the tests start from: an installed version, no proxy, plain HTTP.
+INSTALLED: dict[str, Setting] = {"version_main": "26", "version_minor": "05", "version_state": "Stable",
+                                 "proto2": "http", "host2": "127.0.0.1"}
+
+
+@dataclass(frozen=True)
+class Programs:
+    """The built programs."""
+
+    freshen: Path
+    equipment: Path
+
+
+class Run:
+    """A home, an installation folder, and the updater in either of its two places. end() ends every process that was
+    started with this home, detached ones too."""
+
+    def __init__(self, folder: Path, programs: Programs, language: str = "en_US") -> None:
+        self.folder = folder
+        self.language = language
+        self.home = Home(folder / "home")
+        self.installation = folder / "Program Files" / "Tavlopro"
+        self.shell = StandInShell(folder / "windows")
+        self.desktop: Desktop | None = None
+        self.process: subprocess.Popen | None = None
+        self._programs = programs
+        self._output = folder / "output.txt"
+        self.shell.install(programs.equipment / "explorer.exe")
+
+    # --- before the start
+
+    def write_settings(self, settings: Mapping[str, Setting] | None = None, **more: Setting) -> None:
+        """Writes the application's settings: INSTALLED, and these on top of it. None takes a key away."""
+        merged = {**INSTALLED, **(settings or {}), **more}
+        write_settings(self.home.application_settings,
+                       {key: value for key, value in merged.items() if value is not None})
+
+    def place_relocated(self) -> Path:
+        """Puts the updater where its own relocation puts it, with the hand-over file, and returns the program."""
+        program = self.home.relocated_updater
+        if not program.exists():
+            program.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(self._programs.freshen, program)
+            self.home.hand_over_file.write_text(str(self.installation), encoding="utf-8")
+        return program
+
+    def place_installed(self) -> Path:
+        """Puts the updater into the installation folder and returns the program."""
+        program = self.installation / "Freshen.exe"
+        self.installation.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(self._programs.freshen, program)
+        return program
+
+    def environment(self) -> dict[str, str]:
+        variables = self.home.environment(self.language, self._programs.equipment, self.shell.folder)
+        if self.desktop is None:
+            return {**variables, "QT_QPA_PLATFORM": "offscreen"}
+        return {**variables, **self.desktop.environment}
+
+    def start(self, *arguments: str, desktop: Desktop | None = None, program: Path | None = None,
+              variables: Mapping[str, str] | None = None) -> None:
+        """Starts the updater: on a desktop if one is given, else without any display. Without arguments it is the one
+        in the installation, with arguments the relocated copy, if program does not say otherwise."""
+        self.desktop = desktop or self.desktop
+        if program is None:
+            program = self.place_relocated() if arguments else self.place_installed()
+        with open(self._output, "ab") as output:
+            self.process = subprocess.Popen(
+                [program, *arguments], cwd=program.parent, env={**self.environment(), **(variables or {})},
+                stdin=subprocess.DEVNULL, stdout=output, stderr=output, start_new_session=True)
+
+    # --- while it runs, and afterwards
+
+    @property
+    def out(self) -> Path:
+        """The folder that packages are unpacked into."""
+        return self.home.updater_data / "out"
+
+    def log(self) -> list[LogLine]:
+        return read_log(self.home.debug_log)
+
+    def log_texts(self) -> list[str]:
+        return [line.text for line in self.log()]
+
+    def output(self) -> str:
+        """What came on standard output and standard error."""
+        return self._output.read_text(encoding="utf-8", errors="backslashreplace") if self._output.exists() else ""
+
+    def wait_for_log(self, start: str, seconds: float = 20.0) -> LogLine:
+        """Waits for a message that begins so, and returns the first one."""
+        return wait_for(lambda: next((line for line in self.log() if line.text.startswith(start)), None),
+                        f"the log line {start!r}", seconds)
+
+    def is_running(self) -> bool:
+        return self.process is not None and self.process.poll() is None
+
+    def exit_code(self, seconds: float = 20.0) -> int:
+        """Waits for the end of the started process (the relocated copy has a process of its own)."""
+        assert self.process is not None
+        return self.process.wait(seconds)
+
+    def processes(self) -> list[int]:
+        """The ids of the running processes that have this home, however they were started."""
+        mark = b"HOME=" + os.fsencode(self.home.folder)
+        found = []
+        for pid in processes.descendants():
+            try:
+                if mark in Path(f"/proc/{pid}/environ").read_bytes().split(b"\0"):
+                    found.append(pid)
+            except OSError:
+                continue
+        return found
+
+    def end(self) -> None:
+        """Ends all processes of this run: asks them first, and kills what has not ended in time."""
+        for number, patience in ((signal.SIGTERM, 2.0), (signal.SIGKILL, 5.0)):
+            end = time.monotonic() + patience
+            while time.monotonic() < end and (running := self.processes()):
+                for pid in running:
+                    try:
+                        os.kill(pid, number)
+                    except ProcessLookupError:
+                        pass
+                time.sleep(0.02)
+        if self.process is not None:
+            self.process.wait(5)
+
+    def evidence(self) -> str:
+        """What is known of the run, for the report of a failure."""
+        state = "not started" if self.process is None else \
+            "running" if self.process.poll() is None else f"ended with {self.process.returncode}"
+        files = sorted(path.relative_to(self.home.updater_data).as_posix()
+                       for path in self.home.updater_data.rglob("*")) if self.home.updater_data.exists() else []
+        log = "\n".join(map(str, self.log())) or "(none)"
+        return f"updater: {state}\nfiles of the updater: {files[:60]}\n--- debug log\n{log}\n--- output\n{self.output()[-4000:]}"

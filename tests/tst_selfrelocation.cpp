@@ -18,7 +18,8 @@ private slots:
     void handOverThatCannotBeWrittenIsLogged();
     void removeFolderEmptiesAnEarlierRun();
     void removeFolderWithoutAFolder();
-    void removeFolderStopsAtWhatItCannotRemove();
+    void removeFolderTakesHiddenFiles();
+    void removeFolderLeavesWhatALinkLeadsTo();
     void copiesExecutablePluginsAndLibraries();
     void copiesWithoutLibraries();
     void missingFilesAreLogged();
@@ -115,14 +116,22 @@ void SelfRelocationTest::removeFolderWithoutAFolder()
     QVERIFY(removeFolder(file("missing")));
 }
 
-void SelfRelocationTest::removeFolderStopsAtWhatItCannotRemove()
+void SelfRelocationTest::removeFolderTakesHiddenFiles()
 {
-    // A hidden file is no entry of the folder, so the folder cannot be removed.
-    writeFile(file("freshen/sub/.hidden"), "stays");
-    if (!QFileInfo(file("freshen/sub/.hidden")).isHidden())
-        QSKIP("A full stop does not hide a file here.");
-    QVERIFY(!removeFolder(file("freshen")));
-    QCOMPARE(readFile(file("freshen/sub/.hidden")), QByteArray("stays"));
+    writeFile(file("freshen/sub/.hidden"), "old");
+    QVERIFY(removeFolder(file("freshen")));
+    QVERIFY(!QFileInfo::exists(file("freshen")));
+}
+
+void SelfRelocationTest::removeFolderLeavesWhatALinkLeadsTo()
+{
+    writeFile(file("elsewhere/letter.txt"), "mine");
+    QDir().mkpath(file("freshen/sub"));
+    if (!QFile::link(file("elsewhere"), file("freshen/sub/link")) || !QFileInfo(file("freshen/sub/link")).isDir())
+        QSKIP("Links to folders cannot be made here.");
+    QVERIFY(removeFolder(file("freshen")));
+    QVERIFY(!QFileInfo::exists(file("freshen")));
+    QCOMPARE(readFile(file("elsewhere/letter.txt")), QByteArray("mine"));
 }
 
 void SelfRelocationTest::copiesExecutablePluginsAndLibraries()

@@ -2,9 +2,15 @@
 
 #include "download/packagestore.h"
 
+#include <QByteArray>
 #include <QtEndian>
 
-#include <array>
+namespace {
+
+/// Signature of the record that ends an archive (PKWARE APPNOTE 4.3.16).
+constexpr char endRecord[] = "PK\005\006";
+
+} // namespace
 
 StoredArchive::StoredArchive(const QString &path) : m_file(path) {}
 
@@ -13,9 +19,10 @@ bool StoredArchive::open(OpenMode mode)
     // This device buffers, so the file need not.
     if (mode != ReadOnly || !m_file.open(ReadOnly | Unbuffered))
         return false;
-    std::array<char, packageLengthSize> prefix{};
-    m_file.read(prefix.data(), prefix.size());
-    const bool hasLength = qFromBigEndian<quint32>(prefix.data()) == m_file.size() - packageLengthSize;
+    const QByteArray begin = m_file.read(packageLengthSize + qstrlen(endRecord));
+    // An archive without entries is nothing but its end record, which the reader does not find at the very start.
+    const bool hasLength = begin.size() > packageLengthSize && !begin.endsWith(endRecord) &&
+                           qFromBigEndian<quint32>(begin.constData()) == m_file.size() - packageLengthSize;
     m_start = hasLength ? packageLengthSize : 0;
     return m_file.seek(m_start) && QIODevice::open(mode);
 }

@@ -195,6 +195,7 @@ void WindowTest::init()
 
 void WindowTest::cleanup()
 {
+    tidyUp();
     m_messages.reset();
 }
 
@@ -203,4 +204,9 @@ QStringList WindowTest::takeLog()
     const QStringList lines = m_messages->debugLines();
     m_messages->clear();
     return lines;
+}
+
+QStringList WindowTest::warnings() const
+{
+    return m_messages->warnings();
 }

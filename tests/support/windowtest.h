@@ -139,8 +139,11 @@ class WindowTest : public QObject
 protected:
     /// The debug lines that the program logged, without those before the last call.
     QStringList takeLog();
-    /// Prepares what the test functions of a program have in common.
+    /// The warnings since then; they stay.
+    [[nodiscard]] QStringList warnings() const;
+    /// Prepares what the test functions of a program have in common, and tidies up after each of them.
     virtual void prepare() {}
+    virtual void tidyUp() {}
 
 private slots:
     void init();

@@ -149,15 +149,18 @@ void CleaningTest::linkToAFolderIsFollowed()
     QVERIFY(QFile::exists(outside));
 }
 
-/// The cleaning comes to an end.
+/// Each folder is entered once, whichever way it is reached.
 void CleaningTest::linkThatLeadsBack()
 {
     makeFiles({"lib/file", "file"});
     if (!QFile::link(path(), path() + "/lib/up") || !QFileInfo(path() + "/lib/up").isDir())
         QSKIP("There are no links to folders here.");
-    cleanFolder(path(), false, {});
+    const QStringList messages = messagesOf([this] { cleanFolder(path(), false, {}); });
     QVERIFY(!QFile::exists(path() + "/file"));
     QVERIFY(!QFile::exists(path() + "/lib/file"));
+    QCOMPARE(messages.filter("deleteTempDir"), (QStringList{"deleteTempDir " + logged(path()) + " false",
+                                                            "deleteTempDir " + logged(path() + "/lib") + " true",
+                                                            "deleteTempDir " + logged(path() + "/lib/up") + " true"}));
 }
 
 void CleaningTest::fileThatCannotBeRemoved()

@@ -20,6 +20,7 @@ private slots:
     void removeFolderWithoutAFolder();
     void removeFolderTakesHiddenFiles();
     void removeFolderLeavesWhatALinkLeadsTo();
+    void removeFolderStopsAtWhatItCannotRemove();
     void copiesExecutablePluginsAndLibraries();
     void copiesWithoutLibraries();
     void missingFilesAreLogged();
@@ -132,6 +133,22 @@ void SelfRelocationTest::removeFolderLeavesWhatALinkLeadsTo()
     QVERIFY(removeFolder(file("freshen")));
     QVERIFY(!QFileInfo::exists(file("freshen")));
     QCOMPARE(readFile(file("elsewhere/letter.txt")), QByteArray("mine"));
+}
+
+void SelfRelocationTest::removeFolderStopsAtWhatItCannotRemove()
+{
+    // Neither where the folder is read-only nor where an open file cannot be removed.
+    writeFile(file("freshen/sub/file"), "stays");
+    QFile held(file("freshen/sub/file"));
+    QVERIFY(held.open(QIODevice::ReadOnly));
+    const QFile::Permissions before = QFile::permissions(file("freshen/sub"));
+    QVERIFY(QFile::setPermissions(file("freshen/sub"), QFile::ReadOwner | QFile::ExeOwner));
+    const bool isGone = removeFolder(file("freshen"));
+    QFile::setPermissions(file("freshen/sub"), before);
+    QCOMPARE(isGone, !QFile::exists(file("freshen")));
+    if (isGone)
+        QSKIP("The user of this test can remove any file.");
+    QCOMPARE(readFile(file("freshen/sub/file")), QByteArray("stays"));
 }
 
 void SelfRelocationTest::copiesExecutablePluginsAndLibraries()

@@ -1,0 +1,59 @@
+#include "support/installtest.h"
+
+#include "support/files.h"
+
+#include <QDir>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QTest>
+
+void InstallTest::prepare()
+{
+    if (!SystemTools::isAvailable())
+        QSKIP("The stand-ins for the system's tools are shell scripts");
+    setArguments({QStringLiteral("other")});
+    tools = std::make_unique<SystemTools>();
+    m_folder = std::make_unique<QTemporaryDir>();
+    install({{QStringLiteral("Tavlopc.exe"), "old"}});
+}
+
+void InstallTest::tidyUp()
+{
+    tools.reset();
+    QFile::remove(batchFile());
+}
+
+void InstallTest::install(const QMap<QString, QByteArray> &files)
+{
+    QDir(destination()).removeRecursively();
+    QDir().mkpath(destination());
+    for (auto it = files.constBegin(); it != files.constEnd(); ++it)
+        writeFile(destination() + QLatin1Char('/') + it.key(), it.value());
+}
+
+void InstallTest::unpack(TestWindow &window, const QMap<QString, QByteArray> &files)
+{
+    for (auto it = files.constBegin(); it != files.constEnd(); ++it)
+        writeFile(window.pathOf(QStringLiteral("out/") + it.key()), it.value());
+    writeFile(window.pathOf(QStringLiteral("settings.ini")), destination().toUtf8());
+    window.precheckTrigger.stop();
+    window.stackedWidget().setCurrentIndex(1);
+    connect(&window.multiButton(), SIGNAL(clicked()), &window, SLOT(installUpdate()));
+    window.show();
+    takeLog();
+}
+
+QMap<QString, QByteArray> InstallTest::installed() const
+{
+    return treeOf(destination());
+}
+
+QString InstallTest::destination() const
+{
+    return m_folder->filePath(QStringLiteral("old installation"));
+}
+
+QString InstallTest::batchFile()
+{
+    return QDir::toNativeSeparators(QCoreApplication::applicationDirPath() + QLatin1String("/copyBatch.bat"));
+}

@@ -3,7 +3,10 @@
 from __future__ import annotations
 
 import os
+import re
 import shutil
+import string
+import struct
 from collections.abc import Mapping, Sequence
 from dataclasses import dataclass
 from pathlib import Path
@@ -101,9 +104,27 @@ def write_settings(file: Path, settings: Mapping[str, Setting]) -> None:
 def _stored(value: Setting) -> str:
     if isinstance(value, bool):
         return str(value).lower()
-    if isinstance(value, (str, int)):
+    if isinstance(value, str):
+        return _quoted(value)
+    if isinstance(value, int):
         return str(value)
-    return ", ".join(value)
+    # An empty list has a way of its own to be written.
+    return ", ".join(map(_quoted, value)) or "@Invalid()"
+
+
+def _quoted(text: str) -> str:
+    """A text as it has to be written so that the program reads this text back."""
+    if re.fullmatch(r"\w([\w./: -]*\w)?", text, re.ASCII):
+        return text
+    written = ""
+    after_code = False
+    for (unit,) in struct.iter_unpack(">H", ("@" + text if text.startswith("@") else text).encode("utf-16-be")):
+        character = chr(unit)
+        # A code swallows all hexadecimal digits that follow it.
+        needs_code = not " " <= character <= "~" or character in '\\"' or after_code and character in string.hexdigits
+        written += f"\\x{unit:x}" if needs_code else character
+        after_code = needs_code
+    return f'"{written}"'
 
 
 @dataclass(frozen=True)

@@ -1,0 +1,199 @@
+"""A Windows of its own for a run: a Wine prefix with its registry, its fonts and its folders."""
+
+from __future__ import annotations
+
+import os
+import pwd
+import shutil
+import subprocess
+from collections.abc import Mapping, Sequence
+from pathlib import Path, PureWindowsPath
+
+RegistryValue = str | int | bool | bytes | Sequence[str]
+Registry = Mapping[str, Mapping[str, RegistryValue]]
+
+# Wine's own names for the versions of Windows, with what programs see.
+WINDOWS_10 = "win10"
+WINDOWS_7 = "win7"
+
+# No downloads and no entries in the desktop's menus.
+_OVERRIDES = "mscoree,mshtml=;winemenubuilder.exe=d"
+
+_FONT = "Liberation Sans"
+
+# Without Windows' own fonts, Wine takes whatever the machine happens to have.
+_LOOK: Registry = {
+    r"HKEY_CURRENT_USER\Software\Wine\Fonts\Replacements": {
+        name: _FONT for name in ("MS Shell Dlg", "MS Shell Dlg 2", "MS Sans Serif", "Segoe UI", "Tahoma")},
+    r"HKEY_CURRENT_USER\Control Panel\Desktop": {
+        "FontSmoothing": "2", "FontSmoothingType": 1, "FontSmoothingGamma": 1000},
+}
+
+
+class Wine:
+    """A Windows in folder/prefix, reached through this object only. A context manager: at its end nothing of it runs any
+    more. The folder itself is the caller's.
+
+    display: the variables of the desktop that it shows its windows on."""
+
+    def __init__(self, folder: Path, display: Mapping[str, str], language: str = "en_US") -> None:
+        self.folder = folder
+        self.prefix = folder / "prefix"
+        self.language = language
+        self._display = dict(display)
+
+    # --- its life
+
+    def __enter__(self) -> Wine:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.stop()
+
+    def create(self) -> None:
+        """Installs it, with the same look everywhere."""
+        self.folder.mkdir(parents=True, exist_ok=True)
+        (self.folder / "home").mkdir()
+        self.run("wineboot.exe", "--init", seconds=180)
+        # Wine points the user's folders at the home of the one who calls it.
+        for path in self.profile.iterdir():
+            if path.is_symlink():
+                path.unlink()
+                path.mkdir()
+        self.set_registry(_LOOK)
+        self.set_windows(WINDOWS_10)
+        self.stop()
+
+    def clone(self, folder: Path) -> Wine:
+        """Another one like this, which must not be running, in a folder on the same file system. The files of Windows
+        itself, which nobody changes, are shared."""
+        other = Wine(folder, self._display, self.language)
+        (folder / "home").mkdir(parents=True)
+        shutil.copytree(self.prefix, other.prefix, symlinks=True,
+                        ignore=lambda path, names: ["windows"] if path.endswith("drive_c") else [])
+        shutil.copytree(self.drive / "windows", other.drive / "windows", symlinks=True, copy_function=os.link)
+        return other
+
+    def stop(self) -> None:
+        """Ends every program in it. What it remembers is on disk then."""
+        for request in ("--kill", "--wait"):
+            subprocess.run(["wineserver", request], env=self.environment(), stdin=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=60)
+
+    # --- its places
+
+    @property
+    def drive(self) -> Path:
+        """Drive C:."""
+        return self.prefix / "drive_c"
+
+    @property
+    def profile(self) -> Path:
+        """The user's own folder."""
+        return self.drive / "users" / pwd.getpwuid(os.getuid()).pw_name
+
+    @property
+    def local_data(self) -> Path:
+        return self.profile / "AppData" / "Local"
+
+    def path(self, path: Path) -> PureWindowsPath:
+        """What programs in it call a file or folder of this machine."""
+        try:
+            return PureWindowsPath("C:\\", *path.relative_to(self.drive).parts)
+        except ValueError:
+            return PureWindowsPath("Z:\\", *path.parts[1:])
+
+    # --- its settings
+
+    def set_registry(self, keys: Registry) -> None:
+        """Sets these values of these keys. Texts, numbers, truth values as Qt stores them, bytes, lists of texts."""
+        lines = ["Windows Registry Editor Version 5.00", ""]
+        for key, values in keys.items():
+            lines += [f"[{key}]", *(f'"{name}"={_stored(value)}' for name, value in values.items()), ""]
+        file = self.folder / "settings.reg"
+        file.write_text("\r\n".join(lines), encoding="utf-16")
+        self.run("regedit.exe", "/S", str(self.path(file)))
+
+    def remove_key(self, key: str) -> None:
+        """Removes a key of the registry with everything below it."""
+        file = self.folder / "settings.reg"
+        file.write_text(f"Windows Registry Editor Version 5.00\r\n\r\n[-{key}]\r\n", encoding="utf-16")
+        self.run("regedit.exe", "/S", str(self.path(file)))
+
+    def list_value(self, key: str, name: str) -> list[str]:
+        """The texts of a value that is a list of texts."""
+        output = self.run("reg.exe", "query", key, "/v", name)
+        stored = next(line for line in output.splitlines() if "REG_MULTI_SZ" in line)
+        return stored.partition("REG_MULTI_SZ")[2].strip().split("\\0")
+
+    def set_windows(self, version: str) -> None:
+        """Sets the version of Windows that programs see from now on."""
+        self.run("winecfg.exe", "/v", version)
+
+    def set_dots_per_inch(self, number: int) -> None:
+        """Holds from the next start of this Windows, so it ends every program in it."""
+        self.set_registry({r"HKEY_CURRENT_USER\Control Panel\Desktop": {"LogPixels": number},
+                           r"HKEY_CURRENT_CONFIG\Software\Fonts": {"LogPixels": number}})
+        self.stop()
+
+    # --- its programs
+
+    def environment(self) -> dict[str, str]:
+        """The environment of its programs. Nothing of this process's own environment is in it."""
+        variables = {
+            **self._display,
+            "PATH": os.defpath,
+            "HOME": str(self.folder / "home"),
+            "WINEPREFIX": str(self.prefix),
+            "WINEARCH": "win64",
+            "WINEDEBUG": "-all",
+            "WINEDLLOVERRIDES": _OVERRIDES,
+            "LC_ALL": "C.UTF-8",
+        }
+        if self.language != "en_US":
+            variables |= {"LC_ALL": f"{self.language}.UTF-8", "LOCPATH": str(self._locales())}
+        return variables
+
+    def run(self, program: str, *arguments: str, seconds: float = 60.0) -> str:
+        """Runs one of its own tools to its end, and returns what that printed."""
+        result = subprocess.run(["wine", program, *arguments], env=self.environment(), stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=seconds)
+        output = result.stdout.decode(errors="replace")
+        if result.returncode != 0:
+            raise OSError(f"{program} {' '.join(arguments)} ended with {result.returncode}: {output}")
+        return output
+
+    def start(self, program: Path, *arguments: str, variables: Mapping[str, str] | None = None,
+              output: Path | None = None) -> subprocess.Popen:
+        """Starts a program in its own folder; output takes what it prints."""
+        with open(output or os.devnull, "ab") as stream:
+            return subprocess.Popen(["wine", str(self.path(program)), *arguments], cwd=program.parent,
+                                    env={**self.environment(), **(variables or {})}, stdin=subprocess.DEVNULL,
+                                    stdout=stream, stderr=stream, start_new_session=True)
+
+    def _locales(self) -> Path:
+        """A folder with this one's language as a locale of this machine, which Wine takes its own from."""
+        folder = self.folder / "locales"
+        locale = folder / f"{self.language}.UTF-8"
+        if not locale.exists():
+            folder.mkdir(parents=True, exist_ok=True)
+            subprocess.run(["localedef", "--no-archive", "-i", self.language, "-f", "UTF-8", str(locale)], check=True,
+                           stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        return folder
+
+
+def _stored(value: RegistryValue) -> str:
+    if isinstance(value, bool):
+        return _quoted(str(value).lower())
+    if isinstance(value, int):
+        return f"dword:{value:08x}"
+    if isinstance(value, str):
+        return _quoted(value)
+    if isinstance(value, bytes):
+        return "hex:" + value.hex(",")
+    return "hex(7):" + "".join(f"{text}\0" for text in [*value, ""]).encode("utf-16-le").hex(",")
+
+
+def _quoted(text: str) -> str:
+    escaped = text.replace("\\", "\\\\").replace('"', '\\"')
+    return f'"{escaped}"'

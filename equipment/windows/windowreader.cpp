@@ -1,0 +1,138 @@
+// Eyes on the widgets of a Qt program where no screen reader can look. A plug-in of the kind that Qt loads by name from
+// the environment (QT_QPA_GENERIC_PLUGINS=windowreader, with its folder in QT_PLUGIN_PATH), so the program itself stays
+// as it is. Several times a second it writes what the program's windows show into the folder that WINDOW_REPORTS names,
+// as <program>-<process id>.json.
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QGenericPlugin>
+#include <QGroupBox>
+#include <QHeaderView>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QProgressBar>
+#include <QSaveFile>
+#include <QScreen>
+#include <QTextEdit>
+#include <QTimer>
+#include <QTreeWidget>
+
+namespace {
+
+constexpr int reportInterval = 100;
+
+QJsonArray rectangle(const QWidget &widget)
+{
+    const QPoint corner = widget.mapToGlobal(QPoint(0, 0));
+    return {corner.x(), corner.y(), widget.width(), widget.height()};
+}
+
+QJsonObject treeContents(const QTreeWidget &tree)
+{
+    QJsonArray columns;
+    QJsonArray rows;
+    for (int row = -1; row < tree.topLevelItemCount(); ++row) {
+        const QTreeWidgetItem *item = row < 0 ? tree.headerItem() : tree.topLevelItem(row);
+        QJsonArray texts;
+        for (int column = 0; column < tree.columnCount(); ++column) {
+            if (!tree.isColumnHidden(column))
+                texts.append(item->text(column));
+        }
+        if (row < 0)
+            columns = texts;
+        else
+            rows.append(texts);
+    }
+    return {{"columns", columns}, {"rows", rows}, {"current", tree.indexOfTopLevelItem(tree.currentItem())}};
+}
+
+/// What is special about a kind of widget. "cut" says that the widget is too small for its text.
+QJsonObject contents(const QWidget &widget)
+{
+    const bool isNarrow = widget.width() < widget.sizeHint().width();
+    if (const auto *label = qobject_cast<const QLabel *>(&widget)) {
+        const bool isLow = widget.height() < label->heightForWidth(widget.width());
+        return {{"text", label->text()}, {"cut", label->wordWrap() ? isLow : isNarrow}};
+    }
+    if (const auto *button = qobject_cast<const QAbstractButton *>(&widget))
+        return {{"text", button->text()}, {"checked", button->isChecked()}, {"cut", isNarrow}};
+    if (const auto *group = qobject_cast<const QGroupBox *>(&widget))
+        return {{"text", group->title()}};
+    if (const auto *bar = qobject_cast<const QProgressBar *>(&widget))
+        return {{"value", bar->value()}, {"minimum", bar->minimum()}, {"maximum", bar->maximum()}};
+    if (const auto *edit = qobject_cast<const QTextEdit *>(&widget))
+        return {{"text", edit->toPlainText()}};
+    if (const auto *tree = qobject_cast<const QTreeWidget *>(&widget))
+        return treeContents(*tree);
+    return {};
+}
+
+QJsonObject described(const QWidget &widget)
+{
+    QJsonObject object = contents(widget);
+    object["class"] = widget.metaObject()->className();
+    object["name"] = widget.objectName();
+    object["toolTip"] = widget.toolTip();
+    object["enabled"] = widget.isEnabled();
+    object["focus"] = widget.hasFocus();
+    object["rectangle"] = rectangle(widget);
+    return object;
+}
+
+QJsonObject describedWindow(const QWidget &window)
+{
+    QJsonArray widgets;
+    for (const QWidget *widget : window.findChildren<QWidget *>()) {
+        if (widget->isVisible() && widget->window() == &window)
+            widgets.append(described(*widget));
+    }
+    QJsonObject object = described(window);
+    object["title"] = window.windowTitle();
+    object["active"] = window.isActiveWindow();
+    object["modal"] = window.isModal();
+    object["scale"] = window.devicePixelRatioF();
+    object["widgets"] = widgets;
+    return object;
+}
+
+void report()
+{
+    QJsonArray windows;
+    for (const QWidget *window : QApplication::topLevelWidgets()) {
+        if (window->isVisible() && window->windowType() != Qt::ToolTip)
+            windows.append(describedWindow(*window));
+    }
+    const QString name = QStringLiteral("%1-%2.json")
+                             .arg(QFileInfo(QCoreApplication::applicationFilePath()).completeBaseName())
+                             .arg(QCoreApplication::applicationPid());
+    QSaveFile file(QDir(qEnvironmentVariable("WINDOW_REPORTS")).filePath(name));
+    if (file.open(QIODevice::WriteOnly)) {
+        file.write(QJsonDocument(windows).toJson());
+        file.commit();
+    }
+}
+
+} // namespace
+
+class WindowReader : public QGenericPlugin
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID QGenericPluginFactoryInterface_iid FILE "windowreader.json")
+
+public:
+    QObject *create(const QString &key, const QString &specification) override
+    {
+        Q_UNUSED(key)
+        Q_UNUSED(specification)
+        auto *timer = new QTimer(this);
+        connect(timer, &QTimer::timeout, this, report);
+        timer->start(reportInterval);
+        return timer;
+    }
+};
+
+#include "windowreader.moc"

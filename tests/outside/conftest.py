@@ -15,6 +15,7 @@ import pytest
 from harness import processes, trees
 from harness.desktop import Desktop, ToolFailure
 from rig.run import Programs, Run
+from rig.screen import Screen
 
 _EVIDENCE = Path(os.environ["FRESHEN_EVIDENCE"])
 
@@ -65,6 +66,13 @@ def folder() -> Iterator[Path]:
 
 
 @pytest.fixture
+def exits() -> Iterator[ExitStack]:
+    """Takes what a test opens and ends it with the test."""
+    with ExitStack() as stack:
+        yield stack
+
+
+@pytest.fixture
 def new_run(folder: Path, programs: Programs) -> Iterator[Callable[..., Run]]:
     """Makes runs: new_run(name="home", language="en_US")."""
     made: list[Run] = []
@@ -97,6 +105,12 @@ def _desktop() -> Iterator[Desktop]:
 def desktop(_desktop: Desktop, new_run: Callable[..., Run]) -> Desktop:
     """A desktop without a window on it. The tests of one process use it one after the other."""
     return _desktop
+
+
+@pytest.fixture
+def screen(desktop: Desktop) -> Screen:
+    """What a user sees of the updater on the desktop."""
+    return Screen(desktop)
 
 
 @pytest.hookimpl(hookwrapper=True)

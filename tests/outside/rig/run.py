@@ -7,7 +7,7 @@ import shutil
 import signal
 import subprocess
 import time
-from collections.abc import Mapping
+from collections.abc import Mapping, Sequence
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -78,15 +78,16 @@ class Run:
         return {**variables, **self.desktop.environment}
 
     def start(self, *arguments: str, desktop: Desktop | None = None, program: Path | None = None,
-              variables: Mapping[str, str] | None = None) -> None:
+              variables: Mapping[str, str] | None = None, through: Sequence[str] = ()) -> None:
         """Starts the updater: on a desktop if one is given, else without any display. Without arguments it is the one
-        in the installation, with arguments the relocated copy, if program does not say otherwise."""
+        in the installation, with arguments the relocated copy, if program does not say otherwise. through is a command
+        that runs the rest of its command line under the same process id."""
         self.desktop = desktop or self.desktop
         if program is None:
             program = self.place_relocated() if arguments else self.place_installed()
         with open(self._output, "ab") as output:
             self.process = subprocess.Popen(
-                [program, *arguments], cwd=program.parent, env={**self.environment(), **(variables or {})},
+                [*through, program, *arguments], cwd=program.parent, env={**self.environment(), **(variables or {})},
                 stdin=subprocess.DEVNULL, stdout=output, stderr=output, start_new_session=True)
 
     # --- while it runs, and afterwards

@@ -1,0 +1,68 @@
+"""A certificate authority of the test's own, certificates from it, and programs that trust it."""
+
+from __future__ import annotations
+
+import shutil
+import subprocess
+from dataclasses import dataclass
+from pathlib import Path
+
+# Where the system keeps the certificates that it trusts.
+_SYSTEM_STORE = "/etc/ssl/certs"
+
+
+@dataclass(frozen=True)
+class Certificate:
+    certificate: Path
+    key: Path
+
+
+class Authority:
+    """Makes certificates for servers. The private keys live as long as the folder."""
+
+    def __init__(self, folder: Path) -> None:
+        folder.mkdir()
+        self._folder = folder
+        self.certificate = folder / "authority.pem"
+        _openssl("req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
+                 "-subj", "/O=Tests/CN=Test authority", "-keyout", folder / "authority.key", "-out", self.certificate)
+
+    def issue(self, name: str, *alternatives: str, days: int = 2) -> Certificate:
+        """A certificate for a server with these names, each like "IP:127.0.0.1" or "DNS:localhost". With negative days
+        it has expired."""
+        made = Certificate(self._folder / f"{name}.pem", self._folder / f"{name}.key")
+        request, extensions = self._folder / f"{name}.csr", self._folder / f"{name}.ext"
+        extensions.write_text(f"subjectAltName={','.join(alternatives)}\n", encoding="ascii")
+        _openssl("req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj", f"/CN={name}",
+                 "-keyout", made.key, "-out", request)
+        _openssl("x509", "-req", "-in", request, "-CA", self.certificate, "-CAkey", self._folder / "authority.key",
+                 "-CAcreateserial", "-days", str(days), "-extfile", extensions, "-out", made.certificate)
+        return made
+
+    def store(self) -> Path:
+        """A folder of trusted certificates, as a system keeps it, with nothing but this authority in it."""
+        folder = self._folder / "trusted"
+        if not folder.exists():
+            folder.mkdir()
+            shutil.copy2(self.certificate, folder / "authority.pem")
+            _openssl("rehash", folder)
+        return folder
+
+
+def trusting(store: Path) -> list[str]:
+    """The start of a command line whose program sees this folder in the place of the system's trusted certificates. The
+    system itself and all other programs keep theirs. What follows runs under the same process id."""
+    return ["unshare", "--mount", "--map-root-user", "sh", "-c", 'mount --bind "$0" "$1" && shift && exec "$@"',
+            str(store), _SYSTEM_STORE]
+
+
+def can_trust() -> bool:
+    """Whether this machine lets a program see other certificates than the rest of the system."""
+    return subprocess.run(["unshare", "--mount", "--map-root-user", "mount", "--bind", "/tmp", _SYSTEM_STORE],
+                          stdin=subprocess.DEVNULL, capture_output=True, timeout=10).returncode == 0
+
+
+def _openssl(*arguments: str | Path) -> None:
+    result = subprocess.run(["openssl", *map(str, arguments)], stdin=subprocess.DEVNULL, capture_output=True, timeout=30)
+    if result.returncode != 0:
+        raise RuntimeError(f"openssl {arguments[0]}: {result.stderr.decode(errors='replace')}")

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import re
 import subprocess
 import time
 from contextlib import ExitStack
@@ -157,6 +158,16 @@ class Desktop:
         """Clicks with the mouse on the middle of a widget."""
         x, y = widget.extents.center
         self._tool("xdotool", "mousemove", str(x), str(y), "click", "1")
+
+    def double_click(self, widget: Accessible) -> None:
+        """Clicks twice with the mouse on the middle of a widget."""
+        x, y = widget.extents.center
+        self._tool("xdotool", "mousemove", str(x), str(y), "click", "--repeat", "2", "--delay", "50", "1")
+
+    def close(self, title: str) -> None:
+        """Closes the window with this title in the way its title bar does: its program is asked."""
+        window = self._tool("xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(title)}$").split()[0].decode()
+        self._tool("xdotool", "windowactivate", "--sync", window, "key", "--clearmodifiers", "alt+F4")
 
     def screenshot(self, file: Path | None = None, settle: float = 2.0) -> bytes:
         """A PNG picture of the whole screen, written to file if one is given. Waits until the screen stands still, but

@@ -53,6 +53,8 @@ void MainWindow::copyUpdate(const QString &source, const QString &destination)
 {
     const CopyBatch batch = CopyBatch::in(QCoreApplication::applicationDirPath());
     writeBatchFile(batch.path, copyCommand(source, destination));
+    // The window cannot be drawn while it waits for the copy; so it shows by now what is going on.
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     const CopyResult result = runCopyBatch(batch.command);
     if (!result.isGood) {
         // Not in the catalogues: shown in English in every language.

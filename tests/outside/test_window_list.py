@@ -151,7 +151,7 @@ def test_info_follows_the_row(opened: Opened) -> None:
     """The field below the list shows the info of the row that the keyboard is on, with its formatting applied, and
     nothing when the list is filled anew."""
     screen = opened(version("26.06.7200", info="<b>bold</b> and <i>slanted</i>"), version("26.06.7100", info="plain"))
-    screen.keys("End")
+    screen.keys("Home", "End")
     becomes("plain", screen.info, "info of the last row")
     screen.keys("Home")
     becomes("bold and slanted", screen.info, "info of the first row")
@@ -194,10 +194,20 @@ def test_two_hundred_versions(opened: Opened) -> None:
     """Of 200 versions each is listed, and the keyboard reaches the last one."""
     screen = opened(*(version(f"26.06.{revision}", info=f"info {revision}") for revision in range(7100, 7300)))
     same([f"26.06.{revision}" for revision in range(7299, 7099, -1)], screen.versions(), "rows")
-    screen.keys("End")
+    screen.keys("Home", "End")
     becomes("info 7100", screen.info, "info of the last row")
     screen.keys("Home", "Next")
     wait_for(lambda: screen.info() not in ("info 7100", "info 7299"), "a page further")
+
+
+def test_keyboard_finds_the_first_row(opened: Opened) -> None:
+    """When the keyboard comes to a list without a chosen row, the first row is chosen."""
+    screen = opened(version("26.06.7100", info="old"), version("26.06.7200", info="new"))
+    screen.click_beta_box()
+    becomes(None, screen.current_version, "row of the keyboard")
+    screen.keys("shift+Tab")
+    becomes("26.06.7200", screen.current_version, "row of the keyboard")
+    same("new", screen.info(), "info")
 
 
 def test_long_info(opened: Opened) -> None:
@@ -205,7 +215,7 @@ def test_long_info(opened: Opened) -> None:
     text = " ".join(f"word{number:03}" for number in range(62)) + " ends"
     screen = opened(version("26.06.7100", info=text))
     width = screen.window.extents.width
-    screen.keys("End")
+    screen.keys("Home", "End")
     becomes(text, screen.info, "info")
     same((500, width), (len(text), screen.window.extents.width), "length of the text, width of the window")
 
@@ -223,7 +233,7 @@ def test_long_info(opened: Opened) -> None:
 def test_odd_info(opened: Opened, info: str, shown: str) -> None:
     """Right-to-left, rich, plain, combined and empty info texts are shown as what they are."""
     screen = opened(version("26.06.7200", info=info), version("26.06.7100", info="other"))
-    screen.keys("End")
+    screen.keys("Home", "End")
     becomes("other", screen.info, "other info")
     screen.keys("Home")
     becomes(shown, screen.info, "info")
@@ -284,7 +294,7 @@ def test_row_is_activated_by_return(run: Run, desktop: Desktop, folder: Path) ->
     offer = version("26.06.7100"), version("26.06.7200")
     with UpdateServer(offered(folder / "server", offer)) as server:
         screen = open_list(run, desktop, server, rows=2)
-        screen.keys("End", "Return")
+        screen.keys("Home", "End", "Return")
         run.wait_for_log("update unzipped to")
         same([VERSIONS_PATH, offer[0].package_path], [request.path for request in server.requests], "requests")
         same(TEXTS["en_US"].ready, screen.status(), "status")

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from dataclasses import dataclass
 
-from harness.accessibility import Accessible
+from harness.accessibility import Accessible, Extents
 from harness.desktop import Desktop
 from harness.waiting import wait_for
 
@@ -119,7 +119,12 @@ class Screen:
         return self.window.wait_for("text").text
 
     def click_beta_box(self) -> None:
+        """Clicks with the mouse on the check box. A click is not the same as an assistant's press: only a click fills
+        the list anew."""
+        before = self.is_beta_checked()
+        self.settle()
         self.desktop.click(self.beta_box())
+        becomes(not before, self.is_beta_checked, "check mark after a click")
 
     def beta_box(self) -> Accessible:
         return self.window.wait_for("check box")
@@ -161,9 +166,20 @@ class Screen:
 
     # --- the keyboard
 
+    def settle(self) -> None:
+        """Waits until one of the updater's windows takes keys and stands still where it is."""
+        places: list[Extents] = []
+
+        def stands() -> bool:
+            window = self._active()
+            places.append(window.extents if window else Extents(0, 0, 0, 0))
+            return window is not None and places[-2:] == [places[-1]] * 2
+
+        wait_for(stands, "a window that takes keys")
+
     def keys(self, *names: str) -> None:
         """Presses keys, as soon as one of the updater's windows takes them."""
-        wait_for(self._active, "an active window")
+        self.settle()
         self.desktop.keys(*names)
 
     def focus(self) -> str:

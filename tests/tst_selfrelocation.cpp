@@ -175,8 +175,8 @@ void SelfRelocationTest::copiesExecutablePluginsAndLibraries()
 
     QStringList expectedMessages;
     for (const char *plugin : {"/platforms/qwindows.dll", "/imageformats/qico.dll", "/styles/qwindowsvistastyle.dll"}) {
-        expectedMessages += logged(native(file("installation") + QLatin1String(plugin))) + QLatin1Char(' ') +
-                            logged(native(file("data/freshen") + QLatin1String(plugin))) + QLatin1String(" true");
+        expectedMessages += logged(native(file("installation")) + QLatin1String(plugin)) + QLatin1Char(' ') +
+                            logged(native(file("data/freshen")) + QLatin1String(plugin)) + QLatin1String(" true");
     }
     QCOMPARE(messages, expectedMessages);
 }

@@ -36,6 +36,11 @@ namespace {
 class PlainWindow : public MainWindow
 {
 public:
+    ~PlainWindow() override
+    {
+        delete networkAccessManager;
+        networkAccessManager = nullptr;
+    }
     using MainWindow::parentDir;
 };
 

@@ -105,8 +105,9 @@ class Desktop:
         readable, writable = os.pipe()
         with open(readable, encoding="ascii") as answer:
             try:
+                # A display that resets when its last client leaves cannot be reached while it does so.
                 self._run("display", "Xvfb", "-displayfd", str(writable), "-screen", "0", f"{width}x{height}x24",
-                          "-dpi", "96", "-nolisten", "tcp", pass_fds=(writable,))
+                          "-dpi", "96", "-nolisten", "tcp", "-noreset", pass_fds=(writable,))
             finally:
                 os.close(writable)
             number = answer.readline().strip()
@@ -166,8 +167,18 @@ class Desktop:
 
     def close(self, title: str) -> None:
         """Closes the window with this title in the way its title bar does: its program is asked."""
-        window = self._tool("xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(title)}$").split()[0].decode()
-        self._tool("xdotool", "windowactivate", "--sync", window, "key", "--clearmodifiers", "alt+F4")
+        self._tool("xdotool", "windowactivate", "--sync", self._window(title), "key", "--clearmodifiers", "alt+F4")
+
+    def resize(self, title: str, width: int, height: int) -> None:
+        """Asks the window manager for another size of the window with this title."""
+        self._tool("xdotool", "windowsize", self._window(title), str(width), str(height))
+
+    def property_of(self, title: str, name: str) -> str:
+        """A property of the window with this title, as the display's tool prints it."""
+        return self._tool("xprop", "-id", self._window(title), name).decode().strip()
+
+    def _window(self, title: str) -> str:
+        return self._tool("xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(title)}$").split()[0].decode()
 
     def screenshot(self, file: Path | None = None, settle: float = 2.0) -> bytes:
         """A PNG picture of the whole screen, written to file if one is given. Waits until the screen stands still, but

@@ -14,9 +14,10 @@ from harness.updateserver import UpdateServer
 from harness.waiting import wait_for
 from rig.evidence import becomes, same
 from rig.catalogue import listed, offered, version
+from rig.opening import open_list
 from rig.run import Run
 from rig.screen import Row, Screen
-from rig.texts import LANGUAGES, TEXTS, Texts
+from rig.texts import LANGUAGES, TEXTS
 
 Opened = Callable[..., Screen]
 
@@ -30,17 +31,6 @@ def opened(run: Run, desktop: Desktop, exits: ExitStack) -> Opened:
         return open_list(run, desktop, server, language, len(lines) if rows is None else rows, settings)
 
     return start
-
-
-def open_list(run: Run, desktop: Desktop, server: UpdateServer, language: str = "en_US", rows: int = 0,
-              settings: dict | None = None) -> Screen:
-    run.language = language
-    run.write_settings(settings, port2=server.port)
-    run.start("menu", desktop=desktop)
-    screen = Screen(desktop)
-    run.wait_for_log("Checking version...")
-    screen.wait_for_rows(rows)
-    return screen
 
 
 @pytest.mark.parametrize("language", LANGUAGES)

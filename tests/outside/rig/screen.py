@@ -137,6 +137,11 @@ class Screen:
     def status(self) -> str:
         return self._progress_labels()[0]
 
+    def wait_for_status(self, template: str) -> None:
+        """Waits for a status that begins as the template does before its first blank to fill."""
+        start = template.partition("{")[0]
+        becomes(start, lambda: self.status()[:len(start)], "status")
+
     def status_tool_tip(self) -> str:
         return self.window.find_all("label")[0].description
 
@@ -197,7 +202,8 @@ class Screen:
 
     def controls(self) -> list[Accessible]:
         """What can be used with the keyboard on the page that is shown, from top to bottom."""
-        return [widget for widget in self.window.walk() if widget.role in _CONTROLS and "showing" in widget.states]
+        # The list claims to be shown on the other page too, but has no size there.
+        return [widget for widget in self.window.walk() if widget.role in _CONTROLS and widget.extents.width > 0]
 
     def _tree(self) -> Accessible:
         return self.window.wait_for("tree")

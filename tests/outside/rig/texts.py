@@ -1,4 +1,4 @@
-"""The updater's words in its two languages."""
+"""The updater's words in its two languages, as they are seen and read out: without the marks of rich text."""
 
 from __future__ import annotations
 
@@ -60,10 +60,9 @@ TEXTS = {
         clean="We need to clean the old version first. Do you agree to delete all contents in:\n\n{} ",
         not_copied="Couldn't copy updated files. Aborting!\n\nError:\n{}",
         connection_title="Connection Failed",
-        connection="Connection to server could not be established:<br /><br />\"{}\"<br /><br/>Please make sure that..."
-                   "<ul><li>Your internet connection is up and running.<li>You made the right proxy settings in "
-                   "Tavlopro's login window (restart Tavlopro and answer \"No\" to the update question, then click on "
-                   "\"Proxy settings\").</ul>",
+        connection="Connection to server could not be established:\n\n\"{}\"\n\nPlease make sure that...\nYour internet "
+                   "connection is up and running.\nYou made the right proxy settings in Tavlopro's login window "
+                   "(restart Tavlopro and answer \"No\" to the update question, then click on \"Proxy settings\").",
         update_failed="Update Failed",
         start_failed="Error starting Updater",
     ),
@@ -92,10 +91,10 @@ TEXTS = {
               "folgenden Ordners zu löschen?\n\n{} ",
         not_copied="Fehler beim Kopieren der aktualisierten Dateien. Abbruch!\n\nFehler:\n{}",
         connection_title="Verbindung fehlgeschlagen",
-        connection="Es konnte keine Verbindung zum Update-Server hergestellt werden:<br /><br />\"{}\"<br /><br/>Bitte "
-                   "stellen Sie sicher, dass...<ul><li>Ihre Internetverbindung aktiv ist.<li>Die richtigen "
-                   "Proxy-Einstellungen im Tavlopro-Anmeldefenster vorgenommen wurden (Tavlopro neu starten und die "
-                   "Update-Frage mit \"Nein\" beantworten, dann auf \"Einstellungen\" klicken).</ul>",
+        connection="Es konnte keine Verbindung zum Update-Server hergestellt werden:\n\n\"{}\"\n\nBitte stellen Sie "
+                   "sicher, dass...\nIhre Internetverbindung aktiv ist.\nDie richtigen Proxy-Einstellungen im "
+                   "Tavlopro-Anmeldefenster vorgenommen wurden (Tavlopro neu starten und die Update-Frage mit \"Nein\" "
+                   "beantworten, dann auf \"Einstellungen\" klicken).",
         update_failed="Aktualisierung fehlgeschlagen",
         start_failed="Fehler beim Starten des Updaters",
     ),
@@ -106,9 +105,9 @@ LANGUAGES = tuple(TEXTS)
 CHECKING = "Checking for Tavlopro Software Update..."
 READ_ERROR = "Error reading version description file:\n{}"
 COPY_ERROR = "Error copying update!\n\n{}"
-START_ERROR = ("We are sorry, but the Tavlopro update tool has an error.\nPerhaps it has insufficent rights.\nYou can "
-               "also try to re-install Tavlopro by downloading the current version from:\n")
-DOWNLOAD_PAGE = "https://www.quinta.example/tavlopro/download"
+START_ERROR = ("We are sorry, but the Tavlopro update tool has an error. Perhaps it has insufficent rights. You can also "
+               "try to re-install Tavlopro by downloading the current version from: "
+               "https://www.quinta.example/tavlopro/download")
 RUNNING_TITLE = "Tavlopro Updater Precheck"
-RUNNING = ("<html><p>Ihre Tavlopro-Anwendung läuft noch.</p><p>Bitte schließen Sie diese erst, um mit der Installation "
-           "fortfahren zu können.</p>")
+RUNNING = ("Ihre Tavlopro-Anwendung läuft noch.\nBitte schließen Sie diese erst, um mit der Installation fortfahren zu "
+           "können.")

@@ -153,7 +153,8 @@ void MainWindowAutomaticTest::packageIsNamedAfterTheRow_data()
     QTest::newRow("plain") << false << stable(7200) << QByteArray("Tavlopc26.05.7200STABLE.zip") << "26.05.7200STABLE";
     QTest::newRow("extended") << true << stable(7200) << QByteArray("Tavlopc26.05.7200STABLEWIN7X64.zip")
                               << "26.05.7200STABLE";
-    QTest::newRow("beta") << false << beta(7200) << QByteArray("Tavlopc26.05.7200BETA.zip") << "26.05.7200BETA";
+    QTest::newRow("beta, whose revision is never old enough to be renamed here")
+        << false << beta(7200) << QByteArray("Tavlopc26.05.7200BETA.zip") << "26.05.7200BETA";
     QTest::newRow("unknown type of the own revision")
         << false << QByteArray("26.05.7086|special|0|d|i") << QByteArray("Tavlopc26.05.7086SPECIAL.zip")
         << "26.05.7086SPECIAL";

@@ -110,7 +110,8 @@ void MainWindowDownloadTest::download(TestWindow &window, const HttpAnswer &answ
     m_server->prepare(packageTarget, answer);
     choose(window);
     click(window.button());
-    QTRY_COMPARE(m_server->requests().size(), 2);
+    // A redirect makes it more than two.
+    QTRY_VERIFY(m_server->requests().size() >= 2);
 }
 
 void MainWindowDownloadTest::withoutAChoiceTheUserIsAsked_data()

@@ -73,6 +73,7 @@ void EntryNamesTest::unsafeNames_data()
           "con", "CON", "Con.txt", "a/prn", "aux/b", "nul.tar.gz", "com1", "COM9.dll", "lpt1", "lpt0.x", "conin$",
           "CONOUT$", "nul ", "nul .txt", "com\302\271", "LPT\302\263.log"})
         QTest::newRow(name) << name;
+    QTest::newRow("no name at all") << QString();
 }
 
 void EntryNamesTest::unsafeNames()

@@ -149,7 +149,8 @@ bool isSafeEntryName(const QString &name)
         QRegularExpression::CaseInsensitiveOption);
     static const QRegularExpression upwards(QStringLiteral("^\\.[. ]*\\.[. ]*$"));
     const QString slashed = QString(name).replace(QLatin1Char('\\'), QLatin1Char('/'));
-    if (slashed.startsWith(QLatin1Char('/')) || slashed.contains(QLatin1Char(':')))
+    // An entry without a name would be the target folder itself.
+    if (slashed.isEmpty() || slashed.startsWith(QLatin1Char('/')) || slashed.contains(QLatin1Char(':')))
         return false;
     const QStringList steps = slashed.split(QLatin1Char('/'));
     return std::none_of(steps.begin(), steps.end(), [](const QString &step) {

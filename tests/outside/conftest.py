@@ -16,6 +16,7 @@ from harness import processes, trees
 from harness.desktop import Desktop, ToolFailure
 from rig.run import Programs, Run
 from rig.screen import Screen
+from rig.views import is_possible
 
 _EVIDENCE = Path(os.environ["FRESHEN_EVIDENCE"])
 
@@ -40,6 +41,13 @@ def programs() -> Programs:
         if not path.exists():
             pytest.exit(f"{path} is missing: build it first", returncode=3)
     return found
+
+
+@pytest.fixture(scope="session")
+def views() -> None:
+    """For tests that show a program files of their own in the place of the system's."""
+    if not is_possible():
+        pytest.skip("this machine allows no mount namespaces, so a program can be shown no files of the test's own")
 
 
 @pytest.fixture(autouse=True)

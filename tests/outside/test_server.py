@@ -8,13 +8,14 @@ from pathlib import Path
 
 import pytest
 
-from harness import trees
 from rig import manual, offers
-from rig.certificates import Authority, can_trust, trusting
+from rig.certificates import Authority
 from rig.evidence import becomes, same
+from rig.outcomes import connection_failed, is_no_archive, is_unpacked
 from rig.run import Run
-from rig.screen import Button, Screen
+from rig.screen import Screen
 from rig.servers import Nginx, Served
+from rig.views import TRUSTED, seeing
 from rig.wire import Answer, WireServer
 
 MODES = ("auto", "menu")
@@ -51,30 +52,9 @@ def authority(folder: Path) -> Authority:
 
 
 @pytest.fixture
-def trust(authority: Authority) -> list[str]:
+def trust(authority: Authority, views: None) -> list[str]:
     """What a program is started through that shall trust the authority."""
-    if not can_trust():
-        pytest.skip("this machine allows no mount namespaces, so no program can trust the test's authority alone")
-    return trusting(authority.store())
-
-
-def is_unpacked(run: Run) -> None:
-    """Waits until the package lies unpacked in "out", whole, and has been removed itself."""
-    run.wait_for_log("update unzipped to ")
-    same([], trees.differences(offers.unpacked(), trees.read(run.out)), "the unpacked package")
-    same([], [path.name for path in run.home.updater_data.glob("*.zip")], "stored packages")
-
-
-def connection_failed(run: Run, screen: Screen, reason: str) -> None:
-    """Sees the box that the connection failed for this reason, confirms it, and sees the updater end with 0."""
-    line = run.wait_for_log("Connection failed:")
-    same(f'Connection failed: "{reason}"', line.text.replace('\\"', '"'), "the reason in the log")
-    box = screen.box()
-    same("Connection Failed", box.title, "the title of the box")
-    assert "Connection to server could not be established:" in box.text and f'"{reason}"' in box.text, box.text
-    same(["OK"], box.buttons, "the buttons of the box")
-    box.press("OK")
-    same(0, run.exit_code(), "exit code")
+    return seeing({TRUSTED: authority.store()})
 
 
 # --- what is asked
@@ -191,7 +171,7 @@ def test_redirect_is_followed(run: Run, screen: Screen, nginx: Callable[..., Ngi
     manual.go(run, screen, mode)
     is_unpacked(run)
     seen = [(request.request, request.status) for request in server.served()]
-    # What is redirected may be asked for twice in a row: the library sends a request anew when it gives up a connection.
+    # What is redirected may be asked for twice in a row: the library sends it anew when it gives up a connection.
     same([(FILE_LINE, status), ("GET /moved/windows.txt HTTP/1.1", 200), (PACKAGE_LINE, status),
           ("GET /moved/package.zip HTTP/1.1", 200)], [request for request, _ in itertools.groupby(seen)], "requests")
     same({"Updater/2605windows"}, {request.agent for request in server.served()}, "agents")
@@ -219,7 +199,6 @@ def test_redirect_to_less_safe_scheme(run: Run, screen: Screen, nginx: Callable[
                    f"location /update {{ return 302 http://127.0.0.1:{plain.port}$request_uri; }}")
     run.write_settings(port2=server.port, proto2="https")
     run.start(mode, desktop=screen.desktop, through=trust)
-    run.wait_for_log("Connection failed:")
     connection_failed(run, screen, "Insecure redirect")
     same([], plain.served(), "requests over HTTP")
 
@@ -233,14 +212,14 @@ def test_package_redirect_to_less_safe_scheme(run: Run, screen: Screen, nginx: C
                    f"location = {offers.PACKAGE_PATH} {{ return 302 http://127.0.0.1:{plain.port}$request_uri; }}")
     run.write_settings(port2=server.port, proto2="https")
     manual.go(run, screen, mode, through=trust)
-    unzip_failed(run, screen)
+    is_no_archive(run, screen)
     same([], plain.served(), "requests over HTTP")
 
 
 @both_modes
 def test_redirect_loop(run: Run, screen: Screen, nginx: Callable[..., Nginx], mode: str) -> None:
     """A version file that redirects for ever is given up after 50 redirects, with a box."""
-    server = nginx(locations=f"location /update {{ return 302 $request_uri; }}")
+    server = nginx(locations="location /update { return 302 $request_uri; }")
     run.write_settings(port2=server.port)
     run.start(mode, desktop=screen.desktop)
     connection_failed(run, screen, "Too many redirects")
@@ -253,22 +232,11 @@ def test_package_redirect_loop(run: Run, screen: Screen, nginx: Callable[..., Ng
     server = nginx(locations=f"location = {offers.PACKAGE_PATH} {{ return 302 $request_uri; }}")
     run.write_settings(port2=server.port)
     manual.go(run, screen, mode)
-    unzip_failed(run, screen)
+    is_no_archive(run, screen)
     assert 50 <= len(server.served()) <= _LOOP, len(server.served())
 
 
 # --- answers that are no version file and no package
-
-
-def unzip_failed(run: Run, screen: Screen, message: str = "unzip(): zip.open(): -1000") -> None:
-    """Sees that the package cannot be unpacked: log, label, dead button; nothing unpacked, the stored file left."""
-    run.wait_for_log("Error unzipping")
-    same(f'Error unzipping "{message}"', run.wait_for_log("Error unzipping").text, "the reason in the log")
-    becomes(f"Error unzipping update!\n\n{message}", screen.status, "the status")
-    same(Button("Cancel", False), screen.button(), "the button")
-    assert not run.out.exists(), "something was unpacked"
-    same(1, len(list(run.home.updater_data.glob("*.zip"))), "stored packages")
-    assert run.is_running()
 
 
 @pytest.mark.parametrize(("status", "reason"), [(404, "Not Found"), (500, "Internal Server Error")])
@@ -292,7 +260,7 @@ def test_error_instead_of_package(run: Run, screen: Screen, nginx: Callable[...,
     server = nginx(locations=f"location = {offers.PACKAGE_PATH} {{ return {status}; }}")
     run.write_settings(port2=server.port)
     manual.go(run, screen, mode)
-    unzip_failed(run, screen)
+    is_no_archive(run, screen)
 
 
 def test_captive_portal_instead_of_version_file_auto(run: Run, screen: Screen, nginx: Callable[..., Nginx]) -> None:
@@ -331,7 +299,7 @@ def test_captive_portal_instead_of_package(run: Run, screen: Screen, nginx: Call
     server.offer("/portal.html", CAPTIVE.encode())
     run.write_settings(port2=server.port)
     manual.go(run, screen, mode)
-    unzip_failed(run, screen)
+    is_no_archive(run, screen)
     stored = next(run.home.updater_data.glob("*.zip")).read_bytes()
     same(len(CAPTIVE).to_bytes(4, "big") + CAPTIVE.encode(), stored, "the stored file")
 

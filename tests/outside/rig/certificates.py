@@ -1,4 +1,4 @@
-"""A certificate authority of the test's own, certificates from it, and programs that trust it."""
+"""A certificate authority of the test's own, and certificates from it."""
 
 from __future__ import annotations
 
@@ -6,9 +6,6 @@ import shutil
 import subprocess
 from dataclasses import dataclass
 from pathlib import Path
-
-# Where the system keeps the certificates that it trusts.
-_SYSTEM_STORE = "/etc/ssl/certs"
 
 
 @dataclass(frozen=True)
@@ -40,7 +37,7 @@ class Authority:
         return made
 
     def store(self) -> Path:
-        """A folder of trusted certificates, as a system keeps it, with nothing but this authority in it."""
+        """A folder of trusted certificates, as the system keeps it, with nothing but this authority in it."""
         folder = self._folder / "trusted"
         if not folder.exists():
             folder.mkdir()
@@ -49,20 +46,8 @@ class Authority:
         return folder
 
 
-def trusting(store: Path) -> list[str]:
-    """The start of a command line whose program sees this folder in the place of the system's trusted certificates. The
-    system itself and all other programs keep theirs. What follows runs under the same process id."""
-    return ["unshare", "--mount", "--map-root-user", "sh", "-c", 'mount --bind "$0" "$1" && shift && exec "$@"',
-            str(store), _SYSTEM_STORE]
-
-
-def can_trust() -> bool:
-    """Whether this machine lets a program see other certificates than the rest of the system."""
-    return subprocess.run(["unshare", "--mount", "--map-root-user", "mount", "--bind", "/tmp", _SYSTEM_STORE],
-                          stdin=subprocess.DEVNULL, capture_output=True, timeout=10).returncode == 0
-
-
 def _openssl(*arguments: str | Path) -> None:
-    result = subprocess.run(["openssl", *map(str, arguments)], stdin=subprocess.DEVNULL, capture_output=True, timeout=30)
+    result = subprocess.run(["openssl", *map(str, arguments)], stdin=subprocess.DEVNULL, capture_output=True,
+                            timeout=30)
     if result.returncode != 0:
         raise RuntimeError(f"openssl {arguments[0]}: {result.stderr.decode(errors='replace')}")

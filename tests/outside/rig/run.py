@@ -153,4 +153,5 @@ class Run:
         files = sorted(path.relative_to(self.home.updater_data).as_posix()
                        for path in self.home.updater_data.rglob("*")) if self.home.updater_data.exists() else []
         log = "\n".join(map(str, self.log())) or "(none)"
-        return f"updater: {state}\nfiles of the updater: {files[:60]}\n--- debug log\n{log}\n--- output\n{self.output()[-4000:]}"
+        return (f"updater: {state}\nfiles of the updater: {files[:60]}\n--- debug log\n{log}\n"
+                f"--- output\n{self.output()[-4000:]}")

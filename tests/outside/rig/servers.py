@@ -5,6 +5,7 @@ from __future__ import annotations
 import json
 import os
 import pwd
+import signal
 import socket
 import subprocess
 from abc import ABC, abstractmethod
@@ -73,6 +74,11 @@ class Server(ABC):
             except subprocess.TimeoutExpired:
                 self._process.kill()
                 self._process.wait()
+            try:
+                # Its helpers, in case it has left any.
+                os.killpg(self._process.pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
 
     def evidence(self) -> str:
         return "\n".join(f"{file.name}: {file.read_text(errors='replace')[-2000:]}"

@@ -14,6 +14,7 @@ import pytest
 
 from harness import processes, trees
 from harness.desktop import Desktop, ToolFailure
+from harness.waiting import wait_for
 from rig.run import Programs, Run
 from rig.screen import Screen
 from rig.views import is_possible
@@ -50,6 +51,20 @@ def views() -> None:
         pytest.skip("this machine allows no mount namespaces, so a program can be shown no files of the test's own")
 
 
+def _foreign_applications() -> list[str]:
+    """The processes that hold every updater on this machine and that no test has started."""
+    own = {str(pid) for pid in processes.descendants()}
+    return [path.parent.name for path in Path("/proc").glob("[0-9]*/comm")
+            if path.parent.name not in own and _read(path) == "Tavlopc.exe"]
+
+
+def _read(path: Path) -> str:
+    try:
+        return path.read_text(errors="replace").strip()
+    except OSError:
+        return ""
+
+
 @pytest.fixture(autouse=True)
 def _others(request: pytest.FixtureRequest, tmp_path_factory: pytest.TempPathFactory) -> Iterator[None]:
     """Keeps the tests marked "alone" and all the others apart, across the processes of the suite."""
@@ -61,6 +76,7 @@ def _others(request: pytest.FixtureRequest, tmp_path_factory: pytest.TempPathFac
         fcntl.flock(door, fcntl.LOCK_EX)
         fcntl.flock(room, kind)
         fcntl.flock(door, fcntl.LOCK_UN)
+        wait_for(lambda: not _foreign_applications(), "the end of a Tavlopc.exe that this suite has not started", 60)
         yield
 
 
@@ -126,6 +142,8 @@ def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
     report = (yield).get_result()
     if report.when == "teardown" or not report.failed:
         return
+    if foreign := _foreign_applications():
+        report.sections.append(("somebody else", f"a Tavlopc.exe was running: {' '.join(foreign)}"))
     for run in getattr(item.funcargs.get("new_run"), "made", ()):
         report.sections.append((f"run {run.folder.name}", run.evidence()))
     for name, value in item.funcargs.items():

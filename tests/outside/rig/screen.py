@@ -9,8 +9,8 @@ from harness.desktop import Desktop
 from harness.waiting import wait_for
 
 from .evidence import becomes
+from .texts import WINDOW_TITLE
 
-TITLE = "Tavlopro Updater - Version 96"
 COLUMNS = 6
 
 # What a user can do something with.
@@ -39,25 +39,25 @@ class Box:
     """A message box."""
 
     def __init__(self, window: Accessible) -> None:
-        self._window = window
+        self.window = window
 
     @property
     def title(self) -> str:
-        return self._window.name
+        return self.window.name
 
     @property
     def text(self) -> str:
-        return "\n".join(label.name for label in self._window.find_all("label"))
+        return "\n".join(label.name for label in self.window.find_all("label"))
 
     @property
     def buttons(self) -> list[str]:
-        return [button.name for button in self._window.find_all("push button")]
+        return [button.name for button in self.window.find_all("push button")]
 
     def press(self, button: str) -> None:
-        self._window.wait_for("push button", button).press()
+        self.window.wait_for("push button", button).press()
 
     def is_open(self) -> bool:
-        return "showing" in self._window.states
+        return "showing" in self.window.states
 
 
 class Screen:
@@ -73,14 +73,14 @@ class Screen:
 
     @property
     def window(self) -> Accessible:
-        return wait_for(lambda: next((window for window in self.windows() if window.name == TITLE), None),
+        return wait_for(lambda: next((window for window in self.windows() if window.name == WINDOW_TITLE), None),
                         "the updater's window")
 
     def is_open(self) -> bool:
-        return any(window.name == TITLE for window in self.windows())
+        return any(window.name == WINDOW_TITLE for window in self.windows())
 
     def boxes(self) -> list[Box]:
-        return [Box(window) for window in self.windows() if window.name != TITLE]
+        return [Box(window) for window in self.windows() if window.name != WINDOW_TITLE]
 
     def box(self, seconds: float = 20.0) -> Box:
         """Waits for a message box with its text and buttons."""

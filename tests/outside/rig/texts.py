@@ -111,3 +111,4 @@ START_ERROR = ("We are sorry, but the Tavlopro update tool has an error. Perhaps
 RUNNING_TITLE = "Tavlopro Updater Precheck"
 RUNNING = ("Ihre Tavlopro-Anwendung läuft noch.\nBitte schließen Sie diese erst, um mit der Installation fortfahren zu "
            "können.")
+WINDOW_TITLE = "Tavlopro Updater - Version 96"

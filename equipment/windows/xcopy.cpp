@@ -1,4 +1,6 @@
 // Stands in for Windows' xcopy.exe, found ahead of Wine's, which does not know the switch /G: calls Wine's without it.
+// It also makes up for Wine's command interpreter, which reads batch files in the code page of DOS, whatever the one of
+// its console; Windows' goes by its console.
 // XCOPY_PAUSE: seconds to wait before copying; a small test package is copied sooner than anybody can look.
 
 #include <windows.h>
@@ -20,11 +22,23 @@ std::wstring arguments()
     return begin == std::wstring::npos ? std::wstring() : line.substr(begin);
 }
 
+/// A text of the batch file as Windows' command interpreter would have read it.
+std::wstring readByConsole(const std::wstring &readByDos)
+{
+    const auto length = static_cast<int>(readByDos.size());
+    std::string bytes(readByDos.size(), '\0');
+    const int size = WideCharToMultiByte(CP_OEMCP, 0, readByDos.data(), length, bytes.data(), length, nullptr, nullptr);
+    std::wstring text(readByDos.size(), L'\0');
+    const int read = MultiByteToWideChar(GetConsoleOutputCP(), 0, bytes.data(), size, text.data(), length);
+    text.resize(static_cast<std::size_t>(read));
+    return text;
+}
+
 } // namespace
 
 int wmain()
 {
-    std::wstring line = L"xcopy.exe" + arguments();
+    std::wstring line = L"xcopy.exe" + readByConsole(arguments());
     const std::wstring unknown = L" /G";
     const std::size_t position = line.find(unknown);
     if (position != std::wstring::npos)

@@ -54,8 +54,9 @@ def views() -> None:
 def _foreign_applications() -> list[str]:
     """The processes that hold every updater on this machine and that no test has started."""
     own = {str(pid) for pid in processes.descendants()}
-    return [path.parent.name for path in Path("/proc").glob("[0-9]*/comm")
-            if path.parent.name not in own and _read(path) == "Tavlopc.exe"]
+    # A process that has ended and only waits for its parent to notice ("Z") holds nobody.
+    return [path.parent.name for path in Path("/proc").glob("[0-9]*/stat")
+            if path.parent.name not in own and "(Tavlopc.exe)" in (stat := _read(path)) and ") Z" not in stat]
 
 
 def _read(path: Path) -> str:

@@ -26,7 +26,7 @@ _LOOK: Registry = {
     r"HKEY_CURRENT_USER\Software\Wine\Fonts\Replacements": {
         name: _FONT for name in ("MS Shell Dlg", "MS Shell Dlg 2", "MS Sans Serif", "Segoe UI", "Tahoma")},
     r"HKEY_CURRENT_USER\Control Panel\Desktop": {
-        "FontSmoothing": "2", "FontSmoothingType": 1, "FontSmoothingGamma": 1000},
+        "FontSmoothing": "2", "FontSmoothingType": 2},
 }
 
 
@@ -158,7 +158,8 @@ class Wine:
         """Runs one of its own tools to its end, and returns what that printed."""
         result = subprocess.run(["wine", program, *arguments], env=self.environment(), stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=seconds)
-        output = result.stdout.decode(errors="replace")
+        # In the code page of DOS, as far as letters go.
+        output = result.stdout.decode("cp437", errors="replace")
         if result.returncode != 0:
             raise OSError(f"{program} {' '.join(arguments)} ended with {result.returncode}: {output}")
         return output

@@ -1,0 +1,113 @@
+"""Fixtures: one desktop and one Windows for all tests, one after the other; each road starts from a clean installation."""
+
+from __future__ import annotations
+
+import os
+import re
+import tempfile
+from collections.abc import Iterator
+from contextlib import ExitStack
+from pathlib import Path
+
+import pytest
+
+from harness import processes, trees
+from harness.desktop import Desktop
+from harness.waiting import NotYet
+from harness.webserver import Authority, WebServer, trusted_by_windows
+from harness.wine import Wine
+from stage import VERSIONS, Build, Stage, application, old_installation
+
+_BUILD = Path(os.environ["FRESHEN_WINDOWS_BUILD"])
+_SCREEN = (1600, 1200)
+
+
+def pytest_configure(config: pytest.Config) -> None:
+    # What the updater starts detached stays below this process and can be found and ended.
+    processes.adopt_orphans()
+
+
+@pytest.fixture(scope="session")
+def build() -> Build:
+    packages = list((_BUILD / "package").glob("*.zip"))
+    if len(packages) != 1:
+        pytest.exit(f"there should be one package in {_BUILD / 'package'}, not {packages}", returncode=3)
+    return Build(packages[0], _BUILD / "equipment")
+
+
+@pytest.fixture(scope="session")
+def folder() -> Iterator[Path]:
+    with ExitStack() as stack:
+        path = Path(tempfile.mkdtemp(prefix="freshen-"))
+        stack.callback(trees.remove, path)
+        stack.callback(processes.end_descendants)
+        yield path
+
+
+@pytest.fixture(scope="session")
+def desktop(folder: Path) -> Iterator[Desktop]:
+    # Short, since it holds sockets.
+    with Desktop(folder, _SCREEN) as desktop:
+        yield desktop
+
+
+@pytest.fixture(scope="session")
+def authority(folder: Path) -> Authority:
+    return Authority(folder / "authority")
+
+
+@pytest.fixture(scope="session")
+def wine(folder: Path, desktop: Desktop, authority: Authority) -> Iterator[Wine]:
+    """A Windows 10 that trusts the authority."""
+    with Wine(folder / "windows", desktop.environment) as wine:
+        wine.create()
+        wine.set_registry(trusted_by_windows(authority))
+        yield wine
+
+
+@pytest.fixture(scope="session")
+def _stage(build: Build, wine: Wine, desktop: Desktop, folder: Path) -> Stage:
+    return Stage(build, wine, desktop, folder)
+
+
+@pytest.fixture
+def empty_stage(_stage: Stage) -> Iterator[Stage]:
+    """Nothing installed, nothing on offer."""
+    _stage.clear()
+    yield _stage
+    _stage.wine.stop()
+
+
+@pytest.fixture
+def stage(empty_stage: Stage) -> Stage:
+    """An old installation, and versions with their packages."""
+    empty_stage.install(old_installation(empty_stage.build))
+    empty_stage.offer({version: application(empty_stage.build, version) for version in VERSIONS})
+    return empty_stage
+
+
+@pytest.fixture
+def server(empty_stage: Stage, authority: Authority, tmp_path: Path) -> Iterator[WebServer]:
+    """The update server, with a certificate that the Windows trusts; the application's settings name it."""
+    with WebServer(tmp_path / "nginx", empty_stage.web, authority) as server:
+        empty_stage.set_up(server.port)
+        yield server
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
+    report = (yield).get_result()
+    stage = item.funcargs.get("empty_stage")
+    if report.when != "call" or not report.failed or stage is None:
+        return
+    evidence = _BUILD / "failures" / re.sub(r"[^\w.=-]+", "_", item.name)
+    evidence.parent.mkdir(parents=True, exist_ok=True)
+    log = stage.log()
+    evidence.with_suffix(".log").write_text(log, encoding="utf-8")
+    report.sections.append((f"debug log ({evidence}.log), its last lines", "\n".join(log.splitlines()[-12:])))
+    report.sections.append(("windows", "\n".join(stage.windows.titles())))
+    try:
+        stage.desktop.screenshot(evidence.with_suffix(".png"))
+        report.sections.append(("screenshot", f"{evidence}.png"))
+    except (NotYet, OSError) as error:
+        report.sections.append(("screenshot", f"none: {error}"))

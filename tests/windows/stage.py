@@ -1,0 +1,260 @@
+"""The Windows that a road is tried on: an installed application at an old version, its settings, and a web server with
+packages."""
+
+from __future__ import annotations
+
+import json
+import os
+import re
+import subprocess
+import zipfile
+from collections.abc import Mapping
+from dataclasses import dataclass
+from pathlib import Path
+
+import expectedlog
+from harness import processes, trees
+from harness.desktop import Desktop
+from harness.packages import VERSIONS_PATH, Version, write_package
+from harness.trees import FOLDER, Tree
+from harness.waiting import wait_for
+from harness.webserver import HOST, WebServer
+from harness.wine import RegistryValue, Wine
+from harness.xwindows import XWindows
+
+TITLE = "Tavlopro Updater - Version 96"
+
+OLD = Version("26.05.7086", "Stable", "", "2026-05-07", "Installed now.")
+NEW = Version("26.06.7205", "Stable", "7150", "2026-07-09", "<b>Fix of 26.06</b> for Spielst\u00e4tten.", "7086")
+BETA = Version("26.07.7240", "Beta", "", "2026-07-23", "League tables.")
+FOR_WINDOWS_10 = Version("26.08.7310", "Stable", "7300", "2026-08-28", "For Windows 10.", "7086", "10.0")
+VERSIONS = (OLD, NEW, BETA)
+
+FILES_TO_KEEP = ("user.ini", "favoriten \u00e4.xml")
+
+_SETTINGS = r"HKEY_CURRENT_USER\Software\Q.U.I.N.T.A.\Tavlo3"
+# Files that the updater keeps and cleans are few; these make the package take its time.
+_DATA_SIZE = 2 * 1024 * 1024
+
+_TIME_STAMP = re.compile(r"^\d{6} \d\d:\d\d:\d\d:\d{3} (?=\[)", re.MULTILINE)
+
+
+@dataclass(frozen=True)
+class Build:
+    """What the build for Windows has made."""
+
+    package: Path
+    equipment: Path
+
+    def updater_files(self) -> Tree:
+        """What the package of the updater brings into an installation folder."""
+        with zipfile.ZipFile(self.package) as archive:
+            return trees.tree({name: trees.Entry(archive.read(name)) for name in archive.namelist()})
+
+    def program(self, name: str) -> trees.Entry:
+        return trees.Entry((self.equipment / name).read_bytes())
+
+
+def application(build: Build, version: Version, *, executable: str | None = "Tavlopro.exe") -> Tree:
+    """The application as a package brings it, the updater among its files."""
+    revision = version.number.rpartition(".")[2]
+    entries = {
+        "version.txt": trees.file(version.number + "\n"),
+        "data/pieces.dat": trees.Entry(bytes(revision, "ascii") * (_DATA_SIZE // len(revision))),
+        "documents/\u00c4nderungen.txt": trees.file(f"What is new in {version.number}\n"),
+        "print queue": FOLDER,
+    }
+    if executable is not None:
+        entries[executable] = build.program("Tavlopro.exe")
+    return {**build.updater_files(), **trees.tree(entries)}
+
+
+def old_installation(build: Build) -> Tree:
+    """The application at its old version, and what has come to lie there since."""
+    return {
+        **application(build, OLD),
+        **trees.tree({
+            "Tavlopc.exe": build.program("windows/Tavlopc.exe"),
+            "user.ini": trees.file("[user]\nname=Ada\n"),
+            "favoriten \u00e4.xml": trees.file("<favourites/>\n"),
+            "logo.png": trees.file("a picture\n"),
+            "notes.txt": trees.file("not in the list of files to keep\n"),
+            "exports/user.ini": trees.file("kept at the top only\n"),
+            # Hidden, as Wine takes it from the name: neither listed nor removed.
+            ".license": trees.file("licensed to Ada\n"),
+            "cache/.index": trees.file("holds its folder\n"),
+        }),
+    }
+
+
+class Stage:
+    """One installation on one Windows, and what happens to it."""
+
+    def __init__(self, build: Build, wine: Wine, desktop: Desktop, folder: Path) -> None:
+        self.build = build
+        self.wine = wine
+        self.desktop = desktop
+        self.windows = XWindows(desktop)
+        self.web = folder / "web"
+        self.reports = folder / "reports"
+        self.installation = wine.drive / "Program Files" / "Tavlopro Spielst\u00e4tte"
+        # Windows leaves out the full stop that ends a folder's name.
+        self.data = wine.local_data / "Q.U.I.N.T.A" / "Tavlo3 Updater"
+        self.starts = wine.drive / "starts.log"
+        self.web.mkdir(parents=True)
+        self.reports.mkdir()
+
+    # --- before the start
+
+    def clear(self) -> None:
+        """Takes away what an earlier road has left."""
+        for path in (self.installation, self.data, self.web, self.reports):
+            trees.remove(path)
+        self.starts.unlink(missing_ok=True)
+        self.web.mkdir()
+        self.reports.mkdir()
+
+    def install(self, files: Tree) -> None:
+        trees.write(self.installation, files)
+
+    def relocate(self, installation: Path | None = None) -> None:
+        """Puts the updater where its own relocation puts it, with a hand-over file for this installation."""
+        trees.write(self.data / "freshen", self.build.updater_files())
+        destination = self.wine.path(installation or self.installation).as_posix()
+        self.hand_over.write_text(destination, encoding="utf-8")
+
+    def offer(self, packages: Mapping[Version, Tree | bytes | None]) -> None:
+        """Lets the web server offer these versions and their packages: a tree, a file's content, or none at all."""
+        self._serve(VERSIONS_PATH, "".join(version.line + "\n" for version in packages).encode())
+        for version, package in packages.items():
+            if isinstance(package, bytes):
+                self._serve(version.package_path, package)
+            elif package is not None:
+                file = self.web / version.package_path.removeprefix("/")
+                file.parent.mkdir(parents=True, exist_ok=True)
+                write_package(file, package)
+
+    def set_up(self, port: int, settings: Mapping[str, RegistryValue] | None = None) -> None:
+        """Stores the application's settings as it left them."""
+        self.wine.remove_key(_SETTINGS)
+        self.wine.set_registry({
+            _SETTINGS: {"version_main": "26", "version_minor": "05", "version_state": "Stable", "host2": HOST,
+                        "port2": port, "proto2": "https", **(settings or {})},
+            rf"{_SETTINGS}\LoginWindow": {"useBeta": False},
+            rf"{_SETTINGS}\Updater": {"filesToKeep": FILES_TO_KEEP},
+            rf"{_SETTINGS}\config\proxy\data": {"type": 0},
+        })
+
+    def files_to_keep(self) -> list[str]:
+        """The list as it is stored now."""
+        return self.wine.list_value(rf"{_SETTINGS}\Updater", "filesToKeep")
+
+    def environment(self, reader: bool = True, stand_ins: bool = True) -> dict[str, str]:
+        """reader: with eyes on the widgets. stand_ins: with the stand-in for what Wine lacks of a system tool."""
+        equipment = self.wine.path(self.build.equipment / "windows")
+        variables = {"TAVLOPRO_START_LOG": str(self.wine.path(self.starts))}
+        if stand_ins:
+            variables["WINEPATH"] = str(equipment / "tools")
+        if reader:
+            variables |= {"QT_QPA_GENERIC_PLUGINS": "windowreader", "QT_PLUGIN_PATH": str(equipment / "plugins"),
+                          "WINDOW_REPORTS": str(self.wine.path(self.reports))}
+        return variables
+
+    def start(self, *arguments: str, program: Path | None = None, reader: bool = True,
+              stand_ins: bool = True) -> subprocess.Popen:
+        """Starts the updater: without arguments the one in the installation, with arguments the relocated one."""
+        if program is None:
+            program = self.copy if arguments else self.installation / "Freshen.exe"
+        return self.wine.start(program, *arguments, variables=self.environment(reader, stand_ins))
+
+    # --- what there is to see
+
+    @property
+    def copy(self) -> Path:
+        return self.data / "freshen" / "Freshen.exe"
+
+    @property
+    def hand_over(self) -> Path:
+        return self.data / "settings.ini"
+
+    def log(self) -> str:
+        """The debug log without its time stamps."""
+        file = self.data / "debug_update.log"
+        if not file.exists():
+            return ""
+        return _TIME_STAMP.sub("", file.read_bytes().decode("utf-8").replace("\r\n", "\n"))
+
+    def wait_for_log(self, text: str, seconds: float = 60.0) -> None:
+        wait_for(lambda: text in self.log(), f"{text!r} in the debug log", seconds)
+
+    def widgets(self, title: str = TITLE) -> dict[str, dict]:
+        """The widgets of the window of this title by their names, as they were a moment ago."""
+        for report in self.reports.glob("*.json"):
+            for window in json.loads(report.read_bytes() or b"[]"):
+                if window["title"] == title:
+                    return {widget["name"]: widget for widget in window["widgets"]}
+        return {}
+
+    def wait_for_text(self, widget: str, text: str, seconds: float = 60.0) -> None:
+        """Waits until this widget of the updater's window says exactly this."""
+        wait_for(lambda: self.widgets().get(widget, {}).get("text") == text, f"{text!r} on {widget}", seconds)
+
+    def updater(self, *arguments: str) -> int | None:
+        """The process id of the updater that runs with these arguments, or None."""
+        for pid in processes.descendants():
+            command = _command(pid)
+            if command and command[0].endswith("\\Freshen.exe") and command[1:] == list(arguments):
+                return pid
+        return None
+
+    def wait_for_updater(self, *arguments: str) -> int:
+        return wait_for(lambda: self.updater(*arguments), f"the updater with the arguments {arguments}", 60.0)
+
+    def installed(self) -> Tree:
+        return plain(trees.read(self.installation))
+
+    def _serve(self, path: str, content: bytes) -> None:
+        file = self.web / path.removeprefix("/")
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_bytes(content)
+
+
+def values_for_log(stage: Stage, server: WebServer, cleaned: bool, installed: Tree) -> dict[str, str | list[str]]:
+    """What the templates of the debug log of a whole road leave open."""
+    installation, parent = stage.wine.path(stage.installation), stage.wine.path(stage.data)
+    package = application(stage.build, NEW)
+    # The package brings one folder.
+    unpacked = trees.tree({f"Tavlopro/{path}": entry for path, entry in package.items()})
+    listed = expectedlog.entry_list(installed)
+    return {
+        "language": stage.wine.language[:2],
+        "installation": installation.as_posix(),
+        "native_installation": expectedlog.escaped(str(installation)),
+        # As it was asked for, and as it is called.
+        "data": expectedlog.escaped(str(parent).replace("Q.U.I.N.T.A\\", "Q.U.I.N.T.A.\\")),
+        "parent": parent.as_posix(),
+        "native_parent": expectedlog.escaped(str(parent)),
+        "server": f"https://{HOST}:{server.port}",
+        "versions": "".join(version.line + "\\n" for version in VERSIONS),
+        "info": NEW.info,
+        "package": NEW.package_path,
+        "unzipping": expectedlog.unzipping(package),
+        "cleaning": expectedlog.cleaning(installation.as_posix(), old_installation(stage.build),
+                                         (*FILES_TO_KEEP, "logo.png")) if cleaned else [],
+        "count": str(len(listed)),
+        "entries": ", ".join(f'"{name}"' for name in listed),
+        "removing": expectedlog.cleaning(f"{parent.as_posix()}/out", unpacked, remove_self=True,
+                                         spelt=rf"{parent}\freshen\..\out"),
+    }
+
+
+def plain(entries: Tree) -> Tree:
+    """These entries as Windows knows them, which has no right to execute."""
+    return {path: trees.Entry(entry.content) for path, entry in entries.items()}
+
+
+def _command(pid: int) -> list[str]:
+    try:
+        return [os.fsdecode(part) for part in Path(f"/proc/{pid}/cmdline").read_bytes().rstrip(b"\0").split(b"\0")]
+    except OSError:
+        return []

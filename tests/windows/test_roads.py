@@ -1,0 +1,105 @@
+"""The whole road, from the start to the new application, with the files of the package."""
+
+from __future__ import annotations
+
+import pytest
+
+import expectedlog
+from harness import processes, trees
+from harness.webserver import WebServer
+from harness.xwindows import Box
+from stage import (FILES_TO_KEEP, NEW, TITLE, VERSIONS, Stage, application, old_installation, plain,
+                   values_for_log)
+from texts import PRECHECK, PRECHECK_TITLE, Texts
+
+_TEXTS = Texts("en")
+_QUESTION = _TEXTS("Tavlopro Update")
+
+
+def choose_and_download(stage: Stage) -> None:
+    """Shows the beta versions and hides them again, takes the topmost version, and waits for its package; all by
+    keyboard."""
+    stage.wait_for_log("Checking version... Run:")
+    stage.windows.keys(TITLE, "Tab", "space", "space", "shift+Tab", "Home", "Return")
+    stage.wait_for_log("update unzipped to")
+
+
+def install(stage: Stage, answer: str) -> None:
+    """Starts the installation and answers the question whether to clean."""
+    stage.windows.keys(TITLE, "Tab", "space")
+    assert stage.windows.read_box(_QUESTION) == Box(
+        _QUESTION, _TEXTS.starting_with("We need to clean", stage.wine.path(stage.installation).as_posix()),
+        ("OK", "&No"))
+    stage.windows.keys(_QUESTION, answer)
+
+
+def check_outcome(stage: Stage, server: WebServer, copy: int, log: str, cleaned: bool) -> None:
+    """The updater has ended well, everything is where it should be, and the shell has started the new application."""
+    assert processes.wait_for_exit(copy, 60) == 0
+    old, kept = old_installation(stage.build), {*FILES_TO_KEEP, "logo.png"}
+    left = trees.after_cleaning(old, kept) if cleaned else old
+    expected = plain(trees.after_copying(left, application(stage.build, NEW)))
+    assert trees.differences(expected, stage.installed()) == []
+    assert stage.files_to_keep() == [*FILES_TO_KEEP, "logo.png"]
+
+    stage.windows.wait_for("Tavlopro 26.06.7205")
+    program = (stage.wine.path(stage.installation) / "Tavlopro.exe").as_posix()
+    starts = [line.split("\t") for line in stage.starts.read_text(encoding="utf-8").splitlines()]
+    assert [(start[0], start[-1]) for start in starts] == [("26.06.7205", program)]
+
+    # The batch file is in the system's 8-bit code page, with the line end of Windows.
+    source = stage.wine.path(stage.data) / "freshen" / ".." / "out" / "Tavlopro"
+    batch = f'xcopy.exe /E /Y /G /K "{source}" "{stage.wine.path(stage.installation).as_posix()}"\r\n'
+    assert (stage.copy.parent / "copyBatch.bat").read_bytes() == batch.encode("cp1252")
+    assert not (stage.data / "out").exists()
+    assert not list(stage.data.glob("*.zip"))
+
+    assert [request.rpartition(" ")[0] for request in server.requests()] == [
+        'GET /update/Tavlopc/VERSIONS/windows.txt 200 "Updater/2605windows"',
+        f'GET {NEW.package_path} 200 "Updater/2605windows"']
+    assert expectedlog.differences(log, values_for_log(stage, server, cleaned, expected), stage.log()) == []
+
+
+def test_from_the_installation_to_the_new_application(stage: Stage, server: WebServer) -> None:
+    """No arguments; held by the running application; relocation; choice; cleaning; copy; relaunch."""
+    stage.wine.start(stage.installation / "Tavlopc.exe")
+    stage.windows.wait_for("Tavlopc")
+    first = stage.start(reader=False)
+    assert stage.windows.read_box(PRECHECK_TITLE) == Box(PRECHECK_TITLE, PRECHECK, ("Retry",))
+    stage.windows.keys(PRECHECK_TITLE, "Return")
+    # Still held: the box comes again.
+    stage.windows.keys(PRECHECK_TITLE, "Return")
+    assert not stage.copy.exists()
+    stage.windows.keys("Tavlopc", "Return")
+    stage.windows.wait_for_end("Tavlopc")
+    stage.windows.keys(PRECHECK_TITLE, "Return")
+
+    copy = stage.wait_for_updater("menu")
+    assert first.wait(30) == 0
+    assert stage.hand_over.read_bytes() == stage.wine.path(stage.installation).as_posix().encode()
+    relocated = {path: entry for path, entry in stage.build.updater_files().items() if not path.startswith("licenses")}
+    assert trees.differences(plain(relocated), plain(trees.read(stage.copy.parent))) == []
+
+    choose_and_download(stage)
+    install(stage, "Return")
+    check_outcome(stage, server, copy, "menu.log", cleaned=True)
+
+
+def test_declining_to_clean_keeps_the_old_files(stage: Stage, server: WebServer) -> None:
+    """The answer No skips the cleaning and nothing else."""
+    stage.start(reader=False)
+    copy = stage.wait_for_updater("menu")
+    choose_and_download(stage)
+    install(stage, "alt+n")
+    check_outcome(stage, server, copy, "menu.log", cleaned=False)
+
+
+@pytest.mark.parametrize("cleaned", [True, False], ids=["cleaned", "not cleaned"])
+def test_automatic_mode(stage: Stage, server: WebServer, cleaned: bool) -> None:
+    """Started with "auto" where a relocation has left it: the newest fix is taken without a question."""
+    stage.relocate()
+    stage.start("auto", reader=False)
+    copy = stage.wait_for_updater("auto")
+    stage.wait_for_log("update unzipped to")
+    install(stage, "Return" if cleaned else "alt+n")
+    check_outcome(stage, server, copy, "auto.log", cleaned)

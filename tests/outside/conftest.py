@@ -5,6 +5,7 @@ from __future__ import annotations
 import fcntl
 import os
 import re
+import signal
 import tempfile
 from collections.abc import Callable, Iterator
 from contextlib import ExitStack
@@ -25,6 +26,8 @@ _EVIDENCE = Path(os.environ["FRESHEN_EVIDENCE"])
 def pytest_configure(config: pytest.Config) -> None:
     # What the updater starts detached stays below this process and can be found and ended.
     processes.adopt_orphans()
+    # The first process of a world of its own ignores this signal unless it is asked for.
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
 
 
 def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:

@@ -12,8 +12,8 @@ from harness.desktop import Desktop
 from harness.packages import VERSIONS_PATH, Version
 from harness.updateserver import UpdateServer
 from harness.waiting import wait_for
-from rig.evidence import becomes, same
 from rig.catalogue import listed, offered, version
+from rig.evidence import becomes, same
 from rig.opening import open_list
 from rig.run import Run
 from rig.screen import Row, Screen

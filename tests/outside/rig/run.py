@@ -152,6 +152,9 @@ class Run:
             "running" if self.process.poll() is None else f"ended with {self.process.returncode}"
         files = sorted(path.relative_to(self.home.updater_data).as_posix()
                        for path in self.home.updater_data.rglob("*")) if self.home.updater_data.exists() else []
-        log = "\n".join(map(str, self.log())) or "(none)"
+        try:
+            log = "\n".join(map(str, self.log())) or "(none)"
+        except AssertionError as error:
+            log = str(error)
         return (f"updater: {state}\nfiles of the updater: {files[:60]}\n--- debug log\n{log}\n"
                 f"--- output\n{self.output()[-4000:]}")

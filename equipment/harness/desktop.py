@@ -178,7 +178,8 @@ class Desktop:
         return self._tool("xprop", "-id", self._window(title), name).decode().strip()
 
     def _window(self, title: str) -> str:
-        return self._tool("xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(title)}$").split()[0].decode()
+        search = "xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(title)}$"
+        return wait_for(lambda: self._tool(*search), f"the window {title!r}").split()[0].decode()
 
     def screenshot(self, file: Path | None = None, settle: float = 2.0) -> bytes:
         """A PNG picture of the whole screen, written to file if one is given. Waits until the screen stands still, but

@@ -130,9 +130,16 @@ def test_extraction_is_shown(run: Run, desktop: Desktop, folder: Path, language:
     """While a package is unpacked the window says so, counts its entries, and stays alive."""
     data = Entry(random.Random(1).randbytes(1000))
     with package_of(folder, {f"data/{number}": data for number in range(4000)}) as server:
-        screen = choose(run, desktop, server, "auto", language)
-        becomes(TEXTS[language].extracting, screen.status, "status")
-        becomes(True, lambda: 0 < screen.progress()[0] < screen.progress()[1] == 4002, "progress in the middle")
+        server.hold(OFFER.package_path, 0.5)
+        screen = download(run, desktop, server, "auto", language)
+        label, bar = screen.window.find_all("label")[0], screen.window.wait_for("progress bar")
+
+        def is_under_way() -> bool:
+            value = bar.value
+            return value.maximum == 4002 and 0 < value.current < 4002 and label.name == TEXTS[language].extracting
+
+        server.release()
+        wait_for(is_under_way, "the extraction in the middle", interval=0)
         same("", screen.size(), "size")
         screen.wait_for_button(TEXTS[language].install)
 

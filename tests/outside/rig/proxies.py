@@ -155,7 +155,7 @@ class Dante(Server):
             "client pass { from: 127.0.0.0/8 to: 127.0.0.0/8 log: error }",
             "socks pass { from: 127.0.0.0/8 to: 0.0.0.0/0 log: connect error }",
             ""]), encoding="utf-8")
-        view = seeing({Path("/etc", file.name): file for file in (passwd, shadow, hosts, names)})
+        view = seeing({Path("/etc", file.name): file for file in (passwd, shadow, hosts, names)}, as_root=True)
         return [*view, "danted", "-f", str(configuration), "-p", str(self.folder / "danted.pid")]
 
 

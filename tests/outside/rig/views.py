@@ -3,6 +3,7 @@ programs keep theirs."""
 
 from __future__ import annotations
 
+import os
 import subprocess
 from collections.abc import Mapping
 from pathlib import Path
@@ -12,11 +13,12 @@ TRUSTED = Path("/etc/ssl/certs")
 HOSTS = Path("/etc/hosts")
 
 
-def seeing(replacements: Mapping[Path, Path]) -> list[str]:
+def seeing(replacements: Mapping[Path, Path], as_root: bool = False) -> list[str]:
     """The start of a command line: what follows runs, under the same process id, with each of the system's paths
-    replaced."""
+    replaced. as_root: the program believes that it is root's; otherwise it knows its user, as does the desktop."""
     mounts = [f"mount --bind '{own}' '{path}'" for path, own in replacements.items()]
-    return ["unshare", "--mount", "--map-root-user", "sh", "-c", " && ".join([*mounts, 'exec "$@"']), "sh"]
+    user = "" if as_root or os.getuid() == 0 else f"unshare --user --map-user={os.getuid()} --map-group={os.getgid()} "
+    return ["unshare", "--mount", "--map-root-user", "sh", "-c", " && ".join([*mounts, f'exec {user}"$@"']), "sh"]
 
 
 def is_possible() -> bool:

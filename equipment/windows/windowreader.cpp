@@ -124,10 +124,10 @@ class WindowReader : public QGenericPlugin
     Q_PLUGIN_METADATA(IID QGenericPluginFactoryInterface_iid FILE "windowreader.json")
 
 public:
-    QObject *create(const QString &key, const QString &specification) override
+    QObject *create(const QString &key, const QString &parameters) override
     {
         Q_UNUSED(key)
-        Q_UNUSED(specification)
+        Q_UNUSED(parameters)
         auto *timer = new QTimer(this);
         connect(timer, &QTimer::timeout, this, report);
         timer->start(reportInterval);

@@ -288,6 +288,7 @@ def test_copy_of_the_updater_that_does_not_start(run: Run, desktop: Desktop, lan
     run.write_settings()
     run.start(program=other, desktop=desktop)
     box = Screen(desktop).box()
+    same(["2", 'ERROR_FILE_NOT_FOUND Freshen.exe'], run.log_texts()[-2:], "end of the log")
     same((TEXTS[language].start_failed, words.START_ERROR, ["OK"]), (box.title, box.text, box.buttons), "box")
     box.press("OK")
     same(0, run.exit_code(), "exit code")

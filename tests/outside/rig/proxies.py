@@ -18,7 +18,7 @@ from .views import seeing
 
 HOST = "server.example"
 
-_HELPERS = "/usr/lib/squid"
+_PROGRAMS = "/usr/lib/squid"
 _REALM = "Tests"
 
 
@@ -69,8 +69,8 @@ class Squid(Server):
         if self._scheme:
             write = {"basic": _basic_passwords, "digest": _digest_passwords}[self._scheme]
             passwords.write_text("".join(line + "\n" for line in write(self._users)), encoding="utf-8")
-            helper = {"basic": f"{_HELPERS}/basic_ncsa_auth", "digest": f"{_HELPERS}/digest_file_auth -c"}[self._scheme]
-            rules = [f"auth_param {self._scheme} program {helper} {passwords}",
+            checker = {"basic": f"{_PROGRAMS}/basic_ncsa_auth", "digest": f"{_PROGRAMS}/digest_file_auth -c"}[self._scheme]
+            rules = [f"auth_param {self._scheme} program {checker} {passwords}",
                      f"auth_param {self._scheme} children 1 startup=1",
                      f"auth_param {self._scheme} realm {_REALM}",
                      "auth_param basic utf8 off" if self._scheme == "basic" else "auth_param digest utf8 off",

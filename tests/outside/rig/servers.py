@@ -75,7 +75,7 @@ class Server(ABC):
                 self._process.kill()
                 self._process.wait()
             try:
-                # Its helpers, in case it has left any.
+                # Programs of its own, in case it has left any.
                 os.killpg(self._process.pid, signal.SIGKILL)
             except ProcessLookupError:
                 pass

@@ -16,7 +16,7 @@ from harness.desktop import Desktop
 from harness.waiting import NotYet
 from harness.webserver import Authority, WebServer, trusted_by_windows
 from harness.wine import Wine
-from stage import VERSIONS, Build, Stage, application, old_installation
+from stage import LOOKS, VERSIONS, Build, Look, Stage, application, old_installation
 
 _BUILD = Path(os.environ["FRESHEN_WINDOWS_BUILD"])
 _SCREEN = (1600, 1200)
@@ -67,13 +67,20 @@ def wine(folder: Path, desktop: Desktop, authority: Authority) -> Iterator[Wine]
 
 @pytest.fixture(scope="session")
 def _stage(build: Build, wine: Wine, desktop: Desktop, folder: Path) -> Stage:
-    return Stage(build, wine, desktop, folder)
+    return Stage(build, wine, desktop, folder, _BUILD / "screenshots")
+
+
+@pytest.fixture(scope="session", params=LOOKS, ids=str)
+def look(request: pytest.FixtureRequest) -> Look:
+    """Lets a test run in every language and at every density."""
+    return request.param
 
 
 @pytest.fixture
-def empty_stage(_stage: Stage) -> Iterator[Stage]:
+def empty_stage(request: pytest.FixtureRequest, _stage: Stage) -> Iterator[Stage]:
     """Nothing installed, nothing on offer."""
     _stage.clear()
+    _stage.appear(request.getfixturevalue("look") if "look" in request.fixturenames else LOOKS[0])
     yield _stage
     _stage.wine.stop()
 

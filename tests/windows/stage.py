@@ -8,7 +8,7 @@ import os
 import re
 import subprocess
 import zipfile
-from collections.abc import Mapping
+from collections.abc import Callable, Mapping
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -21,6 +21,7 @@ from harness.waiting import wait_for
 from harness.webserver import HOST, WebServer
 from harness.wine import RegistryValue, Wine
 from harness.xwindows import XWindows
+from texts import Texts
 
 TITLE = "Tavlopro Updater - Version 96"
 
@@ -87,14 +88,30 @@ def old_installation(build: Build) -> Tree:
     }
 
 
+@dataclass(frozen=True)
+class Look:
+    """How Windows shows itself."""
+
+    language: str
+    dots_per_inch: int
+
+    def __str__(self) -> str:
+        return f"{self.language[:2]}-{self.dots_per_inch}"
+
+
+LOOKS = (Look("en_US", 96), Look("de_DE", 96), Look("en_US", 192), Look("de_DE", 192))
+
+
 class Stage:
     """One installation on one Windows, and what happens to it."""
 
-    def __init__(self, build: Build, wine: Wine, desktop: Desktop, folder: Path) -> None:
+    def __init__(self, build: Build, wine: Wine, desktop: Desktop, folder: Path, pictures: Path) -> None:
+        self.look = LOOKS[0]
         self.build = build
         self.wine = wine
         self.desktop = desktop
         self.windows = XWindows(desktop)
+        self.pictures = pictures
         self.web = folder / "web"
         self.reports = folder / "reports"
         self.installation = wine.drive / "Program Files" / "Tavlopro Spielst\u00e4tte"
@@ -113,6 +130,13 @@ class Stage:
         self.starts.unlink(missing_ok=True)
         self.web.mkdir()
         self.reports.mkdir()
+
+    def appear(self, look: Look) -> None:
+        """Sets language and density."""
+        self.wine.language = look.language
+        if look.dots_per_inch != self.look.dots_per_inch:
+            self.wine.set_dots_per_inch(look.dots_per_inch)
+        self.look = look
 
     def install(self, files: Tree) -> None:
         trees.write(self.installation, files)
@@ -156,7 +180,9 @@ class Stage:
         if stand_ins:
             variables["WINEPATH"] = str(equipment / "tools")
         if reader:
-            variables |= {"QT_QPA_GENERIC_PLUGINS": "windowreader", "QT_PLUGIN_PATH": str(equipment / "plugins"),
+            # Wine passes the machine's own variables of Qt on only so.
+            variables |= {"WINEQT_QPA_GENERIC_PLUGINS": "windowreader",
+                          "WINEQT_PLUGIN_PATH": str(equipment / "plugins"),
                           "WINDOW_REPORTS": str(self.wine.path(self.reports))}
         return variables
 
@@ -187,13 +213,36 @@ class Stage:
     def wait_for_log(self, text: str, seconds: float = 60.0) -> None:
         wait_for(lambda: text in self.log(), f"{text!r} in the debug log", seconds)
 
+    @property
+    def texts(self) -> Texts:
+        """What the updater says in this language."""
+        return Texts(self.look.language[:2])
+
+    def show(self, name: str, title: str = TITLE) -> None:
+        """Takes a picture of the windows, which the one of this title must be among, and makes sure that none of its
+        texts is cut."""
+        self.windows.wait_for(title)
+        wait_for(lambda: self.widgets(title), f"the widgets of {title!r}")
+        self.pictures.mkdir(parents=True, exist_ok=True)
+        self.desktop.screenshot(self.pictures / f"{name}-{self.look}.png")
+        # One line high, whatever its text; the tool tip has all of it.
+        cut = [widget["text"] for name, widget in self.widgets(title).items() if widget.get("cut") and name != "label"]
+        assert cut == [], f"too little room for {cut}"
+
     def widgets(self, title: str = TITLE) -> dict[str, dict]:
         """The widgets of the window of this title by their names, as they were a moment ago."""
-        for report in self.reports.glob("*.json"):
-            for window in json.loads(report.read_bytes() or b"[]"):
-                if window["title"] == title:
-                    return {widget["name"]: widget for widget in window["widgets"]}
+        for window in self._windows():
+            if window["title"] == title:
+                return {widget["name"]: widget for widget in window["widgets"]}
         return {}
+
+    def scale(self, title: str = TITLE) -> float:
+        """How many dots of the screen a window of this title takes for one of its own."""
+        return next(window["scale"] for window in self._windows() if window["title"] == title)
+
+    def wait_for_widgets(self, condition: Callable[[dict[str, dict]], object], title: str = TITLE) -> None:
+        """Waits until the widgets of the window of this title are so."""
+        wait_for(lambda: (widgets := self.widgets(title)) and condition(widgets), f"the widgets of {title!r}", 60.0)
 
     def wait_for_text(self, widget: str, text: str, seconds: float = 60.0) -> None:
         """Waits until this widget of the updater's window says exactly this."""
@@ -212,6 +261,11 @@ class Stage:
 
     def installed(self) -> Tree:
         return plain(trees.read(self.installation))
+
+    def _windows(self) -> list[dict]:
+        """The windows of the programs, those of the last one that was started first."""
+        reports = sorted(self.reports.glob("*.json"), key=lambda path: path.stat().st_mtime_ns, reverse=True)
+        return [window for report in reports for window in json.loads(report.read_bytes())]
 
     def _serve(self, path: str, content: bytes) -> None:
         file = self.web / path.removeprefix("/")

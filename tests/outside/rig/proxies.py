@@ -12,6 +12,7 @@ import shutil
 import subprocess
 from dataclasses import dataclass
 from pathlib import Path
+from tempfile import gettempdir
 
 from .servers import Server
 from .views import seeing
@@ -62,15 +63,15 @@ class Squid(Server):
             # It gives the rights of root away by itself, and needs its folder afterwards.
             shutil.chown(self.folder, _UNPRIVILEGED)
             for folder in self.folder.parents:
-                if str(folder).startswith("/tmp/"):
+                if folder.is_relative_to(gettempdir()) and folder != Path(gettempdir()):
                     folder.chmod(0o711)
         passwords = self.folder / "passwords"
         rules = ["http_access allow all"]
         if self._scheme:
             write = {"basic": _basic_passwords, "digest": _digest_passwords}[self._scheme]
             passwords.write_text("".join(line + "\n" for line in write(self._users)), encoding="utf-8")
-            checker = {"basic": f"{_PROGRAMS}/basic_ncsa_auth", "digest": f"{_PROGRAMS}/digest_file_auth -c"}[self._scheme]
-            rules = [f"auth_param {self._scheme} program {checker} {passwords}",
+            checker = {"basic": "basic_ncsa_auth", "digest": "digest_file_auth -c"}[self._scheme]
+            rules = [f"auth_param {self._scheme} program {_PROGRAMS}/{checker} {passwords}",
                      f"auth_param {self._scheme} children 1 startup=1",
                      f"auth_param {self._scheme} realm {_REALM}",
                      "auth_param basic utf8 off" if self._scheme == "basic" else "auth_param digest utf8 off",

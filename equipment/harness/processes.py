@@ -5,7 +5,7 @@ import os
 import signal
 import time
 from collections.abc import Iterator
-from pathlib import Path
+from pathlib import Path, PureWindowsPath
 
 from .waiting import wait_for
 
@@ -55,7 +55,8 @@ def find_by_name(name: str) -> int | None:
             command = Path(f"/proc/{pid}/cmdline").read_bytes()
         except OSError:
             continue
-        if any(os.path.basename(argument) == name for argument in _arguments(command)[:2]):
+        # A program of Windows separates folders in its own way.
+        if any(PureWindowsPath(argument).name == name for argument in _arguments(command)[:2]):
             return pid
     return None
 

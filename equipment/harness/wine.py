@@ -31,8 +31,8 @@ _LOOK: Registry = {
 
 
 class Wine:
-    """A Windows in folder/prefix, reached through this object only. A context manager: at its end nothing of it runs any
-    more. The folder itself is the caller's.
+    """A Windows in folder/prefix, reached through this object only. A context manager: at its end nothing of it runs.
+    The folder itself is the caller's.
 
     display: the variables of the desktop that it shows its windows on."""
 

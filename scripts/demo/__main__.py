@@ -18,8 +18,10 @@ from harness import processes, trees
 from harness.desktop import Desktop, DesktopFailure, ToolFailure
 from harness.updateserver import UpdateServer
 from harness.waiting import wait_for
+from harness.wine import Wine
 
 import hands
+import onwindows
 import scenario
 import verdict
 
@@ -52,6 +54,7 @@ def parse_options() -> argparse.Namespace:
                         help="work on a virtual display and leave pictures in build/demo/ (so too where there is none)")
     parser.add_argument("--auto", dest="mode", action="store_const", const="auto", default="manual",
                         help="show the automatic mode")
+    parser.add_argument("--windows", action="store_true", help="show the Windows program itself, under Wine")
     parser.add_argument("--lang", choices=sorted(_LANGUAGES), default="en", help="language of the updater's texts")
     options = parser.parse_args()
     options.headless = options.headless or not os.environ.get("DISPLAY")
@@ -62,8 +65,10 @@ def say(text: str) -> None:
     print(text, flush=True)
 
 
-def build() -> scenario.Programs:
+def build(options: argparse.Namespace) -> scenario.Programs:
     say("== Building the updater and the demo application")
+    if options.windows:
+        return onwindows.build(_ROOT)
     subprocess.run(["cmake", "--preset", "native"], cwd=_ROOT, check=True, stdout=subprocess.DEVNULL)
     subprocess.run(["cmake", "--build", "--preset", "native", "--target", "Freshen", "Tavlopro"], cwd=_ROOT, check=True)
     return scenario.Programs(freshen=_BUILD / "bin" / "Freshen.exe", equipment=_BUILD / "equipment")
@@ -118,6 +123,28 @@ def update_by_user(stage: scenario.Stage, options: argparse.Namespace, run: str)
     return []
 
 
+def update_on_windows(folder: Path, programs: scenario.Programs, options: argparse.Namespace, run: str) -> bool:
+    """One run of the Windows program, from the set-up to the verdict; returns whether that is good."""
+    with ExitStack() as stack:
+        desktop = stack.enter_context(Desktop(folder)) if options.headless else None
+        wine = stack.enter_context(Wine(folder / "windows", desktop.environment if desktop else
+                                        onwindows.user_display(), _LANGUAGES[options.lang]))
+        stage = onwindows.set_up(folder, programs, wine)
+        server = stack.enter_context(UpdateServer(stage.contents, _BYTES_PER_SECOND))
+        onwindows.write_application_settings(stage, server.host, server.port)
+        say_what_comes(options)
+        log = _PICTURES / f"{run}-stderr.log"
+        if desktop:
+            camera = hands.Camera(desktop, _PICTURES, run)
+            faults = onwindows.update_headless(stage, desktop, server, camera, hands.TEXTS[options.lang], options.mode,
+                                               log)
+        else:
+            say(_WHAT_TO_DO[options.mode])
+            faults = onwindows.update_by_user(stage, options.mode, log, _PATIENCE_WITH_USER)
+        result = verdict.judge(stage, server, options.headless or verdict.cleaning_was_agreed(stage), faults)
+        return conclude(stage, result, options, run)
+
+
 def wait_for_user() -> None:
     """Lets the user look at the new application."""
     if processes.find_by_name("Tavlopro.exe"):
@@ -128,22 +155,36 @@ def wait_for_user() -> None:
             pass
 
 
-def update(folder: Path, programs: scenario.Programs, options: argparse.Namespace) -> int:
-    run = f"{options.mode}-{options.lang}"
-    _PICTURES.mkdir(parents=True, exist_ok=True)
-    for old in _PICTURES.glob(f"{run}-*"):
-        old.unlink()
-    say("== Setting up an old installation, packages and an update server")
+def update_here(folder: Path, programs: scenario.Programs, options: argparse.Namespace, run: str) -> bool:
+    """One run of the native program, from the set-up to the verdict; returns whether that is good."""
     stage = scenario.set_up(folder, programs)
     with UpdateServer(stage.contents, _BYTES_PER_SECOND) as server:
         scenario.write_application_settings(stage, server.host, server.port)
-        say(f"== Updating {scenario.OLD_VERSION}: {options.mode} mode, "
-            + (f"virtual display, pictures in {_PICTURES.relative_to(_ROOT)}/" if options.headless else "your display"))
+        say_what_comes(options)
         faults = update_headless(stage, server, options, run) if options.headless else \
             update_by_user(stage, options, run)
         # The hands always agree to the cleaning; what a user has answered is in the debug log.
         was_cleaned = options.headless or verdict.cleaning_was_agreed(stage)
         result = verdict.judge(stage, server, was_cleaned, faults)
+    return conclude(stage, result, options, run)
+
+
+def say_what_comes(options: argparse.Namespace) -> None:
+    say(f"== Updating {scenario.OLD_VERSION}: {options.mode} mode, "
+        + (f"virtual display, pictures in {_PICTURES.relative_to(_ROOT)}/" if options.headless else "your display"))
+
+
+def update(folder: Path, programs: scenario.Programs, options: argparse.Namespace) -> int:
+    run = f"{'windows-' if options.windows else ''}{options.mode}-{options.lang}"
+    _PICTURES.mkdir(parents=True, exist_ok=True)
+    for old in _PICTURES.glob(f"{run}-*"):
+        old.unlink()
+    say("== Setting up an old installation, packages and an update server")
+    return 0 if (update_on_windows if options.windows else update_here)(folder, programs, options, run) else 1
+
+
+def conclude(stage: scenario.Stage, result: verdict.Verdict, options: argparse.Namespace, run: str) -> bool:
+    """Tells what came of it, and lets a user look at the new application."""
     log = _PICTURES / f"{run}-debug_update.log"
     if stage.home.debug_log.exists():
         shutil.copyfile(stage.home.debug_log, log)
@@ -152,7 +193,7 @@ def update(folder: Path, programs: scenario.Programs, options: argparse.Namespac
     say(f"debug log       {log.relative_to(_ROOT)}")
     if not options.headless:
         wait_for_user()
-    return 0 if result.is_good else 1
+    return result.is_good
 
 
 def end_on_signals() -> None:
@@ -179,7 +220,7 @@ def main() -> int:
         stack.callback(trees.remove, folder)
         stack.callback(processes.end_descendants)
         try:
-            programs = build()
+            programs = build(options)
         except subprocess.CalledProcessError as error:
             say(f"demo: the build failed: {' '.join(error.cmd)}")
             return 1

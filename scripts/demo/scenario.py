@@ -6,11 +6,11 @@ import random
 import shutil
 import struct
 import zlib
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 from pathlib import Path
 
 from harness import trees
-from harness.installation import Home, StandInShell, write_settings
+from harness.installation import Home, Setting, StandInShell, write_settings
 from harness.packages import VERSIONS_PATH, Version, write_package
 from harness.trees import FOLDER, Tree
 
@@ -47,6 +47,8 @@ class Programs:
 
     freshen: Path
     equipment: Path
+    # What else a package brings so that they run.
+    libraries: Tree = field(default_factory=dict)
 
     @property
     def tavlopro(self) -> Path:
@@ -82,6 +84,28 @@ class Stage:
     def files_to_keep(self) -> set[str]:
         return {*FILES_TO_KEEP, _KEPT_ALWAYS}
 
+    def name_of(self, path: Path) -> str:
+        """What the programs call a file or folder."""
+        return str(path)
+
+    def as_installed(self, entries: Tree) -> Tree:
+        """These entries, as far as the system can tell them apart."""
+        return entries
+
+    def start_faults(self, package: str | None) -> list[str]:
+        """What is wrong with the start of the new application, whose version should be package."""
+        program = self.name_of(self.installation / "Tavlopro.exe")
+        noted = self.start_log.read_text(encoding="utf-8").splitlines() if self.start_log.exists() else []
+        if [(line.split("\t")[0], line.split("\t")[-1]) for line in noted] != [(package, program)]:
+            return [f"{program} should have noted one start of version {package}, but noted: {noted}"]
+        return self._shell_faults(program)
+
+    def _shell_faults(self, program: str) -> list[str]:
+        starts = self.shell.starts()
+        if [start.arguments for start in starts] != [(program,)] or starts[0].process is None:
+            return [f"the shell should have started {program} once, but was called {len(starts)} times: {starts}"]
+        return []
+
     def environment(self, language: str) -> dict[str, str]:
         return {
             **self.home.environment(language, tools=self.programs.equipment, system_root=self.shell.folder),
@@ -96,6 +120,7 @@ def application(version: str, programs: Programs) -> Tree:
     revision = version.rpartition(".")[2]
     data = random.Random(revision).randbytes(_DATA_SIZE)
     return trees.tree({
+        **programs.libraries,
         "Tavlopro.exe": trees.program(programs.tavlopro),
         "Freshen.exe": trees.program(programs.freshen),
         "version.txt": trees.file(version + "\n"),
@@ -140,19 +165,28 @@ def set_up(folder: Path, programs: Programs) -> Stage:
         start_log=folder / "starts.log",
     )
     stage.shell.install(programs.explorer)
-    trees.write(stage.installation, stage.old)
-    for version in VERSIONS:
-        package = folder / "server" / version.package_name
-        package.parent.mkdir(exist_ok=True)
-        write_package(package, application(version.number, programs))
-        stage.packages[version.package_path] = package
+    lay_out(stage, folder / "server")
     return stage
+
+
+def lay_out(stage: Stage, server: Path) -> None:
+    """Makes the old installation, and the packages in the folder server."""
+    trees.write(stage.installation, stage.old)
+    server.mkdir()
+    for version in VERSIONS:
+        package = server / version.package_name
+        write_package(package, application(version.number, stage.programs))
+        stage.packages[version.package_path] = package
 
 
 def write_application_settings(stage: Stage, host: str, port: int) -> None:
     """The settings as the old version of the application left them."""
+    write_settings(stage.home.application_settings, application_settings(host, port))
+
+
+def application_settings(host: str, port: int) -> dict[str, Setting]:
     main, minor, _ = OLD_VERSION.split(".")
-    write_settings(stage.home.application_settings, {
+    return {
         "version_main": main,
         "version_minor": minor,
         "version_state": "Stable",
@@ -162,7 +196,7 @@ def write_application_settings(stage: Stage, host: str, port: int) -> None:
         "LoginWindow/useBeta": False,
         "Updater/filesToKeep": FILES_TO_KEEP,
         "config/proxy/data/type": 0,
-    })
+    }
 
 
 def relocate(stage: Stage) -> None:

@@ -47,22 +47,23 @@ def judge(stage: Stage, server: UpdateServer, was_cleaned: bool, faults_on_the_w
     new application. was_cleaned: the user has agreed to remove the old version first."""
     paths = [request.path for request in server.requests if request.path in stage.packages]
     package = stage.version_of(paths[-1]).number if paths else None
-    actual = trees.read(stage.installation)
-    brought = application(package, stage.programs) if package else {}
-    kept = trees.after_cleaning(stage.old, stage.files_to_keep()) if was_cleaned else stage.old
+    actual = stage.as_installed(trees.read(stage.installation))
+    brought = stage.as_installed(application(package, stage.programs) if package else {})
+    before = stage.as_installed(stage.old)
+    kept = trees.after_cleaning(before, stage.files_to_keep()) if was_cleaned else before
     faults = [*faults_on_the_way, *([] if package else ["no package was downloaded"])]
     faults += trees.differences(trees.after_copying(kept, brought), actual)
-    faults += _start_faults(stage, package)
+    faults += stage.start_faults(package)
     faults += [f"left over: {path}" for path in sorted(stage.home.updater_data.iterdir())
                if path.name == "out" or path.suffix == ".zip"]
-    old, new, files = _files(stage.old), _files(brought), _files(actual)
+    old, new, files = _files(before), _files(brought), _files(actual)
     return Verdict(
         old_version=OLD_VERSION,
         new_version=package,
         replaced=sorted(old & new & files),
         added=sorted(files - old),
         removed=sorted(old - files),
-        kept=sorted(path for path in old & files - new if actual[path] == stage.old[path]),
+        kept=sorted(path for path in old & files - new if actual[path] == before[path]),
         faults=faults,
     )
 
@@ -73,18 +74,7 @@ def cleaning_was_agreed(stage: Stage) -> bool:
         log = stage.home.debug_log.read_text(encoding="utf-8", errors="replace")
     except FileNotFoundError:
         return False
-    return f'deleteTempDir "{stage.installation}" false' in log
-
-
-def _start_faults(stage: Stage, package: str | None) -> list[str]:
-    program = str(stage.installation / "Tavlopro.exe")
-    starts = stage.shell.starts()
-    if [start.arguments for start in starts] != [(program,)] or starts[0].process is None:
-        return [f"the shell should have started {program} once, but was called {len(starts)} times: {starts}"]
-    noted = stage.start_log.read_text(encoding="utf-8").splitlines() if stage.start_log.exists() else []
-    if [(line.split("\t")[0], line.split("\t")[-1]) for line in noted] != [(package, program)]:
-        return [f"{program} should have noted one start of version {package}, but noted: {noted}"]
-    return []
+    return f'deleteTempDir "{stage.name_of(stage.installation)}" false' in log
 
 
 def _files(entries: trees.Tree) -> set[str]:

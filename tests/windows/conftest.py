@@ -1,4 +1,4 @@
-"""Fixtures: one desktop and one Windows for all tests, one after the other; each road starts from a clean installation."""
+"""Fixtures: one desktop and one Windows for all tests, one after the other; each starts from a clean installation."""
 
 from __future__ import annotations
 

@@ -1,7 +1,7 @@
 """The debug log as it should be: a readable template in logs/, filled in with what this run had to do.
 
-A line of a template stands for itself, with names in braces filled in; a name alone on its line may stand for any number
-of lines. {any} stands for whatever is there."""
+A line of a template stands for itself, with names in braces filled in; a name alone on its line may stand for any
+number of lines. {any} stands for whatever is there."""
 
 from __future__ import annotations
 
@@ -13,10 +13,10 @@ from harness.trees import Tree
 
 _LOGS = Path(__file__).parent / "logs"
 
-# What Wine lacks: part of the scaling of title bars, and one of the ways to ask for a standard symbol.
-_ONLY_UNDER_WINE = re.compile(
-    r"\[C\]\[:0\]  (EnableNonClientDpiScaling\(\) failed for HWND 0x[0-9a-f]+ \(120\) \(Call not implemented\.\)"
-    r"|QPixmap::fromWinHICON\(\), failed to GetIconInfo\(\) \(Invalid cursor handle\.\))\n")
+# What Wine lacks: part of the scaling of title bars, and one of the ways to ask for a standard symbol. The reason is in
+# the language of the system.
+_ONLY_UNDER_WINE = re.compile(r"\[C\]\[:0\]  (EnableNonClientDpiScaling\(\) failed for HWND 0x[0-9a-f]+ \(120\)"
+                              r"|QPixmap::fromWinHICON\(\), failed to GetIconInfo\(\)) \(.*\)\n")
 # The application is looked for until it is closed.
 _ROUNDS = re.compile(r"(\[D\]\[:0\]  checking \.\.\.\n\[D\]\[:0\]  \n)+")
 

@@ -3,12 +3,11 @@ packages."""
 
 from __future__ import annotations
 
-import json
 import os
 import re
 import subprocess
 import zipfile
-from collections.abc import Callable, Mapping
+from collections.abc import Mapping
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -19,6 +18,7 @@ from harness.packages import VERSIONS_PATH, Version, write_package
 from harness.trees import FOLDER, Tree
 from harness.waiting import wait_for
 from harness.webserver import HOST, WebServer
+from harness.windowreports import Widget, WindowReports
 from harness.wine import RegistryValue, Wine
 from harness.xwindows import XWindows
 from texts import Texts
@@ -113,23 +113,21 @@ class Stage:
         self.windows = XWindows(desktop)
         self.pictures = pictures
         self.web = folder / "web"
-        self.reports = folder / "reports"
+        self.reports = WindowReports(folder / "reports")
         self.installation = wine.drive / "Program Files" / "Tavlopro Spielst\u00e4tte"
         # Windows leaves out the full stop that ends a folder's name.
         self.data = wine.local_data / "Q.U.I.N.T.A" / "Tavlo3 Updater"
         self.starts = wine.drive / "starts.log"
-        self.web.mkdir(parents=True)
-        self.reports.mkdir()
 
     # --- before the start
 
     def clear(self) -> None:
         """Takes away what an earlier road has left."""
-        for path in (self.installation, self.data, self.web, self.reports):
+        for path in (self.installation, self.data, self.web, self.reports.folder):
             trees.remove(path)
         self.starts.unlink(missing_ok=True)
         self.web.mkdir()
-        self.reports.mkdir()
+        self.reports.folder.mkdir()
 
     def appear(self, look: Look) -> None:
         """Sets language and density."""
@@ -180,10 +178,7 @@ class Stage:
         if stand_ins:
             variables["WINEPATH"] = str(equipment / "tools")
         if reader:
-            # Wine passes the machine's own variables of Qt on only so.
-            variables |= {"WINEQT_QPA_GENERIC_PLUGINS": "windowreader",
-                          "WINEQT_PLUGIN_PATH": str(equipment / "plugins"),
-                          "WINDOW_REPORTS": str(self.wine.path(self.reports))}
+            variables |= self.reports.environment(self.wine, self.build.equipment / "windows" / "plugins")
         return variables
 
     def start(self, *arguments: str, program: Path | None = None, reader: bool = True,
@@ -224,29 +219,20 @@ class Stage:
         self.windows.wait_for(title)
         wait_for(lambda: self.widgets(title), f"the widgets of {title!r}")
         self.pictures.mkdir(parents=True, exist_ok=True)
-        self.desktop.screenshot(self.pictures / f"{name}-{self.look}.png")
+        picture = self.pictures / f"{name}-{self.look}.png"
+        self.desktop.screenshot(picture)
+        # The windows, with a narrow rim of the empty screen.
+        subprocess.run(["mogrify", "-fuzz", "2%", "-trim", "+repage", "-border", "12", picture], check=True)
         # One line high, whatever its text; the tool tip has all of it.
         cut = [widget["text"] for name, widget in self.widgets(title).items() if widget.get("cut") and name != "label"]
         assert cut == [], f"too little room for {cut}"
 
-    def widgets(self, title: str = TITLE) -> dict[str, dict]:
-        """The widgets of the window of this title by their names, as they were a moment ago."""
-        for window in self._windows():
-            if window["title"] == title:
-                return {widget["name"]: widget for widget in window["widgets"]}
-        return {}
+    def widgets(self, title: str = TITLE) -> dict[str, Widget]:
+        return self.reports.widgets(title)
 
-    def scale(self, title: str = TITLE) -> float:
-        """How many dots of the screen a window of this title takes for one of its own."""
-        return next(window["scale"] for window in self._windows() if window["title"] == title)
-
-    def wait_for_widgets(self, condition: Callable[[dict[str, dict]], object], title: str = TITLE) -> None:
-        """Waits until the widgets of the window of this title are so."""
-        wait_for(lambda: (widgets := self.widgets(title)) and condition(widgets), f"the widgets of {title!r}", 60.0)
-
-    def wait_for_text(self, widget: str, text: str, seconds: float = 60.0) -> None:
+    def wait_for_text(self, widget: str, text: str) -> None:
         """Waits until this widget of the updater's window says exactly this."""
-        wait_for(lambda: self.widgets().get(widget, {}).get("text") == text, f"{text!r} on {widget}", seconds)
+        self.reports.wait_for_text(TITLE, widget, text)
 
     def updater(self, *arguments: str) -> int | None:
         """The process id of the updater that runs with these arguments, or None."""
@@ -261,11 +247,6 @@ class Stage:
 
     def installed(self) -> Tree:
         return plain(trees.read(self.installation))
-
-    def _windows(self) -> list[dict]:
-        """The windows of the programs, those of the last one that was started first."""
-        reports = sorted(self.reports.glob("*.json"), key=lambda path: path.stat().st_mtime_ns, reverse=True)
-        return [window for report in reports for window in json.loads(report.read_bytes())]
 
     def _serve(self, path: str, content: bytes) -> None:
         file = self.web / path.removeprefix("/")

@@ -249,10 +249,12 @@ def test_aborted_download(stage: Stage, look: Look, authority: Authority, tmp_pa
         stage.set_up(server.port)
         process = start_relocated(stage, "menu")
         choose(stage)
-        stage.wait_for_text("label", stage.texts("Downloading Tavlopro Software Update %1 %2 ...", NEW.kind, NEW.number))
+        downloading = stage.texts("Downloading Tavlopro Software Update %1 %2 ...", NEW.kind, NEW.number)
+        stage.wait_for_text("label", downloading)
         size = stage.texts("%1 of %2 MB downloaded", r"\d+\.\d", r"\d+\.\d")
-        stage.wait_for_widgets(lambda widgets: re.fullmatch(size, widgets["sizeLabel"]["text"])
-                               and widgets["progressBar"]["value"] > widgets["progressBar"]["maximum"] // 4)
+        stage.reports.wait_for(TITLE, lambda widgets: re.fullmatch(size, widgets["sizeLabel"]["text"])
+                               and widgets["progressBar"]["value"] > widgets["progressBar"]["maximum"] // 4,
+                               "a quarter of the package")
         stage.show("download")
         stage.windows.keys(TITLE, "Tab", "space")
         stage.wait_for_text("sizeLabel", stage.texts("Download aborted!"))
@@ -284,18 +286,18 @@ def test_pages_of_a_whole_run(stage: Stage, look: Look, server: WebServer) -> No
     stage.windows.keys(NO_SELECTION_TITLE, "Return")
     stage.windows.wait_for_end(NO_SELECTION_TITLE)
 
-    stage.wait_for_widgets(lambda widgets: widgets["versionsTreeWidget"] | {"rows": [
-        [NEW.number, "Update 1", NEW.date], [OLD.number, OLD.kind, OLD.date]]} == widgets["versionsTreeWidget"])
+    assert stage.widgets()["versionsTreeWidget"]["rows"] == [
+        [NEW.number, "Update 1", NEW.date], [OLD.number, OLD.kind, OLD.date]]
     assert stage.widgets()["versionsTreeWidget"]["columns"] == ["Version", "Typ", "Datum"]
     assert stage.widgets()["versionsGroupBox"]["text"] == texts("Versions")
     assert stage.widgets()["showBetaCheckBox"]["text"] == texts("Show Beta Versions")
     assert stage.widgets()["button"]["text"] == texts("Download")
     stage.windows.keys(TITLE, "shift+Tab", "shift+Tab", "space")
-    stage.wait_for_widgets(lambda widgets: len(widgets["versionsTreeWidget"]["rows"]) == 3)
+    stage.reports.wait_for(TITLE, lambda widgets: len(widgets["versionsTreeWidget"]["rows"]) == 3, "the beta version")
     stage.windows.keys(TITLE, "shift+Tab", "Home", "Down")
     stage.wait_for_text("versionInfo", "Fix of 26.06 for Spielst\u00e4tten.")
     stage.show("list")
-    assert stage.scale() == look.dots_per_inch / 96
+    assert stage.reports.window(TITLE)["scale"] == look.dots_per_inch / 96
 
     stage.windows.keys(TITLE, "Return")
     stage.wait_for_text("label", texts("Update ready to install!"))

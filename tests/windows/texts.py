@@ -8,8 +8,8 @@ _MESSAGES = Path(__file__).resolve().parents[1] / "data" / "messages.tsv"
 
 # In every language as they stand.
 PRECHECK_TITLE = "Tavlopro Updater Precheck"
-PRECHECK = ("<html><p>Ihre Tavlopro-Anwendung läuft noch.</p><p>Bitte schließen Sie diese erst, um mit der Installation "
-            "fortfahren zu können.</p>")
+PRECHECK = ("<html><p>Ihre Tavlopro-Anwendung läuft noch.</p><p>Bitte schließen Sie diese erst, um mit der "
+            "Installation fortfahren zu können.</p>")
 START_ERROR = ("We are sorry, but the Tavlopro update tool has an error.\nPerhaps it has insufficent rights.\n"
                "You can also try to re-install Tavlopro by downloading the current version from:\n"
                '<html><a href="{page}">{page}</a></html>')

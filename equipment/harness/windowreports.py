@@ -1,0 +1,49 @@
+"""Reading the widgets of a Qt program on Windows, from the reports of the plug-in windowreader."""
+
+from __future__ import annotations
+
+import json
+from collections.abc import Callable, Mapping
+from pathlib import Path
+from typing import Any
+
+from .waiting import wait_for
+from .wine import Wine
+
+Widget = Mapping[str, Any]
+
+
+class WindowReports:
+    """What the programs that run with environment() show in their windows, a moment ago. folder takes their reports."""
+
+    def __init__(self, folder: Path) -> None:
+        self.folder = folder
+
+    def environment(self, wine: Wine, plugins: Path) -> dict[str, str]:
+        """The variables that load the plug-in, which lies below the folder plugins, into a program."""
+        # Wine passes variables of Qt on only if they are written so.
+        return {"WINEQT_QPA_GENERIC_PLUGINS": "windowreader", "WINEQT_PLUGIN_PATH": str(wine.path(plugins)),
+                "WINDOW_REPORTS": str(wine.path(self.folder))}
+
+    def windows(self) -> list[dict[str, Any]]:
+        """The windows of the programs, those of the last one that was started first."""
+        reports = sorted(self.folder.glob("*.json"), key=lambda path: path.stat().st_mtime_ns, reverse=True)
+        return [window for report in reports for window in json.loads(report.read_bytes())]
+
+    def window(self, title: str) -> dict[str, Any] | None:
+        return next((window for window in self.windows() if window["title"] == title), None)
+
+    def widgets(self, title: str) -> dict[str, Widget]:
+        """The visible widgets of the window of this title by their names; none while there is no such window."""
+        window = self.window(title)
+        return {widget["name"]: widget for widget in window["widgets"]} if window else {}
+
+    def wait_for(self, title: str, condition: Callable[[dict[str, Widget]], object], what: str,
+                 seconds: float = 60.0) -> None:
+        """Waits until the widgets of the window of this title are so."""
+        wait_for(lambda: (widgets := self.widgets(title)) and condition(widgets), what, seconds)
+
+    def wait_for_text(self, title: str, widget: str, text: str, seconds: float = 60.0) -> None:
+        """Waits until this widget says exactly this."""
+        self.wait_for(title, lambda widgets: widgets.get(widget, {}).get("text") == text, f"{text!r} on {widget}",
+                      seconds)

@@ -17,11 +17,11 @@ from harness import processes
 from harness.desktop import Desktop
 from harness.packages import VERSIONS_PATH
 from harness.seclusion import namespace_command, secluded
-from harness.trees import Entry
+from harness.trees import Entry, file
 from harness.updateserver import UpdateServer
 from harness.waiting import wait_for
 from rig import texts as words
-from rig.catalogue import listed, offered, version
+from rig.catalogue import PROGRAM, listed, offered, version
 from rig.evidence import becomes, same
 from rig.opening import choose, download, make_ready, open_list, open_window
 from rig.run import Run
@@ -231,8 +231,11 @@ def extracting(run: Run, desktop: Desktop, folder: Path, exits: ExitStack) -> Sc
     data = Entry(random.Random(1).randbytes(1000))
     entries = {f"data/{number}": data for number in range(5000)}
     server = exits.enter_context(UpdateServer(offered(folder / "server", [OFFER], entries)))
-    screen = choose(run, desktop, server, "auto")
-    becomes(TEXTS["en_US"].extracting, screen.status, "status")
+    server.hold(OFFER.package_path, 0.5)
+    screen = download(run, desktop, server, "auto")
+    label = screen.window.find_all("label")[0]
+    server.release()
+    wait_for(lambda: label.name == TEXTS["en_US"].extracting, "the extraction", interval=0)
     return screen
 
 
@@ -466,6 +469,37 @@ def test_relocation_without_a_place(run: Run) -> None:
     run.start()
     same(0, run.exit_code(), "exit code")
     same(f'Error creating path: "{run.home.updater_data / "freshen"}"', run.log_texts()[-1], "last log line")
+
+
+# --- the start of the new application
+
+@pytest.mark.parametrize(("name", "more", "found"), [
+    ("SYSTEMROOT", {}, True), ("SystemRoot", {}, True), ("windir", {}, False),
+    ("SYSTEMROOT", {"COMMENT": "the SystemRoot is elsewhere"}, False),
+], ids=["plain", "mixed case", "missing", "mentioned twice"])
+def test_shell_is_found_by_its_variable(run: Run, desktop: Desktop, folder: Path, name: str, more: dict[str, str],
+                                        found: bool) -> None:
+    """The shell that starts the application is found by the one variable that names the system's folder, in any case of
+    letters; with none or several nothing is started, and the updater ends all the same. With both names there, the
+    newer one is started."""
+    both = {"Tavlopro.exe": PROGRAM, "Tavlopc.exe": file("the old name")}
+    run.installation.mkdir(parents=True)
+    (run.installation / "Tavlopc.exe").touch()
+    with UpdateServer(offered(folder / "server", [OFFER], both)) as server:
+        run.write_settings(port2=server.port)
+        variables = (f"{key}={value}" for key, value in {name: str(run.shell.folder), **more}.items())
+        run.start("auto", desktop=desktop, through=("env", "--unset=SYSTEMROOT", *variables))
+        screen = Screen(desktop)
+        screen.wait_for_button(TEXTS["en_US"].install)
+        screen.press(TEXTS["en_US"].install)
+        screen.box().press("OK")
+        same(0, run.exit_code(), "exit code")
+    program = run.installation / "Tavlopro.exe"
+    becomes([(str(program),)] if found else [], lambda: [start.arguments for start in run.shell.starts()], "starts")
+    shell = run.shell.folder / "explorer.exe" if found else ""
+    command = f'starting "\\"{shell}\\" \\"{program}\\""'
+    end = [*([] if found else ["explorer not found"]), command, command, f"success: {str(found).lower()}"]
+    same(["startTavlo", *end], run.log_texts()[-1 - len(end):], "end of the log")
 
 
 # --- odd homes and other languages

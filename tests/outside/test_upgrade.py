@@ -3,7 +3,7 @@ to the byte."""
 
 from __future__ import annotations
 
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from contextlib import ExitStack
 from dataclasses import dataclass, field
 from pathlib import Path
@@ -19,7 +19,7 @@ from rig.evidence import becomes, same
 from rig.opening import make_ready
 from rig.run import Run
 from rig.texts import TEXTS
-from rig.ziparchive import archive
+from rig.ziparchive import archive, large_archive
 
 OFFER = version("26.06.7205")
 TOP = "Tavlopro"
@@ -185,13 +185,14 @@ def ground(folder: Path) -> Iterator[Path]:
         yield path
 
 
-def upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, package: Package, answer: str) -> Model:
+def upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, package: Package, answer: str,
+            pack: Callable[[Model], bytes] = archive) -> Model:
     """Runs the updater over an installation, with this answer to the question of the cleaning; returns all that lies in
     ground then."""
     run.installation = ground / TOP
     foldermodel.make(ground, old.world())
     run.place_relocated()
-    with UpdateServer({**listed(OFFER), OFFER.package_path: archive(foldermodel.completed(package.files))}) as server:
+    with UpdateServer({**listed(OFFER), OFFER.package_path: pack(foldermodel.completed(package.files))}) as server:
         screen = make_ready(run, desktop, server, "auto", settings={"Updater/filesToKeep": old.kept or None})
         screen.press(TEXTS["en_US"].install)
         box = screen.box()
@@ -241,6 +242,15 @@ def test_upgrade_without_cleaning(run: Run, desktop: Desktop, ground: Path, old:
     update goes on all the same."""
     seen = upgrade(run, desktop, ground, old, package, answer)
     expected = foldermodel.after_copying(old.world(), beneath_top(package.installed()))
+    same([], foldermodel.differences(expected, seen), "entries that are not as they should be")
+
+
+def test_large_archive(run: Run, desktop: Desktop, ground: Path) -> None:
+    """A package in the format of large archives is installed like any other."""
+    old, package = INSTALLATIONS["plain"], PACKAGES["plain"]
+    seen = upgrade(run, desktop, ground, old, package, "OK", large_archive)
+    cleaned = foldermodel.after_cleaning(old.world(), TOP, {"logo.png"})
+    expected = foldermodel.after_copying(cleaned, beneath_top(package.installed()))
     same([], foldermodel.differences(expected, seen), "entries that are not as they should be")
 
 

@@ -299,3 +299,18 @@ def test_row_is_activated_by_double_click(run: Run, desktop: Desktop, folder: Pa
         desktop.double_click(cell)
         run.wait_for_log("update unzipped to")
         same([VERSIONS_PATH, offer[0].package_path], [request.path for request in server.requests], "requests")
+
+
+@pytest.mark.parametrize(("number", "asked", "stored"), [
+    ("2.1.2084", "Tavlopc2.1.2084STABLE.zip", "Tavlopc2.1.2084BETA.zip"),
+    ("2.1.2085", "Tavlopc2.1.2085BETA.zip", "Tavlopc2.1.2085BETA.zip"),
+])
+def test_early_betas(run: Run, desktop: Desktop, number: str, asked: str, stored: str) -> None:
+    """Betas before revision 2085 are asked for under their stable name, and stored under their own."""
+    with UpdateServer(listed(version(number, "Beta"))) as server:
+        screen = open_list(run, desktop, server, settings={"LoginWindow/useBeta": True})
+        screen.keys("Home", "Return")
+        run.wait_for_log("Error unzipping")
+        same([VERSIONS_PATH, f"/update/Tavlopc/windows/{asked}"], [request.path for request in server.requests],
+             "requests")
+    same([stored], [path.name for path in run.home.updater_data.glob("*.zip")], "stored packages")

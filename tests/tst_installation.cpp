@@ -1,5 +1,6 @@
 #include "install/installation.h"
 #include "support/files.h"
+#include "support/messagecatcher.h"
 
 #include <QtTest>
 
@@ -53,9 +54,13 @@ void InstallationTest::handOver()
 
 void InstallationTest::missingHandOver()
 {
+    const MessageCatcher catcher;
     QCOMPARE(readHandOver(m_folder->path()), QString());
     QVERIFY(QDir().mkpath(m_folder->filePath("settings.ini")));
     QCOMPARE(readHandOver(m_folder->path()), QString());
+    QCOMPARE(catcher.warnings().size(), 2);
+    for (const QString &warning : catcher.warnings())
+        QVERIFY(warning.startsWith("Cannot read \"" + handOverFile(m_folder->path()) + "\" - "));
 }
 
 void InstallationTest::packageFolderInUnpackedFolder_data()

@@ -16,6 +16,7 @@ private slots:
     void handOverHoldsTheSourceFolder();
     void handOverReplacesAnOlderOne();
     void handOverThatCannotBeWrittenIsLogged();
+    void handOverThatCannotBeRemovedIsLogged();
     void removeFolderEmptiesAnEarlierRun();
     void removeFolderWithoutAFolder();
     void removeFolderTakesHiddenFiles();
@@ -100,6 +101,18 @@ void SelfRelocationTest::handOverThatCannotBeWrittenIsLogged()
     QVERIFY(catcher.warnings().first().startsWith(QLatin1String("Cannot write ") + logged(paths.handOver)));
 }
 
+void SelfRelocationTest::handOverThatCannotBeRemovedIsLogged()
+{
+    // A folder in its place can neither be removed as a file nor written to.
+    writeFile(file("data/settings.ini/inside.txt"), "in the way");
+    const RelocationPaths paths = somePaths();
+    MessageCatcher catcher;
+    writeHandOver(paths);
+    QCOMPARE(catcher.warnings().size(), 2);
+    QVERIFY(catcher.warnings().at(0).startsWith(QLatin1String("Cannot remove ") + logged(paths.handOver) + " - \""));
+    QVERIFY(catcher.warnings().at(1).startsWith(QLatin1String("Cannot write ") + logged(paths.handOver) + " - \""));
+}
+
 /// Left over from an earlier run: files in sub-folders, and sub-folders in those.
 void SelfRelocationTest::removeFolderEmptiesAnEarlierRun()
 {
@@ -143,12 +156,16 @@ void SelfRelocationTest::removeFolderStopsAtWhatItCannotRemove()
     QVERIFY(held.open(QIODevice::ReadOnly));
     const QFile::Permissions before = QFile::permissions(file("freshen/sub"));
     QVERIFY(QFile::setPermissions(file("freshen/sub"), QFile::ReadOwner | QFile::ExeOwner));
+    MessageCatcher catcher;
     const bool isGone = removeFolder(file("freshen"));
     QFile::setPermissions(file("freshen/sub"), before);
     QCOMPARE(isGone, !QFile::exists(file("freshen")));
     if (isGone)
         QSKIP("The user of this test can remove any file.");
     QCOMPARE(readFile(file("freshen/sub/file")), QByteArray("stays"));
+    // Once, and not once more for each folder around it.
+    QCOMPARE(catcher.warnings().size(), 1);
+    QVERIFY(catcher.warnings().first().startsWith(QLatin1String("Cannot remove ") + logged(file("freshen/sub/file"))));
 }
 
 void SelfRelocationTest::copiesExecutablePluginsAndLibraries()
@@ -197,12 +214,13 @@ void SelfRelocationTest::copiesWithoutLibraries()
     QCOMPARE(readFile(file("data/freshen/styles/qwindowsvistastyle.dll")), QByteArray("style"));
 }
 
-/// A plug-in says so with its result, a library with a warning, the executable not at all; the rest goes on.
+/// A plug-in says so with its result, everything else with a warning; the rest goes on.
 void SelfRelocationTest::missingFilesAreLogged()
 {
     writeFile(file("installation/a.dll"), "new");
     writeFile(file("installation/styles/qwindowsvistastyle.dll"), "style");
     writeFile(file("data/freshen/a.dll"), "in the way");
+    writeFile(file("data/freshen/platforms"), "in the way");
     MessageCatcher catcher;
     copyUpdater(somePaths());
     const QStringList debugLines = catcher.debugLines();
@@ -210,8 +228,14 @@ void SelfRelocationTest::missingFilesAreLogged()
     QVERIFY(debugLines.at(0).endsWith(QLatin1String("qwindows.dll\" false")));
     QVERIFY(debugLines.at(1).endsWith(QLatin1String("qico.dll\" false")));
     QVERIFY(debugLines.at(2).endsWith(QLatin1String("qwindowsvistastyle.dll\" true")));
-    QCOMPARE(catcher.warnings().size(), 1);
-    QCOMPARE(QDir::fromNativeSeparators(catcher.warnings().first()),
+    const QStringList warnings = catcher.warnings();
+    QCOMPARE(warnings.size(), 3);
+    const QString platforms = file("data/freshen/platforms");
+    QVERIFY(warnings.at(0).startsWith(QLatin1String("Cannot create ") + logged(platforms) + " - \""));
+    const QString executable = QStringLiteral("/Freshen.exe");
+    QVERIFY(warnings.at(1).startsWith("Cannot copy " + logged(native(file("installation")) + executable) + " to " +
+                                      logged(native(file("data/freshen")) + executable) + " - \""));
+    QCOMPARE(QDir::fromNativeSeparators(warnings.at(2)),
              QLatin1String("Copy failed ") + logged(file("installation/a.dll")));
 }
 

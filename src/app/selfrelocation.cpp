@@ -41,13 +41,24 @@ void copyLibraries(const RelocationPaths &paths)
     }
 }
 
+/// To be called right after \a operation failed on \a path, since the system's reason is the latest one.
+void warn(const char *operation, const QString &path)
+{
+    const QString reason = qt_error_string();
+    qWarning() << operation << path << "-" << reason;
+}
+
 /// Removes \a entry of \a folder: a folder with all that it holds, but of a link to a folder only the link.
 bool removeEntry(QDir &folder, const QFileInfo &entry)
 {
+    const bool isLink = entry.isSymLink() || entry.isJunction();
+    if (entry.isDir() && !isLink)
+        return removeFolder(entry.filePath());
     // Some links to folders count as files, others as folders.
-    if (entry.isSymLink() || entry.isJunction())
-        return folder.remove(entry.fileName()) || folder.rmdir(entry.fileName());
-    return entry.isDir() ? removeFolder(entry.filePath()) : folder.remove(entry.fileName());
+    if (folder.remove(entry.fileName()) || (isLink && folder.rmdir(entry.fileName())))
+        return true;
+    warn("Cannot remove", entry.filePath());
+    return false;
 }
 
 } // namespace
@@ -65,8 +76,9 @@ RelocationPaths relocationPaths(const QString &applicationFolder, const QString 
 void writeHandOver(const RelocationPaths &paths)
 {
     QFile file(paths.handOver);
-    if (file.exists())
-        file.remove();
+    // What cannot be removed would be written on to, and name two folders in one line.
+    if (file.exists() && !file.remove())
+        qWarning() << "Cannot remove" << paths.handOver << "-" << file.errorString();
     bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text);
     if (isWritten) {
         QTextStream stream(&file);
@@ -91,17 +103,25 @@ bool removeFolder(const QString &path)
             return false;
     }
     const QFileInfo self(folder.absolutePath());
-    return self.dir().rmdir(self.fileName());
+    if (self.dir().rmdir(self.fileName()))
+        return true;
+    warn("Cannot remove", self.filePath());
+    return false;
 }
 
 void copyUpdater(const RelocationPaths &paths)
 {
     const QDir temporary(paths.temporary);
-    for (const char *folder : pluginFolders)
-        temporary.mkdir(QLatin1String(folder));
+    for (const char *folder : pluginFolders) {
+        if (!temporary.mkpath(QLatin1String(folder)))
+            warn("Cannot create", temporary.filePath(QLatin1String(folder)));
+    }
 
-    const QString executable = QLatin1Char('/') + QLatin1String(updaterFileName);
-    QFile::copy(paths.source + executable, paths.temporary + executable);
+    const QString name = QLatin1Char('/') + QLatin1String(updaterFileName);
+    QFile executable(paths.source + name);
+    if (!executable.copy(paths.temporary + name))
+        qWarning() << "Cannot copy" << executable.fileName() << "to" << paths.temporary + name << "-"
+                   << executable.errorString();
     copyPlugins(paths);
     copyLibraries(paths);
 }

@@ -26,13 +26,13 @@ struct RelocationPaths
 void writeHandOver(const RelocationPaths &paths);
 
 /// Removes the folder \a path with all that it holds, hidden entries too; what a link leads to is left alone. Returns
-/// whether the folder is gone; stops at the first entry that cannot be removed. A folder that does not exist counts as
-/// removed.
+/// whether the folder is gone; stops at the first entry that cannot be removed, and logs it. A folder that does not
+/// exist counts as removed.
 bool removeFolder(const QString &path);
 
 /// Copies the updater's executable, the plug-ins that it needs and all libraries beside it into the temporary folder. A
-/// copy that fails does not stop the others. Those of plug-ins and libraries are logged; without the executable the
-/// start fails, and its result tells.
+/// copy that fails is logged and does not stop the others; without the executable the start fails, and its result
+/// tells.
 void copyUpdater(const RelocationPaths &paths);
 
 /// Logs the reason that \a result, a failed start of the copy, names; nothing where it names no known one.

@@ -1,5 +1,6 @@
 #include "install/installation.h"
 
+#include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QTextStream>
@@ -12,8 +13,10 @@ QString handOverFile(const QString &parentDir)
 QString readHandOver(const QString &parentDir)
 {
     QFile file(handOverFile(parentDir));
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        qWarning() << "Cannot read" << file.fileName() << "-" << file.errorString();
         return QString();
+    }
     QTextStream stream(&file);
     stream.setCodec("UTF-8");
     return stream.readLine();

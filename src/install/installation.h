@@ -8,7 +8,7 @@
 [[nodiscard]] QString handOverFile(const QString &parentDir);
 
 /// The first line of the hand-over file in \a parentDir (UTF-8): the installation folder. Empty where the file is
-/// missing or empty.
+/// empty or, which is logged, cannot be read.
 [[nodiscard]] QString readHandOver(const QString &parentDir);
 
 /// The entry of \a unpackedFolder that holds the new files: the name that comes last when the folder's entries are

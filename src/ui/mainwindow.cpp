@@ -76,7 +76,7 @@ void MainWindow::keepLogo()
     store.setValue(QLatin1String(key::filesToKeep), filesToKeep);
     store.sync();
     if (store.status() != QSettings::NoError)
-        qWarning() << "Cannot write" << key::filesToKeep << "to" << store.fileName();
+        qWarning() << "Cannot write" << key::filesToKeep << "to" << store.fileName() << "-" << store.status();
 }
 
 void MainWindow::buildForm()

@@ -1,0 +1,160 @@
+"""Measures the updater beside programs and code that do the same work on the same input."""
+
+from __future__ import annotations
+
+import argparse
+import json
+import os
+import shutil
+import sys
+import tempfile
+from contextlib import ExitStack
+from dataclasses import asdict, dataclass
+from pathlib import Path
+from statistics import median
+
+from groups import GROUPS, Figure, Stage, Value
+from measuring import Sample
+
+# What the largest group needs, with room to spare.
+_SPACE = 5 * 1024**3
+_SPACE_QUICK = 256 * 1024**2
+_LEAST_TURNS = 5
+
+
+@dataclass(frozen=True)
+class Result:
+    """A figure as measured. Values that could not be measured are None."""
+
+    name: str
+    ours: float | None
+    peer: float | None
+    unit: str
+    # The median of the turns' ratios, which need not be the ratio of the medians.
+    ratio: float | None
+    target: float | None
+
+
+@dataclass(frozen=True)
+class Row:
+    """A line of the table."""
+
+    result: Result
+    # The lowest and the highest ratio of a turn.
+    spread: tuple[float, float] | None
+    # Peak memory of ours and of the peer in MiB.
+    memory: tuple[float | None, float | None]
+
+
+def parse_options() -> argparse.Namespace:
+    parser = argparse.ArgumentParser(prog="./bench", description=__doc__)
+    parser.add_argument("figures", nargs="*", metavar="FIGURE")
+    parser.add_argument("--list", action="store_true")
+    parser.add_argument("--json", action="store_true")
+    parser.add_argument("--quick", action="store_true")
+    parser.add_argument("--turns", type=int, default=_LEAST_TURNS)
+    parser.add_argument("--folder", type=Path)
+    options = parser.parse_args()
+    if options.turns < _LEAST_TURNS:
+        parser.error(f"fewer than {_LEAST_TURNS} turns say too little")
+    for name in options.figures:
+        if not any(group.startswith(name) for group in GROUPS):
+            parser.error(f"no figure begins with {name!r}; there are: {', '.join(GROUPS)}")
+    return options
+
+
+def say(text: str) -> None:
+    print(text, file=sys.stderr, flush=True)
+
+
+def choose_folder(options: argparse.Namespace) -> Path:
+    """The first folder with enough space. In memory no disk's mood is measured."""
+    needed = _SPACE_QUICK if options.quick else _SPACE
+    memory = os.sysconf("SC_AVPHYS_PAGES") * os.sysconf("SC_PAGE_SIZE")
+    folders = [options.folder] if options.folder else [Path("/dev/shm"), Path(tempfile.gettempdir())]
+    for folder in folders:
+        if folder == Path("/dev/shm") and (not os.access(folder, os.W_OK) or memory < 2 * needed):
+            continue
+        if shutil.disk_usage(folder).free >= needed:
+            return folder
+    raise SystemExit(f"bench: {needed // 1024**2} MiB of free space are needed in {' or '.join(map(str, folders))}")
+
+
+def values(figure: Figure, samples: dict[str, list[Sample]], which: Value | float, scale: float) -> list[float]:
+    if isinstance(which, float):
+        return [which] * len(samples[figure.ours[0]])
+    side, value = which
+    return [sample[value] * scale for sample in samples[side] if value in sample]
+
+
+def row_of(figure: Figure, samples: dict[str, list[Sample]], peaks: dict[str, float | None]) -> Row:
+    ours = values(figure, samples, figure.ours, figure.scale[0])
+    peer = values(figure, samples, figure.peer, figure.scale[1])
+    ratios = [a / b for a, b in zip(ours, peer)]
+    peer_peak = None if isinstance(figure.peer, float) else peaks[figure.peer[0]]
+    return Row(Result(figure.name, median(ours) if ours else None, median(peer), figure.unit,
+                      median(ratios) if ratios else None, figure.target),
+               (min(ratios), max(ratios)) if ratios else None, (peaks[figure.ours[0]], peer_peak))
+
+
+def measure(name: str, folder: Path, turns: int, is_quick: bool) -> list[Row]:
+    say(f"== {name}")
+    with ExitStack() as resources:
+        resources.callback(shutil.rmtree, folder)
+        group = GROUPS[name](Stage(folder, is_quick, resources))
+        # Goes first, since it also brings all programs and inputs into memory.
+        peaks = {side: program.peak() for side, program in group.sides.items()}
+        samples: dict[str, list[Sample]] = {side: [] for side in group.sides}
+        for turn in range(turns):
+            sides = list(group.sides)
+            for side in sides if turn % 2 == 0 else reversed(sides):
+                samples[side].append(group.sides[side].sample())
+        return [row_of(figure, samples, peaks) for figure in group.figures]
+
+
+def verdict(result: Result, is_quick: bool) -> str:
+    if is_quick or result.target is None or result.ratio is None:
+        return ""
+    return "met" if result.ratio <= result.target else "MISSED"
+
+
+def print_table(rows: list[Row], is_quick: bool) -> None:
+    def number(value: float | None, unit: str = "") -> str:
+        return "-" if value is None else f"{value:.4g} {unit}".rstrip()
+
+    def memory(value: float | None) -> str:
+        return "-" if value is None else f"{value:.0f}"
+
+    head = ("figure", "ours", "peer", "ratio", "spread", "target", "", "peak MiB, ours", "peer")
+    lines = [head]
+    for row in rows:
+        result = row.result
+        spread = "-" if row.spread is None else f"{row.spread[0]:.2f} to {row.spread[1]:.2f}"
+        ratio = "-" if result.ratio is None else f"{result.ratio:.2f}"
+        target = "-" if result.target is None else f"{result.target:.2f}"
+        lines.append((result.name, number(result.ours, result.unit), number(result.peer, result.unit), ratio, spread,
+                      target, verdict(result, is_quick), memory(row.memory[0]), memory(row.memory[1])))
+    widths = [max(len(line[column]) for line in lines) for column in range(len(head))]
+    for line in lines:
+        print("  ".join(text.ljust(width) for text, width in zip(line, widths)).rstrip())
+
+
+def main() -> None:
+    options = parse_options()
+    if options.list:
+        print("\n".join(GROUPS))
+        return
+    names = [name for name in GROUPS if not options.figures or any(map(name.startswith, options.figures))]
+    turns = 1 if options.quick else options.turns
+    rows: list[Row] = []
+    with tempfile.TemporaryDirectory(prefix="freshen-bench-", dir=choose_folder(options)) as folder:
+        for name in names:
+            rows += measure(name, Path(folder, name), turns, options.quick)
+    if options.json:
+        print(json.dumps({"results": [asdict(row.result) for row in rows]}, indent=2))
+    else:
+        print_table(rows, options.quick)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,320 @@
+"""What is measured: the figures, in groups that share their input."""
+
+from __future__ import annotations
+
+import os
+import shutil
+import socket
+import subprocess
+from collections.abc import Callable, Iterator
+from contextlib import ExitStack, contextmanager
+from dataclasses import dataclass
+from pathlib import Path
+
+from harness.installation import Home, write_settings
+from harness.packages import VERSIONS_PATH, Version
+from harness.waiting import wait_for
+
+import inputs
+from inputs import MIB
+from measuring import Command, Function, Sample, Side, Started, Step
+from webserver import serving
+
+_ROOT = Path(__file__).resolve().parents[1]
+_PROGRAMS = _ROOT / "build" / "bench" / "bin"
+_WINDOWS_PACKAGES = _ROOT / "build" / "windows" / "package"
+_VERSION = Version("26.05.7200", "Stable", "0", "01.05.2026", "Faster and smaller")
+
+# One value of a side: the side's name, and which of its values.
+Value = tuple[str, str]
+
+
+@dataclass(frozen=True)
+class Figure:
+    """Ours, divided by the peer's or by a fixed limit, is to be no more than the target; without one it is reported."""
+
+    name: str
+    ours: Value
+    peer: Value | float
+    unit: str
+    target: float | None
+    # What the values are multiplied with to be in that unit.
+    scale: tuple[float, float] = (1, 1)
+
+
+@dataclass(frozen=True)
+class Group:
+    figures: list[Figure]
+    sides: dict[str, Side]
+
+
+class Stage:
+    """Where a group is measured: a folder of its own, a home in it, and how large the inputs are to be."""
+
+    def __init__(self, folder: Path, is_quick: bool, resources: ExitStack) -> None:
+        self.folder = folder
+        self.is_quick = is_quick
+        self.resources = resources
+        self.home = Home(folder / "home")
+        self.environment = {**self.home.environment("en_US", _ROOT / "equipment", folder),
+                            "QT_QPA_PLATFORM": "offscreen", "TMPDIR": str(folder)}
+
+    def sized(self, full: int, quick: int) -> int:
+        return quick if self.is_quick else full
+
+    def program(self, name: str) -> Path:
+        """A program, in a folder of its own; what it makes goes into the folder above that."""
+        target = self.folder / "run" / "bin" / name
+        target.parent.mkdir(parents=True, exist_ok=True)
+        if not target.exists():
+            shutil.copy2(_PROGRAMS / name, target)
+        return target
+
+    def empty(self, *folders: Path) -> None:
+        for folder in folders:
+            shutil.rmtree(folder, ignore_errors=True)
+            folder.mkdir(parents=True)
+
+
+def _extraction(stage: Stage, name: str, files: int, size: int) -> Group:
+    package, stored = stage.folder / "package.zip", stage.folder / "stored.zip"
+    inputs.make_package(package, files, size)
+    inputs.store_package(package, stored)
+    steps = stage.program("steps")
+    out, given = stage.folder / "run" / "out", stage.folder / "run" / "given.zip"
+
+    def give(original: Path) -> Callable[[], None]:
+        def prepare() -> None:
+            stage.empty(out)
+            given.unlink(missing_ok=True)
+            # The updater deletes its package. So it gets a name of it; the bytes stay.
+            os.link(original, given)
+        return prepare
+
+    def side(*command: str | Path) -> Side:
+        return Command(stage.environment, *command, prepare=lambda: stage.empty(out))
+
+    sides: dict[str, Side] = {
+        "updater": Step(stage.environment, steps, "extract", given, prepare=give(stored)),
+        "unzip": side("unzip", "-q", package, "-d", out),
+        "bsdtar": side("bsdtar", "-x", "-f", package, "-C", out),
+    }
+    figures = [
+        Figure(f"{name}/unzip", ("updater", "wall"), ("unzip", "wall"), "s", 0.95),
+        Figure(f"{name}/bsdtar", ("updater", "wall"), ("bsdtar", "wall"), "s", 1.10),
+    ]
+    if files == stage.sized(40, 2):
+        entry, stored_entry = stage.folder / "entry.zip", stage.folder / "stored-entry.zip"
+        inputs.make_package(entry, 1, size // files)
+        inputs.store_package(entry, stored_entry)
+        sides["one entry"] = Step(stage.environment, steps, "extract", given, prepare=give(stored_entry))
+        figures.append(Figure("longest-stall", ("updater", "stall"), ("one entry", "wall"), "s", None))
+    return Group(figures, sides)
+
+
+def extraction_2000_files(stage: Stage) -> Group:
+    return _extraction(stage, "extraction-2000-files", stage.sized(2000, 20), stage.sized(100 * MIB, MIB))
+
+
+def extraction_40_files(stage: Stage) -> Group:
+    return _extraction(stage, "extraction-40-files", stage.sized(40, 2), stage.sized(1024 * MIB, MIB))
+
+
+def extraction_50000_files(stage: Stage) -> Group:
+    return _extraction(stage, "extraction-50000-files", stage.sized(50000, 500), stage.sized(100 * MIB, MIB))
+
+
+def _settings(stage: Stage, port: int) -> None:
+    write_settings(stage.home.application_settings, {
+        "proto2": "http", "host2": "127.0.0.1", "port2": port, "version_main": "26", "version_minor": "05",
+        "Updater/filesToKeep": ["logo.png"],
+    })
+
+
+def download(stage: Stage) -> Group:
+    root, body = stage.folder / "root", stage.sized(500 * MIB, MIB)
+    package = root / _VERSION.package_path.lstrip("/")
+    package.parent.mkdir(parents=True)
+    inputs.make_file(package, body)
+    versions = root / VERSIONS_PATH.lstrip("/")
+    versions.parent.mkdir(parents=True)
+    versions.write_text(_VERSION.line + "\n")
+    port = stage.resources.enter_context(serving(stage.folder / "server", root))
+    _settings(stage, port)
+    program = stage.program("Freshen.exe")
+    stored = stage.folder / "run" / _VERSION.package_name
+    log = stage.home.debug_log
+
+    def forget() -> None:
+        log.unlink(missing_ok=True)
+        stored.unlink(missing_ok=True)
+
+    def is_stored() -> None:
+        wait_for(lambda: log.exists() and "update stored in" in log.read_text(), "the stored package", 120)
+        if stored.stat().st_size != body + 4:
+            raise RuntimeError("the package is not stored as a whole")
+
+    address = f"http://127.0.0.1:{port}{_VERSION.package_path}"
+    sides: dict[str, Side] = {
+        # The package is none, so the updater stops when it has stored it.
+        "updater": Started(stage.environment, [program, "auto"], is_stored, prepare=forget),
+        "curl": Command(stage.environment, "curl", "--silent", "--fail", "-o", stored, address, prepare=forget),
+    }
+    return Group([
+        Figure("download-cpu", ("updater", "cpu"), ("curl", "cpu"), "CPU s", 2.0),
+        Figure("download-memory", ("updater", "memory"), body / MIB + 64, "MiB", 1.0),
+    ], sides)
+
+
+def _description(stage: Stage, name: str, reading: str, splitting: str) -> Group:
+    lines = (100, 10000, stage.sized(1000000, 10000))
+    program, seconds = stage.program("functions"), 0.001 if stage.is_quick else 0.5
+
+    def side(function: str, count: int) -> Side:
+        return Function(stage.environment, program, f"{function}/{count}", seconds)
+
+    def per_line(count: int) -> float:
+        return 1e9 / count
+
+    figures = [
+        Figure(f"{name}-{count}-lines", (reading + label, "cpu"), (splitting + label, "cpu"), "ns/line", 3.0,
+               (per_line(actual), per_line(actual)))
+        for count, label, actual in zip((100, 10000, 1000000), ("a", "b", "c"), lines)
+    ]
+    figures.append(Figure(f"{name}-growth", (reading + "c", "cpu"), (reading + "b", "cpu"), "ns/line", 1.2,
+                          (per_line(lines[2]), per_line(lines[1]))))
+    sides = {function + label: side(function, count)
+             for label, count in zip(("a", "b", "c"), lines) for function in (reading, splitting)}
+    return Group(figures, sides)
+
+
+def description_automatic(stage: Stage) -> Group:
+    return _description(stage, "description-automatic", "readFull", "splitFull")
+
+
+def description_manual(stage: Stage) -> Group:
+    return _description(stage, "description-manual", "readList", "splitList")
+
+
+def version_list(stage: Stage) -> Group:
+    program, seconds = stage.program("functions"), 0.001 if stage.is_quick else 1
+    return Group([Figure("version-list", ("updater", "cpu"), ("tree", "cpu"), "s", 1.5)], {
+        "updater": Function(stage.environment, program, "toggleBeta", seconds),
+        "tree": Function(stage.environment, program, "fillTree", seconds),
+    })
+
+
+def start(stage: Stage) -> Group:
+    server = stage.resources.enter_context(socket.create_server(("127.0.0.1", 0)))
+    server.settimeout(30)
+    port = server.getsockname()[1]
+    _settings(stage, port)
+
+    def is_requested() -> None:
+        connection, _ = server.accept()
+        stage.resources.enter_context(connection).settimeout(30)
+        if not connection.recv(1):
+            raise RuntimeError("no request came")
+
+    address = f"http://127.0.0.1:{port}{VERSIONS_PATH}"
+    sides: dict[str, Side] = {
+        "updater": Started(stage.environment, [stage.program("Freshen.exe"), "menu"], is_requested),
+        "empty window": Started(stage.environment, [stage.program("emptywindow"), address], is_requested),
+    }
+    return Group([
+        Figure("start", ("updater", "wall"), ("empty window", "wall"), "s", 1.10),
+        Figure("start-memory", ("updater", "memory"), ("empty window", "memory"), "MiB", 1.15),
+    ], sides)
+
+
+def relocation(stage: Stage) -> Group:
+    installation, copy = stage.folder / "installation", stage.home.relocated_updater.parent
+    inputs.make_updater_folder(installation, _PROGRAMS / "steps", 0.05 if stage.is_quick else 1)
+
+    def remove() -> None:
+        shutil.rmtree(copy, ignore_errors=True)
+
+    stage.home.updater_data.mkdir(parents=True)
+    sides: dict[str, Side] = {
+        "updater": Step(stage.environment, installation / "Freshen.exe", "relocate", prepare=remove),
+        "cp": Command(stage.environment, "cp", "-r", installation, copy, prepare=remove),
+    }
+    return Group([Figure("relocation", ("updater", "wall"), ("cp", "wall"), "s", 1.3)], sides)
+
+
+def installation(stage: Stage) -> Group:
+    source, target = stage.folder / "source", stage.folder / "target"
+    inputs.make_tree(source, stage.sized(5000, 50), stage.sized(500 * MIB, MIB))
+    steps = stage.program("steps")
+
+    def fill() -> None:
+        shutil.rmtree(target, ignore_errors=True)
+        shutil.copytree(source, target)
+
+    def empty() -> None:
+        stage.empty(target)
+
+    def remove() -> None:
+        shutil.rmtree(target, ignore_errors=True)
+
+    sides: dict[str, Side] = {
+        "cleaning": Step(stage.environment, steps, "clean", target, prepare=fill),
+        "rm": Command(stage.environment, "rm", "-r", target, prepare=fill),
+        "copying": Step(stage.environment, steps, "copy", source, target, prepare=empty),
+        "cp": Command(stage.environment, "cp", "-r", source, target, prepare=remove),
+    }
+    return Group([
+        Figure("cleaning", ("cleaning", "wall"), ("rm", "wall"), "s", 1.2),
+        Figure("copy", ("copying", "wall"), ("cp", "wall"), "s", 1.2),
+    ], sides)
+
+
+@contextmanager
+def _sleepers(count: int) -> Iterator[None]:
+    with ExitStack() as stack:
+        for _ in range(count):
+            process = stack.enter_context(subprocess.Popen(["sleep", "1000"], stdin=subprocess.DEVNULL))
+            stack.callback(process.kill)
+        yield
+
+
+def precheck(stage: Stage) -> Group:
+    present = sum(entry.name.isdigit() for entry in Path("/proc").iterdir())
+    stage.resources.enter_context(_sleepers(max(0, stage.sized(500, 20) - present)))
+    seconds = 0.001 if stage.is_quick else 0.5
+    return Group([Figure("precheck-round", ("updater", "cpu"), ("ps", "cpu"), "CPU s", 0.5)], {
+        "updater": Function(stage.environment, stage.program("functions"), "precheck", seconds),
+        "ps": Command(stage.environment, "ps", "-e"),
+    })
+
+
+class _PackageSize:
+    """The size of the Windows package, as far as it has been made."""
+
+    def sample(self) -> Sample:
+        packages = sorted(_WINDOWS_PACKAGES.glob("*.zip"))
+        return {"size": packages[-1].stat().st_size / MIB} if packages else {}
+
+    def peak(self) -> float | None:
+        return None
+
+
+def package_size(stage: Stage) -> Group:
+    del stage
+    return Group([Figure("package-size", ("package", "size"), 12.0, "MiB", 1.0)], {"package": _PackageSize()})
+
+
+GROUPS: dict[str, Callable[[Stage], Group]] = {
+    "extraction-2000-files": extraction_2000_files,
+    "extraction-40-files": extraction_40_files,
+    "extraction-50000-files": extraction_50000_files,
+    "download": download,
+    "description-automatic": description_automatic,
+    "description-manual": description_manual,
+    "version-list": version_list,
+    "start": start,
+    "relocation": relocation,
+    "installation": installation,
+    "precheck-round": precheck,
+    "package-size": package_size,
+}

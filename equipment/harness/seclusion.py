@@ -2,7 +2,7 @@
 
 A running Tavlopc.exe holds every updater that sees it. A secluded updater sees only what was started with it, whatever
 else runs on the machine. It may also be kept off the network, and off writing to some folders: for the root user that
-takes more than the folders' rights.
+takes more than the folders' rights. It keeps its user, so that the desktop, which asks for it, knows it.
 """
 
 from __future__ import annotations
@@ -19,11 +19,14 @@ from pathlib import Path
 _INIT = """\
 import os, subprocess, sys
 ends = open(sys.argv[1], "a", buffering=1)
-last = 2 + int(sys.argv[2])
-for folder in sys.argv[3:last + 1]:
+user, group = sys.argv[2:4]
+last = 4 + int(sys.argv[4])
+for folder in sys.argv[5:last + 1]:
     subprocess.run(["mount", "--bind", folder, folder], check=True)
     subprocess.run(["mount", "-o", "remount,bind,ro", folder], check=True)
 program = sys.argv[last + 1:]
+if user != "0":
+    program = ["/usr/bin/unshare", "--user", "--map-user=" + user, "--map-group=" + group, "--", *program]
 os.posix_spawn(program[0], program, os.environ)
 while True:
     try:
@@ -69,7 +72,7 @@ def secluded(program: Path, *arguments: str, ends: Path, network: bool = True,
         raise OSError("this system allows no process list of one's own")
     # -I: the settings of the program's environment are not for the interpreter.
     return [*namespace, *(() if network else ("--net",)), sys.executable, "-I", "-S", "-c", _INIT, str(ends),
-            str(len(read_only)), *map(str, read_only), str(program), *arguments]
+            str(os.geteuid()), str(os.getegid()), str(len(read_only)), *map(str, read_only), str(program), *arguments]
 
 
 def read_ends(file: Path) -> list[End]:

@@ -84,8 +84,19 @@ def look(root: Path) -> Model:
             elif stat.S_ISFIFO(status.st_mode):
                 model[inside] = Pipe()
             else:
-                model[inside] = File(path.read_bytes(), stat.S_IMODE(status.st_mode))
+                model[inside] = File(_content(path, status), stat.S_IMODE(status.st_mode))
     return model
+
+
+def _content(path: Path, status: os.stat_result) -> bytes:
+    """What is in a file, also where its rights let only root read it."""
+    if os.access(path, os.R_OK):
+        return path.read_bytes()
+    path.chmod(0o400)
+    try:
+        return path.read_bytes()
+    finally:
+        path.chmod(stat.S_IMODE(status.st_mode))
 
 
 def empty(root: Path) -> None:

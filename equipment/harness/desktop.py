@@ -11,7 +11,7 @@ from pathlib import Path
 
 from .accessibility import Accessible, Windows
 from .bus import Bus
-from .waiting import NotYet, wait_for
+from .waiting import PATIENCE, NotYet, wait_for
 
 _ACCESSIBILITY_LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 
@@ -145,7 +145,7 @@ class Desktop:
         return {"PATH": os.defpath, "HOME": str(self._folder), "LC_ALL": "C.UTF-8", **self.environment}
 
     def _tool(self, *command: str) -> bytes:
-        result = subprocess.run(command, env=self._base_environment(), timeout=20, stdin=subprocess.DEVNULL,
+        result = subprocess.run(command, env=self._base_environment(), timeout=20 * PATIENCE, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         if result.returncode != 0:
             raise ToolFailure(f"{command[0]}: {result.stderr.decode(errors='replace').strip()}")

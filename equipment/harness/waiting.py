@@ -1,10 +1,18 @@
-"""Waiting for something to happen, never for ever."""
+"""Waiting for something to happen, never for ever.
 
+FRESHEN_PATIENCE, a factor, lengthens all time limits for a program that is slower than it should be, such as one under
+sanitizers.
+"""
+
+import os
 import time
 from collections.abc import Callable
 from typing import TypeVar
 
 Result = TypeVar("Result")
+
+
+PATIENCE = float(os.environ.get("FRESHEN_PATIENCE", "1"))
 
 
 class NotYet(Exception):
@@ -15,6 +23,7 @@ def wait_for(condition: Callable[[], Result | None], what: str, seconds: float =
              interval: float = 0.05) -> Result:
     """Asks condition until its answer is true and returns that answer; a NotYet that it raises counts as false. Raises
     TimeoutError, naming what, when it is not true in time."""
+    seconds *= PATIENCE
     end = time.monotonic() + seconds
     while True:
         try:

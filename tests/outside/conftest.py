@@ -16,7 +16,7 @@ import pytest
 from harness import processes, trees
 from harness.desktop import Desktop, ToolFailure
 from harness.waiting import wait_for
-from rig.run import Programs, Run
+from rig.run import Programs, Run, sanitizer_reports
 from rig.screen import Screen
 from rig.views import is_possible
 
@@ -113,6 +113,8 @@ def new_run(folder: Path, programs: Programs) -> Iterator[Callable[..., Run]]:
     yield make
     for run in made:
         run.end()
+    if reports := sanitizer_reports(folder):
+        pytest.fail(f"sanitizers have found something\n{reports}", pytrace=False)
 
 
 @pytest.fixture

@@ -96,7 +96,8 @@ class Squid(Server):
             "visible_hostname proxy.example",
             *([f"cache_effective_user {_UNPRIVILEGED}"] if os.getuid() == 0 else []),
             *rules, ""]), encoding="utf-8")
-        return ["squid", "-N", "-f", str(configuration)]
+        # Shared memory goes by this name, on the whole machine.
+        return ["squid", "-N", "-n", f"freshen{self.port}", "-f", str(configuration)]
 
 
 _UNPRIVILEGED = "proxy"

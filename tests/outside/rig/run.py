@@ -14,7 +14,7 @@ from pathlib import Path
 from harness import processes
 from harness.desktop import Desktop
 from harness.installation import Home, Setting, StandInShell, write_settings
-from harness.waiting import wait_for
+from harness.waiting import PATIENCE, wait_for
 
 from .evidence import LogLine, read_log
 
@@ -23,12 +23,30 @@ INSTALLED: dict[str, Setting] = {"version_main": "26", "version_minor": "05", "v
                                  "proto2": "http", "host2": "127.0.0.1"}
 
 
+# The leaks that are not the updater's.
+_KNOWN_LEAKS = Path(__file__).resolve().parents[2] / "leaks.supp"
+
+
 @dataclass(frozen=True)
 class Programs:
     """The built programs."""
 
     freshen: Path
     equipment: Path
+
+
+def sanitizer_options(folder: Path) -> dict[str, str]:
+    """The variables that have a program built with sanitizers, and all that it starts, write what they find into
+    folder. Others do not know them."""
+    common = f"log_path='{folder}/sanitizer'"
+    return {"ASAN_OPTIONS": f"{common}:detect_leaks=1:detect_stack_use_after_return=1",
+            "UBSAN_OPTIONS": f"{common}:print_stacktrace=1",
+            "LSAN_OPTIONS": f"{common}:suppressions='{_KNOWN_LEAKS}':print_suppressions=0"}
+
+
+def sanitizer_reports(folder: Path) -> str:
+    """What sanitizers have found so far, or an empty text."""
+    return "\n".join(file.read_text(errors="replace") for file in sorted(folder.glob("sanitizer.*")))
 
 
 class Run:
@@ -73,6 +91,7 @@ class Run:
 
     def environment(self) -> dict[str, str]:
         variables = self.home.environment(self.language, self._programs.equipment, self.shell.folder)
+        variables |= sanitizer_options(self.folder.parent)
         if self.desktop is None:
             return {**variables, "QT_QPA_PLATFORM": "offscreen"}
         return {**variables, **self.desktop.environment}
@@ -118,7 +137,7 @@ class Run:
     def exit_code(self, seconds: float = 20.0) -> int:
         """Waits for the end of the started process (the relocated copy has a process of its own)."""
         assert self.process is not None
-        return self.process.wait(seconds)
+        return self.process.wait(seconds * PATIENCE)
 
     def processes(self) -> list[int]:
         """The ids of the running processes that have this home, however they were started."""
@@ -135,7 +154,7 @@ class Run:
     def end(self) -> None:
         """Ends all processes of this run: asks them first, and kills what has not ended in time."""
         for number, patience in ((signal.SIGTERM, 2.0), (signal.SIGKILL, 5.0)):
-            end = time.monotonic() + patience
+            end = time.monotonic() + patience * PATIENCE
             while time.monotonic() < end and (running := self.processes()):
                 for pid in running:
                     try:

@@ -12,7 +12,7 @@ import sys
 import tempfile
 from contextlib import ExitStack
 from pathlib import Path
-from typing import Callable, NoReturn
+from typing import Callable, NoReturn, Sequence
 
 from harness import processes, trees
 from harness.desktop import Desktop, DesktopFailure, ToolFailure
@@ -30,6 +30,9 @@ _BUILD = _ROOT / "build" / "native"
 _PICTURES = _ROOT / "build" / "demo"
 
 _BYTES_PER_SECOND = 4 * 1024 * 1024
+# The updater's whole run, but not the tools that it starts.
+_MEMCHECK = ("valgrind", "--child-silent-after-fork=yes", "--leak-check=full", "--errors-for-leak-kinds=definite,indirect,possible", "--num-callers=40",
+             f"--suppressions={_ROOT / 'tests' / 'memcheck.supp'}", "--error-exitcode=9")
 _LANGUAGES = {"en": "en_US", "de": "de_DE"}
 _PATIENCE_WITH_USER = 20 * 60.0
 
@@ -56,7 +59,11 @@ def parse_options() -> argparse.Namespace:
                         help="show the automatic mode")
     parser.add_argument("--windows", action="store_true", help="show the Windows program itself, under Wine")
     parser.add_argument("--lang", choices=sorted(_LANGUAGES), default="en", help="language of the updater's texts")
+    parser.add_argument("--memcheck", action="store_true",
+                        help="run the updater under Valgrind (see scripts/memcheck); means --auto --headless")
     options = parser.parse_args()
+    if options.memcheck:
+        options.mode, options.headless = "auto", True
     options.headless = options.headless or not os.environ.get("DISPLAY")
     return options
 
@@ -74,16 +81,17 @@ def build(options: argparse.Namespace) -> scenario.Programs:
     return scenario.Programs(freshen=_BUILD / "bin" / "Freshen.exe", equipment=_BUILD / "equipment")
 
 
-def start_updater(stage: scenario.Stage, mode: str, environment: dict[str, str], log: Path) -> Callable[[], int]:
+def start_updater(stage: scenario.Stage, mode: str, environment: dict[str, str], log: Path,
+                  through: Sequence[str] = ()) -> Callable[[], int]:
     """Starts the updater; returns a function that waits for the end of the process that does the work, and gives its
-    exit code."""
+    exit code. through is the start of a command that runs the updater under the same process id."""
     if mode == "auto":
         scenario.relocate(stage)
         program, arguments = stage.home.relocated_updater, ["auto"]
     else:
         program, arguments = stage.installation / "Freshen.exe", []
     with open(log, "wb") as errors:
-        process = subprocess.Popen([program, *arguments], cwd=program.parent, env=environment,
+        process = subprocess.Popen([*through, program, *arguments], cwd=program.parent, env=environment,
                                    stdin=subprocess.DEVNULL, stdout=errors, stderr=errors, start_new_session=True)
     if mode == "auto":
         return lambda: processes.wait_for_exit(process.pid, 20)
@@ -99,12 +107,19 @@ def update_headless(stage: scenario.Stage, server: UpdateServer, options: argpar
         user = hands.Hands(desktop, stage, server, camera, hands.TEXTS[options.lang])
         user.prepare()
         try:
-            wait_for_end = start_updater(stage, options.mode, environment, _PICTURES / f"{run}-stderr.log")
+            report = _PICTURES / f"{run}-memcheck.txt"
+            through = (*_MEMCHECK, f"--log-file={report}") if options.memcheck else ()
+            if options.memcheck:
+                # Valgrind cannot follow code that regular expressions and graphics drivers generate as they run.
+                environment |= {"QT_ENABLE_REGEXP_JIT": "0", "QT_XCB_GL_INTEGRATION": "none"}
+            wait_for_end = start_updater(stage, options.mode, environment, _PICTURES / f"{run}-stderr.log", through)
             hands.ROADS[options.mode](user)
             exit_code = wait_for_end()
         except TimeoutError as error:
             camera.take("failure")
             return [str(error)]
+    if options.memcheck:
+        say(report.read_text(encoding="utf-8", errors="replace").rstrip())
     return [f"the updater ended with {exit_code}"] if exit_code else []
 
 

@@ -11,6 +11,7 @@
 #include <QAuthenticator>
 #include <QCoreApplication>
 #include <QDebug>
+#include <QHeaderView>
 #include <QMessageBox>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -149,11 +150,9 @@ void MainWindow::getVersions(QNetworkReply *p_reply)
     qDebug() << "Checking version... Run:" << ownVersion << "Avail:" << *body;
     versions = readVersionList(*body);
 
-    fillVersionTree();
     for (const int hidden : {listcolumn::revision, listcolumn::reference, listcolumn::info})
         ui->versionsTreeWidget->hideColumn(hidden);
-    ui->versionsTreeWidget->sortByColumn(listcolumn::revision, Qt::DescendingOrder);
-    ui->versionsTreeWidget->setSortingEnabled(true);
+    fillVersionTree();
 }
 
 void MainWindow::fillVersionTree()
@@ -161,14 +160,17 @@ void MainWindow::fillVersionTree()
     QList<QTreeWidgetItem *> items;
     for (const QStringList &row : listRows(versions, ui->showBetaCheckBox->isChecked()))
         items.append(new QTreeWidgetItem(row));
+    // A list that is being sorted takes its rows one by one; enabling it sorts them all at once.
+    ui->versionsTreeWidget->setSortingEnabled(false);
     ui->versionsTreeWidget->addTopLevelItems(items);
+    ui->versionsTreeWidget->header()->setSortIndicator(listcolumn::revision, Qt::DescendingOrder);
+    ui->versionsTreeWidget->setSortingEnabled(true);
 }
 
 void MainWindow::betaCheckBoxBlicked()
 {
     ui->versionsTreeWidget->clear();
     fillVersionTree();
-    ui->versionsTreeWidget->sortByColumn(listcolumn::revision, Qt::DescendingOrder);
 }
 
 void MainWindow::currentItemChanged(QTreeWidgetItem *current, QTreeWidgetItem *previous)

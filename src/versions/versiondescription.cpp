@@ -19,7 +19,8 @@ struct SystemVersion
 /// Reads "major.minor"; a missing or unreadable number counts as 0.
 SystemVersion readSystemVersion(const QString &text)
 {
-    return {text.section(QLatin1Char('.'), 0, 0).toInt(), text.section(QLatin1Char('.'), 1, 1).toInt()};
+    const QVector<QStringRef> parts = text.splitRef(QLatin1Char('.'));
+    return {parts.value(0).toInt(), parts.value(1).toInt()};
 }
 
 bool isAtLeast(const RunningSystem &system, const SystemVersion &required)

@@ -28,9 +28,10 @@ VersionRow splitColumns(const QString &line)
 
 std::optional<qint32> readRevision(const VersionRow &row)
 {
-    const QStringList parts = row.at(column::version).split(QLatin1Char('.'), Qt::KeepEmptyParts);
+    const QString &version = row.at(column::version);
+    const QVector<QStringRef> parts = version.splitRef(QLatin1Char('.'));
     if (parts.size() != versionParts) {
-        warnAboutCount(parts);
+        warnAboutCount(version.split(QLatin1Char('.')));
         return std::nullopt;
     }
     bool isNumber = false;

@@ -57,7 +57,9 @@ class Stage:
         self.resources = resources
         self.home = Home(folder / "home")
         self.environment = {**self.home.environment("en_US", _ROOT / "equipment", folder),
-                            "QT_QPA_PLATFORM": "offscreen", "TMPDIR": str(folder)}
+                            "QT_QPA_PLATFORM": "offscreen", "TMPDIR": str(folder),
+                            # Without it the C library looks for the file of the time zone with each line of the log.
+                            "TZ": "UTC"}
 
     def sized(self, full: int, quick: int) -> int:
         return quick if self.is_quick else full
@@ -204,6 +206,14 @@ def version_list(stage: Stage) -> Group:
     })
 
 
+def debug_log(stage: Stage) -> Group:
+    program, seconds = stage.program("functions"), 0.001 if stage.is_quick else 0.5
+    return Group([Figure("debug-log-line", ("updater", "cpu"), ("printf", "cpu"), "ns", None, (1e9, 1e9))], {
+        "updater": Function(stage.environment, program, "logLine", seconds),
+        "printf": Function(stage.environment, program, "printLine", seconds),
+    })
+
+
 def start(stage: Stage) -> Group:
     server = stage.resources.enter_context(socket.create_server(("127.0.0.1", 0)))
     server.settimeout(30)
@@ -313,6 +323,7 @@ GROUPS: dict[str, Callable[[Stage], Group]] = {
     "description-manual": description_manual,
     "version-list": version_list,
     "start": start,
+    "debug-log-line": debug_log,
     "relocation": relocation,
     "installation": installation,
     "precheck-round": precheck,

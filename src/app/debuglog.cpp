@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QFile>
 #include <QMutex>
+#include <QTextStream>
 
 #include <cstdio>
 
@@ -55,10 +56,10 @@ void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QStr
         return;
     if (!logFile->isOpen() && !logFile->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text))
         return;
-    const QString text = QStringLiteral("%1 [%2][%3:%4]  %5\n")
-                             .arg(timeStamp, levelLetter(type), QString::fromUtf8(orEmpty(context.function)),
-                                  QString::number(line), message);
-    logFile->write(text.toUtf8());
-    // The line is to be in the file whatever happens next.
-    logFile->flush();
+    // One stream for each message: the line is in the file when the stream is gone.
+    QTextStream stream(logFile);
+    stream.setCodec("UTF-8");
+    stream << QStringLiteral("%1 [%2][%3:%4]  %5\n")
+                  .arg(timeStamp, levelLetter(type), QString::fromUtf8(orEmpty(context.function)),
+                       QString::number(line), message);
 }

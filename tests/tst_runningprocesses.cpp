@@ -75,6 +75,7 @@ void RunningProcessesTest::end(const Process &process)
 {
     process->closeWriteChannel();
     process->waitForFinished(30000);
+    QCOMPARE(process->exitCode(), 0);
 }
 
 void RunningProcessesTest::ownProcessIsListed()

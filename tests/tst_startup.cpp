@@ -16,6 +16,9 @@ namespace {
 
 constexpr int longEnough = 10000;
 
+/// Where a program that is built with sanitizers writes what they find; its own standard error is for its messages.
+const QString sanitizerReport = QStringLiteral("sanitizer");
+
 const QByteArray versionFile = "/update/Tavlopc/VERSIONS/windows.txt";
 
 /// A copy of a program in an installation folder and a home of its own, and one start of it after the other.
@@ -80,6 +83,9 @@ Program::Program(const QString &original, const QString &name)
 Program::~Program()
 {
     end();
+    const QDir folder(m_folder.path());
+    for (const QString &report : folder.entryList({sanitizerReport + QLatin1String(".*")}))
+        QFAIL(readFile(folder.filePath(report)).constData());
 }
 
 void Program::start(const QStringList &arguments, const QString &language)
@@ -96,6 +102,7 @@ void Program::start(const QStringList &arguments, const QString &language)
     environment.insert(QStringLiteral("LANG"), language + QLatin1String(".UTF-8"));
     // So that the language need not be installed.
     environment.insert(QStringLiteral("LC_CTYPE"), QStringLiteral("C.UTF-8"));
+    environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("log_path='%1'").arg(pathOf(sanitizerReport)));
     m_process.setProcessEnvironment(environment);
     m_process.start(m_path, arguments);
     QVERIFY(m_process.waitForStarted());

@@ -16,9 +16,11 @@ import pytest
 from harness import processes, trees
 from harness.desktop import Desktop, ToolFailure
 from harness.waiting import wait_for
+from rig.certificates import Authority
+from rig.fixtures import exits, folder, views  # noqa: F401
 from rig.run import Programs, Run, sanitizer_reports
 from rig.screen import Screen
-from rig.views import is_possible
+from rig.views import TRUSTED, seeing
 
 _EVIDENCE = Path(os.environ["FRESHEN_EVIDENCE"])
 
@@ -45,13 +47,6 @@ def programs() -> Programs:
         if not path.exists():
             pytest.exit(f"{path} is missing: build it first", returncode=3)
     return found
-
-
-@pytest.fixture(scope="session")
-def views() -> None:
-    """For tests that show a program files of their own in the place of the system's."""
-    if not is_possible():
-        pytest.skip("this machine allows no mount namespaces, so a program can be shown no files of the test's own")
 
 
 def _foreign_applications() -> list[str]:
@@ -85,19 +80,15 @@ def _others(request: pytest.FixtureRequest, tmp_path_factory: pytest.TempPathFac
 
 
 @pytest.fixture
-def folder() -> Iterator[Path]:
-    """An empty folder with a short path (sockets), gone after the test."""
-    with ExitStack() as stack:
-        path = Path(tempfile.mkdtemp(prefix="freshen-outside-"))
-        stack.callback(trees.remove, path)
-        yield path
+def authority(folder: Path) -> Authority:
+    """Makes certificates that a program trusts which is started through `trust`."""
+    return Authority(folder / "authority")
 
 
 @pytest.fixture
-def exits() -> Iterator[ExitStack]:
-    """Takes what a test opens and ends it with the test."""
-    with ExitStack() as stack:
-        yield stack
+def trust(authority: Authority, views: None) -> list[str]:
+    """What a program is started through that shall trust the authority."""
+    return seeing({TRUSTED: authority.store()})
 
 
 @pytest.fixture

@@ -21,7 +21,7 @@ from rig.proxies import HOST, Dante, Forwarded, Squid, User
 from rig.run import Run
 from rig.screen import Screen
 from rig.servers import Nginx
-from rig.views import HOSTS, TRUSTED, seeing
+from rig.views import HOSTS, seeing
 from rig.wire import Answer, WireRequest, WireServer
 
 SOCKS, HTTP, CACHING, FTP = 1, 2, 3, 4
@@ -190,16 +190,15 @@ def test_open_http_proxy(run: Run, exits: ExitStack, folder: Path, nginx: Nginx,
 
 
 @schemes
-def test_https_through_http_proxy(run: Run, exits: ExitStack, folder: Path, squid: Squid, views: None,
-                                  scheme: str) -> None:
+def test_https_through_http_proxy(run: Run, exits: ExitStack, folder: Path, squid: Squid, authority: Authority,
+                                  trust: list[str], scheme: str) -> None:
     """HTTPS goes through an HTTP proxy in a tunnel that the user's name opens."""
-    authority = Authority(folder / "authority")
     server = Nginx(folder / "secure", authority.issue("server", f"DNS:{HOST}"))
     server.offer(DESCRIPTION_PATH, offers.description())
     server.offer(PACKAGE_PATH, offers.package())
     exits.enter_context(server)
     run.write_settings(proxy(HTTP, squid.port), port2=server.port, proto2="https")
-    run.start("auto", through=seeing({TRUSTED: authority.store()}))
+    run.start("auto", through=trust)
     is_unpacked(run)
     same([("https", f"{HOST}:{server.port}")] * 2, [(request.scheme, request.host) for request in server.served()],
          "requests to the server")
@@ -324,15 +323,15 @@ def test_open_socks_proxy(run: Run, exits: ExitStack, folder: Path, nginx: Nginx
     same({("", nginx.port)}, set(dante.connections()), "connections of the proxy")
 
 
-def test_https_through_socks_proxy(run: Run, exits: ExitStack, folder: Path, dante: Dante) -> None:
+def test_https_through_socks_proxy(run: Run, exits: ExitStack, folder: Path, dante: Dante, authority: Authority,
+                                   trust: list[str]) -> None:
     """HTTPS goes through a SOCKS proxy too, and the certificate is that of the server."""
-    authority = Authority(folder / "authority")
     server = Nginx(folder / "secure", authority.issue("server", f"DNS:{HOST}"))
     server.offer(DESCRIPTION_PATH, offers.description())
     server.offer(PACKAGE_PATH, offers.package())
     exits.enter_context(server)
     run.write_settings(proxy(SOCKS, dante.port), port2=server.port, proto2="https")
-    run.start("auto", through=seeing({TRUSTED: authority.store()}))
+    run.start("auto", through=trust)
     is_unpacked(run)
     same({(ADA.name, server.port)}, {entry for entry in dante.connections() if entry[1] == server.port},
          "connections of the proxy")

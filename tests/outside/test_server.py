@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import itertools
+import re
 from collections.abc import Callable, Iterator
 from pathlib import Path
 
@@ -15,7 +16,6 @@ from rig.outcomes import connection_failed, is_no_archive, is_unpacked
 from rig.run import Run
 from rig.screen import Screen
 from rig.servers import Nginx, Served
-from rig.views import TRUSTED, seeing
 from rig.wire import Answer, WireServer
 
 MODES = ("auto", "menu")
@@ -44,17 +44,6 @@ def nginx(folder: Path) -> Iterator[Callable[..., Nginx]]:
     yield start
     for server in started:
         server.__exit__()
-
-
-@pytest.fixture
-def authority(folder: Path) -> Authority:
-    return Authority(folder / "authority")
-
-
-@pytest.fixture
-def trust(authority: Authority, views: None) -> list[str]:
-    """What a program is started through that shall trust the authority."""
-    return seeing({TRUSTED: authority.store()})
 
 
 # --- what is asked
@@ -151,8 +140,7 @@ def test_package_name(run: Run, screen: Screen, mode: str, extended: bool) -> No
         manual.go(run, screen, mode)
         is_unpacked(run)
         same([offers.DESCRIPTION_PATH, path], [request.target for request in server.requests], "requests")
-    stored = run.wait_for_log("update stored in ").text
-    assert stored.endswith(f'/{name}"'), stored
+    same(f'{name}"', re.split(r"[/\\]", run.wait_for_log("update stored in ").text)[-1], "the end of the file's name")
 
 
 # --- redirects
@@ -300,7 +288,7 @@ def test_captive_portal_instead_of_package(run: Run, screen: Screen, nginx: Call
     run.write_settings(port2=server.port)
     manual.go(run, screen, mode)
     is_no_archive(run, screen)
-    stored = next(run.home.updater_data.glob("*.zip")).read_bytes()
+    stored = run.stored_packages()[0].read_bytes()
     same(len(CAPTIVE).to_bytes(4, "big") + CAPTIVE.encode(), stored, "the stored file")
 
 
@@ -331,10 +319,9 @@ def test_bad_certificate(run: Run, screen: Screen, nginx: Callable[..., Nginx], 
 
 
 @both_modes
-def test_untrusted_certificate(run: Run, screen: Screen, nginx: Callable[..., Nginx], authority: Authority,
-                               mode: str) -> None:
+def test_untrusted_certificate(run: Run, screen: Screen, nginx: Callable[..., Nginx], folder: Path, mode: str) -> None:
     """A server whose certificate comes from an authority that the system does not trust is not asked for anything."""
-    server = nginx(authority.issue("server", "IP:127.0.0.1"))
+    server = nginx(Authority(folder / "unknown", "Unknown authority").issue("server", "IP:127.0.0.1"))
     run.write_settings(port2=server.port, proto2="https")
     run.start(mode, desktop=screen.desktop)
     connection_failed(run, screen, "SSL handshake failed")

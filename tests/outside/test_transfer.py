@@ -34,7 +34,7 @@ def part(body: bytes, percent: int) -> int:
 
 
 def stored(run: Run) -> bytes:
-    (file,) = run.home.updater_data.glob("*.zip")
+    (file,) = run.stored_packages()
     return file.read_bytes()
 
 
@@ -201,7 +201,7 @@ def test_abort(run: Run, screen: Screen, server: WireServer, mode: str, percent:
     becomes([PACKAGE_PATH], lambda: server.left_by_client, "connections that the updater has ended")
     screen.press("Close")
     same(0, run.exit_code(), "exit code")
-    same((False, []), (run.out.exists(), list(run.home.updater_data.glob("*.zip"))), "what is left of the package")
+    same((False, []), (run.out.exists(), run.stored_packages()), "what is left of the package")
 
 
 @pytest.mark.parametrize("percent", [None, 0, 50, 99])

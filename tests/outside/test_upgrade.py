@@ -206,7 +206,7 @@ def upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, package
     out = foldermodel.look(run.home.updater_data)
     left = {path: node for path, node in out.items() if path.partition("/")[0] == "out"}
     same([], foldermodel.differences(remains_of(package), left), "what is left of the unpacked package")
-    same([], list(run.home.updater_data.glob("*.zip")), "packages left over")
+    same([], run.stored_packages(), "packages left over")
     return foldermodel.look(ground)
 
 

@@ -313,4 +313,4 @@ def test_early_betas(run: Run, desktop: Desktop, number: str, asked: str, stored
         run.wait_for_log("Error unzipping")
         same([VERSIONS_PATH, f"/update/Tavlopc/windows/{asked}"], [request.path for request in server.requests],
              "requests")
-    same([stored], [path.name for path in run.home.updater_data.glob("*.zip")], "stored packages")
+    same([stored], [path.name for path in run.stored_packages()], "stored packages")

@@ -111,7 +111,7 @@ def test_abort(run: Run, desktop: Desktop, language: str) -> None:
         same("download aborted", run.log_texts()[-1], "last log line")
         screen.press(texts.close)
         same(0, run.exit_code(), "exit code")
-    same([], list(run.home.updater_data.glob("*.zip")), "stored packages")
+    same([], run.stored_packages(), "stored packages")
 
 
 @every_language

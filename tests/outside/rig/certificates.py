@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import shutil
+import ssl
 import subprocess
 from dataclasses import dataclass
 from pathlib import Path
@@ -17,12 +18,17 @@ class Certificate:
 class Authority:
     """Makes certificates for servers. The private keys live as long as the folder."""
 
-    def __init__(self, folder: Path) -> None:
+    def __init__(self, folder: Path, name: str = "Test authority") -> None:
         folder.mkdir()
         self._folder = folder
         self.certificate = folder / "authority.pem"
         _openssl("req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
-                 "-subj", "/O=Tests/CN=Test authority", "-keyout", folder / "authority.key", "-out", self.certificate)
+                 "-subj", f"/O=Tests/CN={name}", "-keyout", folder / "authority.key", "-out", self.certificate)
+
+    @property
+    def binary_certificate(self) -> bytes:
+        """Its own certificate in DER, not PEM."""
+        return ssl.PEM_cert_to_DER_cert(self.certificate.read_text(encoding="ascii"))
 
     def issue(self, name: str, *alternatives: str, days: int = 2) -> Certificate:
         """A certificate for a server with these names, each like "IP:127.0.0.1" or "DNS:localhost". With negative days

@@ -6,20 +6,20 @@ from harness import trees
 
 from . import offers
 from .evidence import becomes, same
-from .run import Run
 from .screen import Button, Screen
+from .started import StartedUpdater
 
 _NO_ARCHIVE = "unzip(): zip.open(): -1000"
 
 
-def is_unpacked(run: Run) -> None:
+def is_unpacked(run: StartedUpdater) -> None:
     """Waits until the package lies unpacked in "out", whole, and has been removed itself."""
     run.wait_for_log("update unzipped to ")
-    same([], trees.differences(offers.unpacked(), trees.read(run.out)), "the unpacked package")
-    same([], [path.name for path in run.home.updater_data.glob("*.zip")], "stored packages")
+    same([], trees.differences(run.known(offers.unpacked()), run.known(trees.read(run.out))), "the unpacked package")
+    same([], run.stored_packages(), "stored packages")
 
 
-def is_no_archive(run: Run, screen: Screen) -> None:
+def is_no_archive(run: StartedUpdater, screen: Screen) -> None:
     """Waits until what came in the package's place could not be unpacked: log, status, dead button; nothing lies in
     "out", what came is left as it was stored, and the window stays."""
     run.wait_for_log("Error unzipping")
@@ -27,11 +27,11 @@ def is_no_archive(run: Run, screen: Screen) -> None:
     becomes(f"Error unzipping update!\n\n{_NO_ARCHIVE}", screen.status, "the status")
     same(Button("Cancel", False), screen.button(), "the button")
     assert not run.out.exists(), "something was unpacked"
-    same(1, len(list(run.home.updater_data.glob("*.zip"))), "stored packages")
+    same(1, len(run.stored_packages()), "stored packages")
     assert run.is_running()
 
 
-def connection_failed(run: Run, screen: Screen, reason: str) -> None:
+def connection_failed(run: StartedUpdater, screen: Screen, reason: str) -> None:
     """Sees the box that the connection failed for this reason, confirms it, and sees the updater end with 0."""
     same(f'Connection failed: "{reason}"', run.wait_for_log("Connection failed:").text, "the reason in the log")
     box = screen.box()

@@ -14,9 +14,9 @@ from pathlib import Path
 from harness import processes
 from harness.desktop import Desktop
 from harness.installation import Home, Setting, StandInShell, write_settings
-from harness.waiting import PATIENCE, wait_for
+from harness.waiting import PATIENCE
 
-from .evidence import LogLine, read_log
+from .started import StartedUpdater
 
 # The settings that the tests start from: an installed version, no proxy, plain HTTP.
 INSTALLED: dict[str, Setting] = {"version_main": "26", "version_minor": "05", "version_state": "Stable",
@@ -49,7 +49,7 @@ def sanitizer_reports(folder: Path) -> str:
     return "\n".join(file.read_text(errors="replace") for file in sorted(folder.glob("sanitizer.*")))
 
 
-class Run:
+class Run(StartedUpdater):
     """A home, an installation folder, and the updater in either of its two places. end() ends every process that was
     started with this home, detached ones too."""
 
@@ -57,10 +57,10 @@ class Run:
         self.folder = folder
         self.language = language
         self.home = Home(folder / "home")
+        super().__init__(self.home.updater_data)
         self.installation = folder / "Program Files" / "Tavlopro"
         self.shell = StandInShell(folder / "windows")
         self.desktop: Desktop | None = None
-        self.process: subprocess.Popen | None = None
         self._programs = programs
         self._output = folder / "output.txt"
         self.shell.install(programs.equipment / "explorer.exe")
@@ -111,33 +111,9 @@ class Run:
 
     # --- while it runs, and afterwards
 
-    @property
-    def out(self) -> Path:
-        """The folder that packages are unpacked into."""
-        return self.home.updater_data / "out"
-
-    def log(self) -> list[LogLine]:
-        return read_log(self.home.debug_log)
-
-    def log_texts(self) -> list[str]:
-        return [line.text for line in self.log()]
-
     def output(self) -> str:
         """What came on standard output and standard error."""
         return self._output.read_text(encoding="utf-8", errors="backslashreplace") if self._output.exists() else ""
-
-    def wait_for_log(self, start: str, seconds: float = 20.0) -> LogLine:
-        """Waits for a message that begins so, and returns the first one."""
-        return wait_for(lambda: next((line for line in self.log() if line.text.startswith(start)), None),
-                        f"the log line {start!r}", seconds)
-
-    def is_running(self) -> bool:
-        return self.process is not None and self.process.poll() is None
-
-    def exit_code(self, seconds: float = 20.0) -> int:
-        """Waits for the end of the started process (the relocated copy has a process of its own)."""
-        assert self.process is not None
-        return self.process.wait(seconds * PATIENCE)
 
     def processes(self) -> list[int]:
         """The ids of the running processes that have this home, however they were started."""
@@ -167,13 +143,4 @@ class Run:
 
     def evidence(self) -> str:
         """What is known of the run, for the report of a failure."""
-        state = "not started" if self.process is None else \
-            "running" if self.process.poll() is None else f"ended with {self.process.returncode}"
-        files = sorted(path.relative_to(self.home.updater_data).as_posix()
-                       for path in self.home.updater_data.rglob("*")) if self.home.updater_data.exists() else []
-        try:
-            log = "\n".join(map(str, self.log())) or "(none)"
-        except AssertionError as error:
-            log = str(error)
-        return (f"updater: {state}\nfiles of the updater: {files[:60]}\n--- debug log\n{log}\n"
-                f"--- output\n{self.output()[-4000:]}")
+        return f"{super().evidence()}\n--- output\n{self.output()[-4000:]}"

@@ -106,12 +106,14 @@ class Served:
 
 
 class Nginx(Server):
-    """A web server that offers the folder `content`; locations is added to its configuration as it is."""
+    """A web server that offers the folder content, by default one of its own; locations is added to its configuration
+    as it is."""
 
-    def __init__(self, folder: Path, certificate: Certificate | None = None, locations: str = "") -> None:
+    def __init__(self, folder: Path, certificate: Certificate | None = None, locations: str = "",
+                 content: Path | None = None) -> None:
         super().__init__(folder)
-        self.content = folder / "content"
-        self.content.mkdir()
+        self.content = content or folder / "content"
+        self.content.mkdir(exist_ok=True)
         self.locations = locations
         self._certificate = certificate
 

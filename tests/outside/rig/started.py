@@ -1,0 +1,62 @@
+"""An updater that has been started, on whatever system: its process, its log, and what it leaves in its folder."""
+
+from __future__ import annotations
+
+import subprocess
+from pathlib import Path
+
+from harness.trees import Tree
+from harness.waiting import PATIENCE, wait_for
+
+from .evidence import LogLine, read_log
+
+
+class StartedUpdater:
+    """What can be seen of an updater whose application-local data folder is updater_data."""
+
+    def __init__(self, updater_data: Path) -> None:
+        self.updater_data = updater_data
+        self.process: subprocess.Popen | None = None
+
+    @property
+    def out(self) -> Path:
+        """The folder that packages are unpacked into."""
+        return self.updater_data / "out"
+
+    def stored_packages(self) -> list[Path]:
+        return list(self.updater_data.glob("*.zip"))
+
+    def known(self, entries: Tree) -> Tree:
+        """These entries as far as the updater's system knows such."""
+        return entries
+
+    def log(self) -> list[LogLine]:
+        return read_log(self.updater_data / "debug_update.log")
+
+    def log_texts(self) -> list[str]:
+        return [line.text for line in self.log()]
+
+    def wait_for_log(self, start: str, seconds: float = 20.0) -> LogLine:
+        """Waits for a message that begins so, and returns the first one."""
+        return wait_for(lambda: next((line for line in self.log() if line.text.startswith(start)), None),
+                        f"the log line {start!r}", seconds)
+
+    def is_running(self) -> bool:
+        return self.process is not None and self.process.poll() is None
+
+    def exit_code(self, seconds: float = 20.0) -> int:
+        """Waits for the end of the started process (the relocated copy has a process of its own)."""
+        assert self.process is not None
+        return self.process.wait(seconds * PATIENCE)
+
+    def evidence(self) -> str:
+        """What is known of the updater, for the report of a failure."""
+        state = "not started" if self.process is None else \
+            "running" if self.process.poll() is None else f"ended with {self.process.returncode}"
+        files = sorted(path.relative_to(self.updater_data).as_posix()
+                       for path in self.updater_data.rglob("*")) if self.updater_data.exists() else []
+        try:
+            log = "\n".join(map(str, self.log())) or "(none)"
+        except AssertionError as error:
+            log = str(error)
+        return f"updater: {state}\nfiles of the updater: {files[:60]}\n--- debug log\n{log}"

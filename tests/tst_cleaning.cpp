@@ -35,18 +35,6 @@ private:
     std::unique_ptr<QTemporaryDir> m_folder;
 };
 
-namespace {
-
-/// \a text as the logging stream prints a QString.
-QString logged(const QString &text)
-{
-    QString result;
-    QDebug(&result).nospace() << text;
-    return result;
-}
-
-} // namespace
-
 void CleaningTest::init()
 {
     m_folder = std::make_unique<QTemporaryDir>();

@@ -1,6 +1,7 @@
 #include "install/copybatch.h"
 #include "support/files.h"
 #include "support/messagecatcher.h"
+#include "support/platform.h"
 
 #include <QTextCodec>
 #include <QtTest>
@@ -41,29 +42,6 @@ private:
     std::unique_ptr<QTemporaryDir> m_folder;
     QTextCodec *m_codec = nullptr;
 };
-
-namespace {
-
-bool isWindows()
-{
-    return QOperatingSystemVersion::currentType() == QOperatingSystemVersion::Windows;
-}
-
-/// \a text as the logging stream prints a QString.
-QString logged(const QString &text)
-{
-    QString result;
-    QDebug(&result).nospace() << text;
-    return result;
-}
-
-/// The line end that a file in text mode gets.
-QByteArray lineEnd()
-{
-    return isWindows() ? "\r\n" : "\n";
-}
-
-} // namespace
 
 void CopyBatchTest::init()
 {

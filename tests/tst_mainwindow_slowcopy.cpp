@@ -20,7 +20,7 @@ private slots:
 void MainWindowSlowCopyTest::copyThatDoesNotEndFails()
 {
     // The copy itself would end well, 10 seconds too late.
-    tools->setCopyScript("sleep 70\n");
+    tools->setCopyPlan("sleep 70\n");
     DialogDriver dialogs;
     dialogs.expectAndClick(QMessageBox::No);
     TestWindow window;

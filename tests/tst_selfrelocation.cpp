@@ -48,14 +48,6 @@ QString native(const QString &path)
     return QDir::toNativeSeparators(path);
 }
 
-/// \a text as the logging stream prints a QString.
-QString logged(const QString &text)
-{
-    QString result;
-    QDebug(&result).nospace() << text;
-    return result;
-}
-
 } // namespace
 
 void SelfRelocationTest::init()

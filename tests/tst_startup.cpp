@@ -6,7 +6,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QOperatingSystemVersion>
 #include <QProcess>
 #include <QSettings>
 #include <QTemporaryDir>
@@ -190,8 +189,6 @@ private slots:
 void StartupTest::initTestCase()
 {
     requirePrivateHome();
-    if (QOperatingSystemVersion::currentType() == QOperatingSystemVersion::Windows)
-        QSKIP("The folders of a process cannot be set by variables on Windows");
 }
 
 void StartupTest::logStandsInItsOrder()

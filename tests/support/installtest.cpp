@@ -1,6 +1,7 @@
 #include "support/installtest.h"
 
 #include "support/files.h"
+#include "support/messagecatcher.h"
 
 #include <QDir>
 #include <QPushButton>
@@ -9,8 +10,6 @@
 
 void InstallTest::prepare()
 {
-    if (!SystemTools::isAvailable())
-        QSKIP("The stand-ins for the system's tools are shell scripts");
     setArguments({QStringLiteral("other")});
     tools = std::make_unique<SystemTools>();
     m_folder = std::make_unique<QTemporaryDir>();
@@ -51,6 +50,17 @@ QMap<QString, QByteArray> InstallTest::installed() const
 QString InstallTest::destination() const
 {
     return m_folder->filePath(QStringLiteral("old installation"));
+}
+
+QString InstallTest::nativeDestination() const
+{
+    return QDir::toNativeSeparators(destination());
+}
+
+QString InstallTest::testpaths(const QString &folder)
+{
+    return QStringLiteral("Testpath: ") + logged(QDir::toNativeSeparators(folder + QLatin1String("/Tavlopc.exe"))) +
+           QLatin1Char(' ') + logged(QDir::toNativeSeparators(folder + QLatin1String("/Tavlopro.exe")));
 }
 
 QString InstallTest::batchFile()

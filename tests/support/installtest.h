@@ -24,6 +24,10 @@ protected:
     [[nodiscard]] QMap<QString, QByteArray> installed() const;
     /// The path of the installation.
     [[nodiscard]] QString destination() const;
+    /// The same with native separators.
+    [[nodiscard]] QString nativeDestination() const;
+    /// The log line of an installation in \a folder without an executable.
+    [[nodiscard]] static QString testpaths(const QString &folder);
     /// The batch file beside the program.
     [[nodiscard]] static QString batchFile();
 

@@ -1,5 +1,6 @@
 #include "support/messagecatcher.h"
 
+#include <QDebug>
 #include <QList>
 #include <QMutex>
 #include <QPair>
@@ -70,4 +71,11 @@ void MessageCatcher::clear()
 {
     const QMutexLocker locker(&mutex);
     messages.clear();
+}
+
+QString logged(const QString &text)
+{
+    QString result;
+    QDebug(&result).nospace() << text;
+    return result;
 }

@@ -24,6 +24,9 @@ public:
     void clear();
 };
 
+/// \a text as the log shows a QString: in quotes, with its backslashes and line ends escaped.
+[[nodiscard]] QString logged(const QString &text);
+
 /// Runs \a action and returns all messages that it logged.
 template <typename Action>
 QStringList messagesOf(const Action &action)

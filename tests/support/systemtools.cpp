@@ -2,55 +2,42 @@
 
 #include "support/files.h"
 
+#include <QCoreApplication>
+#include <QDir>
 #include <QFile>
-#include <QOperatingSystemVersion>
 
-namespace {
-
-/// Notes the arguments of a call, one a line, in the file "<program>.called", which appears complete.
-const QByteArray noteArguments = "#!/bin/sh\n"
-                                 "printf '%s\\n' \"$@\" > \"$0.noting\"\n"
-                                 "mv \"$0.noting\" \"$0.called\"\n";
-
-const QByteArray copyAll = "cp -R \"$5/.\" \"$6\" && echo '1 File(s) copied'\n";
-
-void writeScript(const QString &path, const QByteArray &script)
+SystemTools::SystemTools() : m_path(qgetenv("PATH")), m_systemRoot(qgetenv("SYSTEMROOT"))
 {
-    writeFile(path, noteArguments + script);
-    QFile::setPermissions(path, QFile::permissions(path) | QFile::ExeOwner);
-}
-
-QStringList calledWith(const QString &program)
-{
-    QStringList arguments = QString::fromUtf8(readFile(program + QLatin1String(".called"))).split(QLatin1Char('\n'));
-    arguments.removeLast();
-    return arguments;
-}
-
-} // namespace
-
-SystemTools::SystemTools() : m_path(qgetenv("PATH"))
-{
-    setCopyScript(copyAll);
-    writeScript(shell(), QByteArray());
-    qputenv("PATH", QFile::encodeName(m_folder.path()) + ':' + m_path);
-    qputenv("SYSTEMROOT", QFile::encodeName(m_folder.filePath(QStringLiteral("Windows"))));
+    place(pathOf(QStringLiteral("xcopy.exe")));
+    place(shell());
+    setCopyPlan("copy\nprint 1 File(s) copied\n");
+    const QString folder = QDir::toNativeSeparators(m_folder.path());
+    qputenv("FRESHEN_TEST_TOOLS", QFile::encodeName(folder));
+    qputenv("PATH", QFile::encodeName(folder + QDir::listSeparator()) + m_path);
+    qputenv("SYSTEMROOT", QFile::encodeName(pathOf(QStringLiteral("Windows"))));
 }
 
 SystemTools::~SystemTools()
 {
+    qunsetenv("FRESHEN_TEST_TOOLS");
     qputenv("PATH", m_path);
-    qunsetenv("SYSTEMROOT");
+    if (m_systemRoot.isNull())
+        qunsetenv("SYSTEMROOT");
+    else
+        qputenv("SYSTEMROOT", m_systemRoot);
 }
 
-bool SystemTools::isAvailable()
+void SystemTools::place(const QString &path)
 {
-    return QOperatingSystemVersion::currentType() != QOperatingSystemVersion::Windows;
+    // It lies beside the folders of the test programs.
+    const QString original = QCoreApplication::applicationDirPath() + QLatin1String("/../../" FRESHEN_SYSTEM_TOOL);
+    if (!QDir().mkpath(QFileInfo(path).path()) || !QFile::copy(original, path))
+        qFatal("Cannot make %s", qUtf8Printable(path));
 }
 
-void SystemTools::setCopyScript(const QByteArray &script)
+void SystemTools::setCopyPlan(const QByteArray &plan)
 {
-    writeScript(m_folder.filePath(QStringLiteral("xcopy.exe")), script);
+    writeFile(pathOf(QStringLiteral("xcopy.exe.plan")), plan);
 }
 
 void SystemTools::removeShell()
@@ -58,17 +45,35 @@ void SystemTools::removeShell()
     QFile::remove(shell());
 }
 
+bool SystemTools::isCalled(const QString &name) const
+{
+    return QFile::exists(pathOf(name + QLatin1String(".called")));
+}
+
 QStringList SystemTools::copyArguments() const
 {
-    return calledWith(m_folder.filePath(QStringLiteral("xcopy.exe")));
+    return calledWith(QStringLiteral("xcopy.exe"));
 }
 
 QStringList SystemTools::shellArguments() const
 {
-    return calledWith(shell());
+    return calledWith(QStringLiteral("explorer.exe"));
 }
 
 QString SystemTools::shell() const
 {
-    return m_folder.filePath(QStringLiteral("Windows/explorer.exe"));
+    return QDir::toNativeSeparators(pathOf(QStringLiteral("Windows/explorer.exe")));
+}
+
+QString SystemTools::pathOf(const QString &name) const
+{
+    return m_folder.filePath(name);
+}
+
+QStringList SystemTools::calledWith(const QString &name) const
+{
+    QStringList arguments =
+        QString::fromLocal8Bit(readFile(pathOf(name + QLatin1String(".called")))).split(QLatin1Char('\n'));
+    arguments.removeLast();
+    return arguments;
 }

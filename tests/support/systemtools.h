@@ -5,7 +5,7 @@
 #include <QTemporaryDir>
 
 /// Stand-ins for the two tools of Windows that the updater starts, as long as it lives: xcopy.exe, found through PATH,
-/// and explorer.exe, found through SYSTEMROOT. They are shell scripts, so they exist only where isAvailable() says so.
+/// and explorer.exe, found through SYSTEMROOT. Both are copies of the program systemtool.
 class SystemTools
 {
 public:
@@ -13,21 +13,27 @@ public:
     ~SystemTools();
     Q_DISABLE_COPY(SystemTools)
 
-    [[nodiscard]] static bool isAvailable();
-
-    /// Lets xcopy.exe do \a script instead of copying; "$5" is the source, "$6" the destination.
-    void setCopyScript(const QByteArray &script);
+    /// Makes \a path another stand-in, which does nothing but note that it is called.
+    static void place(const QString &path);
+    /// Lets xcopy.exe do what the lines of \a plan say (systemtool.cpp lists the steps) instead of copying.
+    void setCopyPlan(const QByteArray &plan);
     /// Takes the shell away.
     void removeShell();
 
+    /// Whether the stand-in called \a name was started, wherever it lies.
+    [[nodiscard]] bool isCalled(const QString &name) const;
     /// The arguments that xcopy.exe was called with; empty while it was not.
     [[nodiscard]] QStringList copyArguments() const;
     /// The arguments that explorer.exe was called with; empty while it was not.
     [[nodiscard]] QStringList shellArguments() const;
-    /// The path of explorer.exe.
+    /// The path of explorer.exe, with native separators.
     [[nodiscard]] QString shell() const;
 
 private:
+    [[nodiscard]] QString pathOf(const QString &name) const;
+    [[nodiscard]] QStringList calledWith(const QString &name) const;
+
     QTemporaryDir m_folder;
     QByteArray m_path;
+    QByteArray m_systemRoot;
 };

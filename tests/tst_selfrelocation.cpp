@@ -225,8 +225,9 @@ void SelfRelocationTest::missingFilesAreLogged()
     const QString platforms = file("data/freshen/platforms");
     QVERIFY(warnings.at(0).startsWith(QLatin1String("Cannot create ") + logged(platforms) + " - \""));
     const QString executable = QStringLiteral("/Freshen.exe");
-    QVERIFY(warnings.at(1).startsWith("Cannot copy " + logged(native(file("installation")) + executable) + " to " +
-                                      logged(native(file("data/freshen")) + executable) + " - \""));
+    QVERIFY2(warnings.at(1).startsWith("Cannot copy " + logged(file("installation") + executable) + " to " +
+                                       logged(native(file("data/freshen")) + executable) + " - \""),
+             qUtf8Printable(warnings.at(1)));
     QCOMPARE(QDir::fromNativeSeparators(warnings.at(2)),
              QLatin1String("Copy failed ") + logged(file("installation/a.dll")));
 }

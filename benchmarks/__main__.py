@@ -8,12 +8,13 @@ import os
 import shutil
 import sys
 import tempfile
+from collections.abc import Callable
 from contextlib import ExitStack
 from dataclasses import asdict, dataclass
 from pathlib import Path
 from statistics import median
 
-from groups import GROUPS, Figure, Stage, Value
+from groups import GROUPS, Figure, Group, Stage, Value
 from measuring import Sample
 
 # What the largest group needs, with room to spare.
@@ -57,9 +58,9 @@ def parse_options() -> argparse.Namespace:
     options = parser.parse_args()
     if options.turns < _LEAST_TURNS:
         parser.error(f"fewer than {_LEAST_TURNS} turns say too little")
-    for name in options.figures:
-        if not any(group.startswith(name) for group in GROUPS):
-            parser.error(f"no figure begins with {name!r}; there are: {', '.join(GROUPS)}")
+    for beginning in options.figures:
+        if not any(name.startswith(beginning) for names in GROUPS.values() for name in names):
+            parser.error(f"no figure begins with {beginning!r}; --list tells which there are")
     return options
 
 
@@ -97,11 +98,13 @@ def row_of(figure: Figure, samples: dict[str, list[Sample]], peaks: dict[str, fl
                (min(ratios), max(ratios)) if ratios else None, (peaks[figure.ours[0]], peer_peak))
 
 
-def measure(name: str, folder: Path, turns: int, is_quick: bool) -> list[Row]:
-    say(f"== {name}")
+def measure(make: Callable[[Stage], Group], folder: Path, turns: int, is_quick: bool) -> list[Row]:
+    say(f"== {', '.join(GROUPS[make])}")
     with ExitStack() as resources:
         resources.callback(shutil.rmtree, folder)
-        group = GROUPS[name](Stage(folder, is_quick, resources))
+        group = make(Stage(folder, is_quick, resources))
+        if [figure.name for figure in group.figures] != GROUPS[make]:
+            raise RuntimeError(f"{make.__name__} has other figures than are listed")
         # Goes first, since it also brings all programs and inputs into memory.
         peaks = {side: program.peak() for side, program in group.sides.items()}
         samples: dict[str, list[Sample]] = {side: [] for side in group.sides}
@@ -142,14 +145,19 @@ def print_table(rows: list[Row], is_quick: bool) -> None:
 def main() -> None:
     options = parse_options()
     if options.list:
-        print("\n".join(GROUPS))
+        print("\n".join(name for names in GROUPS.values() for name in names))
         return
-    names = [name for name in GROUPS if not options.figures or any(map(name.startswith, options.figures))]
+
+    def is_wanted(name: str) -> bool:
+        return not options.figures or any(map(name.startswith, options.figures))
+
     turns = 1 if options.quick else options.turns
     rows: list[Row] = []
     with tempfile.TemporaryDirectory(prefix="freshen-bench-", dir=choose_folder(options)) as folder:
-        for name in names:
-            rows += measure(name, Path(folder, name), turns, options.quick)
+        for make, names in GROUPS.items():
+            if any(map(is_wanted, names)):
+                rows += measure(make, Path(folder, make.__name__), turns, options.quick)
+    rows = [row for row in rows if is_wanted(row.result.name)]
     if options.json:
         print(json.dumps({"results": [asdict(row.result) for row in rows]}, indent=2))
     else:

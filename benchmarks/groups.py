@@ -230,10 +230,13 @@ def start(stage: Stage) -> Group:
     sides: dict[str, Side] = {
         "updater": Started(stage.environment, [stage.program("Freshen.exe"), "menu"], is_requested),
         "empty window": Started(stage.environment, [stage.program("emptywindow"), address], is_requested),
+        "form": Started(stage.environment, [stage.program("emptywindow"), address, "--form"], is_requested),
     }
     return Group([
         Figure("start", ("updater", "wall"), ("empty window", "wall"), "s", 1.10),
         Figure("start-memory", ("updater", "memory"), ("empty window", "memory"), "MiB", 1.15),
+        Figure("start-beside-form", ("updater", "wall"), ("form", "wall"), "s", None),
+        Figure("start-beside-form-memory", ("updater", "memory"), ("form", "memory"), "MiB", None),
     ], sides)
 
 
@@ -314,18 +317,23 @@ def package_size(stage: Stage) -> Group:
     return Group([Figure("package-size", ("package", "size"), 12.0, "MiB", 1.0)], {"package": _PackageSize()})
 
 
-GROUPS: dict[str, Callable[[Stage], Group]] = {
-    "extraction-2000-files": extraction_2000_files,
-    "extraction-40-files": extraction_40_files,
-    "extraction-50000-files": extraction_50000_files,
-    "download": download,
-    "description-automatic": description_automatic,
-    "description-manual": description_manual,
-    "version-list": version_list,
-    "start": start,
-    "debug-log-line": debug_log,
-    "relocation": relocation,
-    "installation": installation,
-    "precheck-round": precheck,
-    "package-size": package_size,
+def _reading_figures(name: str) -> list[str]:
+    return [f"{name}-100-lines", f"{name}-10000-lines", f"{name}-1000000-lines", f"{name}-growth"]
+
+
+# Each group with its figures, so that they can be chosen before anything is made.
+GROUPS: dict[Callable[[Stage], Group], list[str]] = {
+    extraction_2000_files: ["extraction-2000-files/unzip", "extraction-2000-files/bsdtar"],
+    extraction_40_files: ["extraction-40-files/unzip", "extraction-40-files/bsdtar", "longest-stall"],
+    extraction_50000_files: ["extraction-50000-files/unzip", "extraction-50000-files/bsdtar"],
+    download: ["download-cpu", "download-memory"],
+    description_automatic: _reading_figures("description-automatic"),
+    description_manual: _reading_figures("description-manual"),
+    version_list: ["version-list"],
+    start: ["start", "start-memory", "start-beside-form", "start-beside-form-memory"],
+    debug_log: ["debug-log-line"],
+    relocation: ["relocation"],
+    installation: ["cleaning", "copy"],
+    precheck: ["precheck-round"],
+    package_size: ["package-size"],
 }

@@ -115,7 +115,7 @@ void MainWindowRelocationTest::logTellsTheRelocation()
         QStringLiteral("Get: \"https://update.quinta.example:443/update/Tavlopc/VERSIONS/windows.txt\""),
         QStringLiteral("\"%1\" \"%2\"").arg(source, temporaryFolder())};
     for (const char *plugin : {"/platforms/qwindows.dll", "/imageformats/qico.dll", "/styles/qwindowsvistastyle.dll"}) {
-        const QString path = QDir::toNativeSeparators(QLatin1String(plugin));
+        const QString path = QLatin1String(plugin);
         expected.append(QStringLiteral("\"%1\" \"%2\" false").arg(source + path, temporaryFolder() + path));
     }
     expected.append(QStringLiteral("42"));

@@ -9,6 +9,19 @@ namespace {
 
 constexpr int pieceSize = 64 * 1024;
 
+/// A full disk takes a part of \a data without a word; only what is written next is refused with the system's reason.
+bool writePiece(QFile &file, const char *data, qint64 size)
+{
+    while (size > 0) {
+        const qint64 written = file.write(data, size);
+        if (written <= 0)
+            return false;
+        data += written;
+        size -= written;
+    }
+    return true;
+}
+
 bool writeAll(QIODevice &body, QFile &file)
 {
     QDataStream stream(&file);
@@ -18,7 +31,7 @@ bool writeAll(QIODevice &body, QFile &file)
         const qint64 size = body.read(piece.data(), piece.size());
         if (size <= 0)
             return stream.status() == QDataStream::Ok;
-        if (file.write(piece.constData(), size) != size)
+        if (!writePiece(file, piece.constData(), size))
             return false;
     }
 }

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import dataclasses
 import fcntl
+import json
 import os
 import re
 import signal
@@ -134,9 +136,25 @@ def screen(desktop: Desktop) -> Screen:
     return Screen(desktop)
 
 
+def _testify(item: pytest.Item) -> None:
+    """Hands on what a test has seen of the fault that it is marked with, for the table of docs/reliability.md."""
+    mark = item.get_closest_marker("fault")
+    if mark is None:
+        return
+    parameters = item.callspec.params if hasattr(item, "callspec") else {}
+    section, fault = mark.args
+    sights = [run.sight for run in item.funcargs["new_run"].made if run.sight]
+    if not sights:
+        pytest.exit(f"{item.nodeid} has not kept what it saw", returncode=3)
+    item.user_properties.append(("fault", json.dumps({"section": section, "fault": fault.format(**parameters),
+                                                      **dataclasses.asdict(sights[-1])})))
+
+
 @pytest.hookimpl(hookwrapper=True)
 def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
     report = (yield).get_result()
+    if report.when == "call" and report.passed:
+        _testify(item)
     if report.when == "teardown" or not report.failed:
         return
     if foreign := _foreign_applications():

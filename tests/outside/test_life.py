@@ -23,6 +23,7 @@ from harness.waiting import wait_for
 from rig import texts as words
 from rig.catalogue import PROGRAM, listed, offered, version
 from rig.evidence import becomes, same
+from rig.faults import note
 from rig.opening import choose, download, make_ready, open_list, open_window
 from rig.run import Run
 from rig.screen import Screen
@@ -347,6 +348,7 @@ def test_settings_that_are_a_folder(run: Run) -> None:
 
 
 @needs_namespace
+@pytest.mark.fault("files", "The settings cannot be written")
 def test_settings_that_cannot_be_written(run: Run, desktop: Desktop) -> None:
     """Settings that cannot be written are read all the same, and the run goes on; the log names them."""
     with UpdateServer(listed(OFFER)) as server:
@@ -355,6 +357,7 @@ def test_settings_that_cannot_be_written(run: Run, desktop: Desktop) -> None:
         run.start("menu", desktop=desktop, through=secluded(
             Path("/usr/bin/env"), ends=run.folder / "ends.txt", read_only=[run.home.application_settings.parent]))
         Screen(desktop).wait_for_rows(1)
+        note(run, Screen(desktop))
     same(before, run.home.application_settings.read_bytes(), "settings")
     same(1, sum(line.level == "W" and "filesToKeep" in line.text for line in run.log()), "warnings")
 
@@ -418,6 +421,7 @@ def test_settings_stay_as_they_are(run: Run, desktop: Desktop) -> None:
 # --- places that cannot be written to
 
 @needs_namespace
+@pytest.mark.fault("files", "The folder of the log and the package is read-only")
 def test_log_folder_read_only(run: Run, desktop: Desktop, folder: Path) -> None:
     """Where neither log nor package can be written, the list works, every message still comes on standard error, and
     the download ends with the archive reader's message instead of an update."""
@@ -433,10 +437,12 @@ def test_log_folder_read_only(run: Run, desktop: Desktop, folder: Path) -> None:
         becomes(True, lambda: screen.status().startswith(TEXTS["en_US"].extraction_failed.format("unzip(): zip.open()")),
                 "status")
         same(False, screen.button().can_be_pressed, "the button can be pressed")
+        note(run, screen)
     same(False, run.home.debug_log.exists(), "there is a log")
     assert "Cannot store the package in" in run.output()
 
 
+@pytest.mark.fault("files", "The folder of the log cannot be made")
 def test_log_folder_that_cannot_be_made(run: Run, desktop: Desktop) -> None:
     """A log folder that cannot be made is reported on standard error, and the updater opens all the same."""
     run.home.updater_data.parent.parent.mkdir(parents=True, exist_ok=True)
@@ -446,11 +452,13 @@ def test_log_folder_that_cannot_be_made(run: Run, desktop: Desktop) -> None:
         program = run.place_installed()
         run.start("menu", desktop=desktop, program=program)
         Screen(desktop).wait_for_rows(1)
+        note(run, Screen(desktop))
     first = run.output().splitlines()[:3]
     same([f'Creating path: "{run.home.updater_data}"', f'ERROR: Could not create path "{run.home.updater_data}"',
           f'Debug-logging to: "{run.home.debug_log}"'], first, "first messages")
 
 
+@pytest.mark.fault("files", "A folder is in the place of the log")
 def test_log_that_is_a_folder(run: Run, desktop: Desktop) -> None:
     """A folder in the place of the log costs the log and nothing else."""
     run.home.debug_log.mkdir(parents=True)
@@ -459,8 +467,10 @@ def test_log_that_is_a_folder(run: Run, desktop: Desktop) -> None:
         run.start("menu", desktop=desktop)
         Screen(desktop).wait_for_rows(1)
         assert "Checking version..." in run.output()
+        note(run, Screen(desktop))
 
 
+@pytest.mark.fault("files", "Relocation: the temporary folder cannot be made")
 def test_relocation_without_a_place(run: Run) -> None:
     """An updater that cannot make its temporary folder logs that and ends, without a box and with exit code 0."""
     run.home.updater_data.mkdir(parents=True)
@@ -469,14 +479,19 @@ def test_relocation_without_a_place(run: Run) -> None:
     run.start()
     same(0, run.exit_code(), "exit code")
     same(f'Error creating path: "{run.home.updater_data / "freshen"}"', run.log_texts()[-1], "last log line")
+    note(run)
 
 
 # --- the start of the new application
 
 @pytest.mark.parametrize(("name", "more", "found"), [
-    ("SYSTEMROOT", {}, True), ("SystemRoot", {}, True), ("windir", {}, False),
-    ("SYSTEMROOT", {"COMMENT": "the SystemRoot is elsewhere"}, False),
-], ids=["plain", "mixed case", "missing", "mentioned twice"])
+    pytest.param("SYSTEMROOT", {}, True, id="plain"),
+    pytest.param("SystemRoot", {}, True, id="mixed case"),
+    pytest.param("windir", {}, False, id="missing",
+                 marks=pytest.mark.fault("process", "No variable names the system's folder (SYSTEMROOT)")),
+    pytest.param("SYSTEMROOT", {"COMMENT": "the SystemRoot is elsewhere"}, False, id="mentioned twice",
+                 marks=pytest.mark.fault("process", "Two variables mention SYSTEMROOT")),
+])
 def test_shell_is_found_by_its_variable(run: Run, desktop: Desktop, folder: Path, name: str, more: dict[str, str],
                                         found: bool) -> None:
     """The shell that starts the application is found by the one variable that names the system's folder, in any case of
@@ -500,6 +515,7 @@ def test_shell_is_found_by_its_variable(run: Run, desktop: Desktop, folder: Path
     command = f'starting "\\"{shell}\\" \\"{program}\\""'
     end = [*([] if found else ["explorer not found"]), command, command, f"success: {str(found).lower()}"]
     same(["startTavlo", *end], run.log_texts()[-1 - len(end):], "end of the log")
+    note(run)
 
 
 # --- odd homes and other languages

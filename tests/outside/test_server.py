@@ -12,6 +12,7 @@ import pytest
 from rig import manual, offers
 from rig.certificates import Authority
 from rig.evidence import becomes, same
+from rig.faults import note
 from rig.outcomes import connection_failed, is_no_archive, is_unpacked
 from rig.run import Run
 from rig.screen import Screen
@@ -179,6 +180,7 @@ def test_redirect_to_safer_scheme(run: Run, screen: Screen, nginx: Callable[...,
 
 
 @both_modes
+@pytest.mark.fault("server", "Version file: a redirect from HTTPS to HTTP")
 def test_redirect_to_less_safe_scheme(run: Run, screen: Screen, nginx: Callable[..., Nginx], authority: Authority,
                                       trust: list[str], mode: str) -> None:
     """A redirect of the version file from HTTPS to HTTP is refused: nothing is asked over HTTP, and a box says why."""
@@ -192,6 +194,7 @@ def test_redirect_to_less_safe_scheme(run: Run, screen: Screen, nginx: Callable[
 
 
 @both_modes
+@pytest.mark.fault("server", "Package: a redirect from HTTPS to HTTP")
 def test_package_redirect_to_less_safe_scheme(run: Run, screen: Screen, nginx: Callable[..., Nginx],
                                               authority: Authority, trust: list[str], mode: str) -> None:
     """A redirect of the package from HTTPS to HTTP is refused; what has come instead fails to unpack."""
@@ -205,6 +208,7 @@ def test_package_redirect_to_less_safe_scheme(run: Run, screen: Screen, nginx: C
 
 
 @both_modes
+@pytest.mark.fault("server", "Version file: redirects for ever")
 def test_redirect_loop(run: Run, screen: Screen, nginx: Callable[..., Nginx], mode: str) -> None:
     """A version file that redirects for ever is given up after 50 redirects, with a box."""
     server = nginx(locations="location /update { return 302 $request_uri; }")
@@ -215,6 +219,7 @@ def test_redirect_loop(run: Run, screen: Screen, nginx: Callable[..., Nginx], mo
 
 
 @both_modes
+@pytest.mark.fault("server", "Package: redirects for ever")
 def test_package_redirect_loop(run: Run, screen: Screen, nginx: Callable[..., Nginx], mode: str) -> None:
     """A package that redirects for ever is given up; the window says that it cannot be unpacked."""
     server = nginx(locations=f"location = {offers.PACKAGE_PATH} {{ return 302 $request_uri; }}")
@@ -229,6 +234,7 @@ def test_package_redirect_loop(run: Run, screen: Screen, nginx: Callable[..., Ng
 
 @pytest.mark.parametrize(("status", "reason"), [(404, "Not Found"), (500, "Internal Server Error")])
 @both_modes
+@pytest.mark.fault("server", "Version file: the server answers {status}")
 def test_error_instead_of_version_file(run: Run, screen: Screen, nginx: Callable[..., Nginx], mode: str, status: int,
                                        reason: str) -> None:
     """A version file that is answered with 404 or 500 ends the run with a box that quotes the server."""
@@ -242,6 +248,7 @@ def test_error_instead_of_version_file(run: Run, screen: Screen, nginx: Callable
 
 @pytest.mark.parametrize("status", [404, 500])
 @both_modes
+@pytest.mark.fault("server", "Package: the server answers {status}")
 def test_error_instead_of_package(run: Run, screen: Screen, nginx: Callable[..., Nginx], mode: str,
                                   status: int) -> None:
     """A package that is answered with 404 or 500 is stored as it came and fails to unpack."""
@@ -251,6 +258,7 @@ def test_error_instead_of_package(run: Run, screen: Screen, nginx: Callable[...,
     is_no_archive(run, screen)
 
 
+@pytest.mark.fault("server", "Version file: an HTML page with 200 (automatic)")
 def test_captive_portal_instead_of_version_file_auto(run: Run, screen: Screen, nginx: Callable[..., Nginx]) -> None:
     """A sign-in page in place of the version file holds no version: the automatic mode logs its lines and says so."""
     server = nginx(locations="location /update { rewrite ^ /portal.html; } location = /portal.html { internal; }")
@@ -263,10 +271,12 @@ def test_captive_portal_instead_of_version_file_auto(run: Run, screen: Screen, n
     texts = run.log_texts()
     at = texts.index("No Version found")
     same([f'"{line}"' for line in CAPTIVE.splitlines()], texts[at + 1:], "what is logged of the page")
+    note(run, screen)
     box.press("OK")
     same(0, run.exit_code(), "exit code")
 
 
+@pytest.mark.fault("server", "Version file: an HTML page with 200 (list)")
 def test_captive_portal_instead_of_version_file_menu(run: Run, screen: Screen, nginx: Callable[..., Nginx]) -> None:
     """A sign-in page in place of the version file leaves the list empty, with a warning for each line, and no box."""
     server = nginx(locations="location /update { rewrite ^ /portal.html; } location = /portal.html { internal; }")
@@ -278,9 +288,11 @@ def test_captive_portal_instead_of_version_file_menu(run: Run, screen: Screen, n
             lambda: [text for text in run.log_texts() if text.startswith("WARNING")], "warnings")
     same([], screen.rows(), "rows of the list")
     same([], screen.boxes(), "boxes")
+    note(run, screen)
 
 
 @both_modes
+@pytest.mark.fault("server", "Package: an HTML page with 200")
 def test_captive_portal_instead_of_package(run: Run, screen: Screen, nginx: Callable[..., Nginx], mode: str) -> None:
     """A sign-in page in place of the package is stored, with its length before it, and fails to unpack."""
     server = nginx(locations=f"location = {offers.PACKAGE_PATH} {{ rewrite ^ /portal.html; }}")
@@ -305,8 +317,11 @@ def test_gzip(run: Run, screen: Screen, nginx: Callable[..., Nginx], mode: str) 
 # --- certificates
 
 
-@pytest.mark.parametrize(("names", "days"), [(["IP:127.0.0.1"], -1), (["DNS:elsewhere.example"], 2)],
-                         ids=["expired", "wrong-name"])
+@pytest.mark.parametrize(("names", "days"), [
+    pytest.param(["IP:127.0.0.1"], -1, id="expired",
+                 marks=pytest.mark.fault("server", "TLS: a certificate that has expired")),
+    pytest.param(["DNS:elsewhere.example"], 2, id="wrong-name",
+                 marks=pytest.mark.fault("server", "TLS: a certificate for another host"))])
 @both_modes
 def test_bad_certificate(run: Run, screen: Screen, nginx: Callable[..., Nginx], authority: Authority,
                          trust: list[str], mode: str, names: list[str], days: int) -> None:
@@ -319,6 +334,7 @@ def test_bad_certificate(run: Run, screen: Screen, nginx: Callable[..., Nginx], 
 
 
 @both_modes
+@pytest.mark.fault("server", "TLS: a certificate from an authority that is not trusted")
 def test_untrusted_certificate(run: Run, screen: Screen, nginx: Callable[..., Nginx], folder: Path, mode: str) -> None:
     """A server whose certificate comes from an authority that the system does not trust is not asked for anything."""
     server = nginx(Authority(folder / "unknown", "Unknown authority").issue("server", "IP:127.0.0.1"))
@@ -329,6 +345,7 @@ def test_untrusted_certificate(run: Run, screen: Screen, nginx: Callable[..., Ng
 
 
 @both_modes
+@pytest.mark.fault("server", "Nobody listens at the server's port")
 def test_server_down(run: Run, screen: Screen, folder: Path, mode: str) -> None:
     """Where nobody listens, the run ends with a box that says so."""
     with WireServer({}) as server:

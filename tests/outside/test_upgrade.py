@@ -16,6 +16,7 @@ from harness.desktop import Desktop
 from harness.updateserver import UpdateServer
 from rig.catalogue import listed, version
 from rig.evidence import becomes, same
+from rig.faults import note
 from rig.opening import make_ready
 from rig.run import Run
 from rig.texts import TEXTS
@@ -254,6 +255,7 @@ def test_large_archive(run: Run, desktop: Desktop, ground: Path) -> None:
     same([], foldermodel.differences(expected, seen), "entries that are not as they should be")
 
 
+@pytest.mark.fault("files", "An earlier run has left a folder {leftover} unpacked")
 @pytest.mark.parametrize("leftover", ["Earlier", "Zuletzt"])
 def test_leftover_of_an_earlier_run(run: Run, desktop: Desktop, ground: Path, leftover: str) -> None:
     """What an earlier run has left unpacked is not removed first: if it is the last one by name, it is what is
@@ -266,3 +268,4 @@ def test_leftover_of_an_earlier_run(run: Run, desktop: Desktop, ground: Path, le
     installed = earlier if leftover == "Zuletzt" else package.installed()
     same([], foldermodel.differences(foldermodel.after_copying(cleaned, beneath_top(installed)), seen),
          "entries that are not as they should be")
+    note(run)

@@ -42,6 +42,10 @@ class Authority:
                  "-CAcreateserial", "-days", str(days), "-extfile", extensions, "-out", made.certificate)
         return made
 
+    def own(self) -> Certificate:
+        """The authority's own certificate, which nobody but itself has signed."""
+        return Certificate(self.certificate, self._folder / "authority.key")
+
     def store(self) -> Path:
         """A folder of trusted certificates, as the system keeps it, with nothing but this authority in it."""
         folder = self._folder / "trusted"

@@ -29,7 +29,7 @@ class LogLine:
 def read_log(file: Path) -> list[LogLine]:
     """The messages of a debug log so far; none while there is no file. A log that starts with anything else than a
     time stamp is no debug log."""
-    if not file.exists():
+    if not file.is_file():
         return []
     content = file.read_text(encoding="utf-8", errors="backslashreplace")
     marks = list(_LOG_LINE.finditer(content))

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from harness import trees
 
-from . import offers
+from . import faults, offers
 from .evidence import becomes, same
 from .screen import Button, Screen
 from .started import StartedUpdater
@@ -29,6 +29,7 @@ def is_no_archive(run: StartedUpdater, screen: Screen) -> None:
     assert not run.out.exists(), "something was unpacked"
     same(1, len(run.stored_packages()), "stored packages")
     assert run.is_running()
+    faults.note(run, screen)
 
 
 def connection_failed(run: StartedUpdater, screen: Screen, reason: str) -> None:
@@ -38,5 +39,6 @@ def connection_failed(run: StartedUpdater, screen: Screen, reason: str) -> None:
     same(("Connection Failed", ["OK"]), (box.title, box.buttons), "the box")
     assert box.text.startswith("Connection to server could not be established:"), box.text
     assert f'"{reason}"' in box.text and "proxy settings in Tavlopro's login window" in box.text, box.text
+    faults.note(run, screen)
     box.press("OK")
     same(0, run.exit_code(), "exit code")

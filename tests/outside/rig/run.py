@@ -16,6 +16,8 @@ from harness.desktop import Desktop
 from harness.installation import Home, Setting, StandInShell, write_settings
 from harness.waiting import PATIENCE
 
+from .evidence import LogLine, read_log
+from .sight import Sight, contents
 from .started import StartedUpdater
 
 # The settings that the tests start from: an installed version, no proxy, plain HTTP.
@@ -61,6 +63,12 @@ class Run(StartedUpdater):
         self.installation = folder / "Program Files" / "Tavlopro"
         self.shell = StandInShell(folder / "windows")
         self.desktop: Desktop | None = None
+        # What the test has seen of a fault, for docs/reliability.md.
+        self.sight: Sight | None = None
+        # What was in the installation before the start, if there was one.
+        self.installed: dict[str, bytes | None] | None = None
+        self._parent: Path | None = None
+        self._has_view = False
         self._programs = programs
         self._output = folder / "output.txt"
         self.shell.install(programs.equipment / "explorer.exe")
@@ -104,12 +112,31 @@ class Run(StartedUpdater):
         self.desktop = desktop or self.desktop
         if program is None:
             program = self.place_relocated() if arguments else self.place_installed()
+        self._has_view = bool(through)
+        # Without arguments it is the relocated copy that works.
+        self._parent = program.parent.parent if arguments else self.home.updater_data
+        self.installed = contents(self.installation) if self.installation.exists() else None
         with open(self._output, "ab") as output:
             self.process = subprocess.Popen(
                 [*through, program, *arguments], cwd=program.parent, env={**self.environment(), **(variables or {})},
                 stdin=subprocess.DEVNULL, stdout=output, stderr=output, start_new_session=True)
 
     # --- while it runs, and afterwards
+
+    @property
+    def parent(self) -> Path:
+        """The folder above the updater that works: packages are stored and unpacked there."""
+        assert self._parent is not None
+        return self._parent
+
+    def inside(self, path: Path) -> Path:
+        """A path as the running updater sees it, which may have disks of its own."""
+        if not (self._has_view and self.is_running()):
+            return path
+        return Path(f"/proc/{self.process.pid}/root", *path.parts[1:])
+
+    def log(self) -> list[LogLine]:
+        return read_log(self.inside(self.home.debug_log))
 
     def output(self) -> str:
         """What came on standard output and standard error."""
@@ -126,6 +153,18 @@ class Run(StartedUpdater):
             except OSError:
                 continue
         return found
+
+    def kill(self) -> None:
+        """Ends all processes of this run at once, as a power failure does."""
+        while running := self.processes():
+            for pid in running:
+                try:
+                    os.kill(pid, signal.SIGKILL)
+                except ProcessLookupError:
+                    pass
+            time.sleep(0.02)
+        if self.process is not None:
+            self.process.wait(5)
 
     def end(self) -> None:
         """Ends all processes of this run: asks them first, and kills what has not ended in time."""

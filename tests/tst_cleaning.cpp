@@ -14,9 +14,11 @@ private slots:
     void remains();
     void everyStepIsLogged();
     void removesTheFolderItself();
+    void namesWithColons();
     void hiddenFilesStay();
     void linkToAFolderIsFollowed();
     void linkThatLeadsBack();
+    void foldersLinkedWithEachOther();
     void fileThatCannotBeRemoved();
     void missingFolder();
     void emptyPath();
@@ -114,6 +116,18 @@ void CleaningTest::removesTheFolderItself()
     QVERIFY(QFile::exists(m_folder->path()));
 }
 
+/// By itself, ":name" would be the name of something inside the program.
+void CleaningTest::namesWithColons()
+{
+    if (QOperatingSystemVersion::currentType() == QOperatingSystemVersion::Windows)
+        QSKIP("A colon cannot be part of a name here.");
+    makeFiles({":a", "lib/:", "b:c"});
+    const MessageCatcher catcher;
+    cleanFolder(path(), false, {"b:c"});
+    QCOMPARE(QStringList(treeOf(path()).keys()), QStringList{"b:c"});
+    QCOMPARE(catcher.warnings(), QStringList());
+}
+
 /// They are neither removed nor reported, and a subfolder that holds one stays.
 void CleaningTest::hiddenFilesStay()
 {
@@ -149,6 +163,27 @@ void CleaningTest::linkThatLeadsBack()
     QCOMPARE(messages.filter("deleteTempDir"), (QStringList{"deleteTempDir " + logged(path()) + " false",
                                                             "deleteTempDir " + logged(path() + "/lib") + " true",
                                                             "deleteTempDir " + logged(path() + "/lib/up") + " true"}));
+}
+
+/// Followed on every way, these links would take hours.
+void CleaningTest::foldersLinkedWithEachOther()
+{
+    const int count = 12;
+    for (int from = 0; from < count; ++from)
+        makeFiles({QString("%1/file").arg(from)});
+    for (int from = 0; from < count; ++from) {
+        for (int to = 0; to < count; ++to) {
+            if (from != to)
+                QFile::link(path() + QString("/%1").arg(to), path() + QString("/%1/to %2").arg(from).arg(to));
+        }
+    }
+    if (!QFileInfo(path() + "/0/to 1").isDir())
+        QSKIP("There are no links to folders here.");
+    const QStringList messages = messagesOf([this] { cleanFolder(path(), false, {}); });
+    for (int from = 0; from < count; ++from)
+        QVERIFY(!QFile::exists(path() + QString("/%1/file").arg(from)));
+    // The top, each folder and each link once.
+    QCOMPARE(messages.filter("deleteTempDir").size(), 1 + count + count * (count - 1));
 }
 
 void CleaningTest::fileThatCannotBeRemoved()

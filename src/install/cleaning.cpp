@@ -2,6 +2,8 @@
 
 #include <QDebug>
 #include <QDir>
+#include <QFile>
+#include <QSet>
 
 namespace {
 
@@ -12,32 +14,33 @@ void warnAboutRemains(const QString &path)
     qWarning() << "Cannot remove" << path << "-" << reason;
 }
 
-void removeFiles(QDir &folder, const QStringList &filesToKeep)
+void removeFiles(const QDir &folder, const QStringList &filesToKeep)
 {
     for (const QFileInfo &file : folder.entryInfoList(QDir::Files | QDir::NoDotAndDotDot)) {
         qDebug() << file.fileName();
         if (filesToKeep.contains(file.fileName()))
             qDebug() << "skipping ...";
-        else if (!folder.remove(file.fileName()))
+        else if (!QFile::remove(file.absoluteFilePath()))
             warnAboutRemains(file.absoluteFilePath());
     }
 }
 
-/// \a entered are the folders that the cleaning is in the middle of: a link that leads back to one of them is not
-/// followed again, since that would go on for ever.
-void clean(const QString &path, bool removeSelf, const QStringList &filesToKeep, const QStringList &entered)
+/// \a entered are the folders that the cleaning has been in. A link that leads back to one of them is not followed
+/// again: from within that would go on for ever, and where folders are linked with each other in many ways nearly so.
+void clean(const QString &path, bool removeSelf, const QStringList &filesToKeep, QSet<QString> &entered)
 {
     qDebug() << "deleteTempDir" << path << removeSelf;
-    QDir folder(path);
+    const QDir folder(path);
     const QString self = folder.canonicalPath();
     if (entered.contains(self)) {
         qWarning() << "Leads back to" << self;
     } else {
+        entered.insert(self);
         removeFiles(folder, filesToKeep);
         for (const QFileInfo &subfolder : folder.entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot)) {
             qDebug() << subfolder.absoluteFilePath();
             // The files to keep are those of the top folder alone.
-            clean(subfolder.absoluteFilePath(), true, {}, entered + QStringList{self});
+            clean(subfolder.absoluteFilePath(), true, {}, entered);
         }
     }
 
@@ -57,5 +60,6 @@ void cleanFolder(const QString &path, bool removeSelf, const QStringList &filesT
         qWarning() << "No folder to clean";
         return;
     }
-    clean(path, removeSelf, filesToKeep, {});
+    QSet<QString> entered;
+    clean(path, removeSelf, filesToKeep, entered);
 }

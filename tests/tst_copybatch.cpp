@@ -6,6 +6,8 @@
 #include <QTextCodec>
 #include <QtTest>
 
+Q_DECLARE_METATYPE(BatchShell)
+
 /// Runs batch files of its own: the few words in them mean the same to every command interpreter.
 class CopyBatchTest : public QObject
 {
@@ -66,23 +68,33 @@ void CopyBatchTest::line_data()
 {
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("destination");
+    QTest::addColumn<BatchShell>("shell");
     QTest::addColumn<QString>("line");
+    const BatchShell windows = BatchShell::CommandInterpreter;
     QTest::newRow("plain") << R"(C:\data\freshen\..\out\Tavlopro)"
-                           << "C:/Tavlopro"
+                           << "C:/Tavlopro" << windows
                            << R"(xcopy.exe /E /Y /G /K "C:\data\freshen\..\out\Tavlopro" "C:/Tavlopro")";
     QTest::newRow("blanks") << "C:/a b"
-                            << "C:/c d"
-                            << R"(xcopy.exe /E /Y /G /K "C:/a b" "C:/c d")";
-    QTest::newRow("place holders in the paths") << "C:/%2"
-                                                << "C:/%1"
-                                                << R"(xcopy.exe /E /Y /G /K "C:/%2" "C:/%1")";
+                            << "C:/c d" << windows << R"(xcopy.exe /E /Y /G /K "C:/a b" "C:/c d")";
+    QTest::newRow("signs that mean nothing in quotes")
+        << "C:/a & b^(c)!"
+        << "C:/d;e,f=g'h`i$j" << windows << R"(xcopy.exe /E /Y /G /K "C:/a & b^(c)!" "C:/d;e,f=g'h`i$j")";
+    QTest::newRow("per cent signs") << "C:/100 %/%TEMP%"
+                                    << "C:/%1" << windows << R"(xcopy.exe /E /Y /G /K "C:/100 %%/%%TEMP%%" "C:/%%1")";
+    QTest::newRow("place holders in the paths, other shell")
+        << "/%2"
+        << "/%1" << BatchShell::Posix << R"(xcopy.exe /E /Y /G /K "/%2" "/%1")";
+    QTest::newRow("signs of the other shell")
+        << R"(/a$b`c"d\e)"
+        << "/f&g" << BatchShell::Posix << R"(xcopy.exe /E /Y /G /K "/a\$b\`c\"d\\e" "/f&g")";
 }
 
 void CopyBatchTest::line()
 {
     QFETCH(QString, source);
     QFETCH(QString, destination);
-    QTEST(copyCommand(source, destination), "line");
+    QFETCH(BatchShell, shell);
+    QTEST(copyCommand(source, destination, shell), "line");
 }
 
 void CopyBatchTest::batchFileHoldsTheLine()

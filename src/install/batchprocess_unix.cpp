@@ -2,6 +2,11 @@
 
 #include <QProcess>
 
+BatchShell batchShell()
+{
+    return BatchShell::Posix;
+}
+
 void startBatch(QProcess &process, const QString &command)
 {
     // The one line of the batch file means the same to the shell.

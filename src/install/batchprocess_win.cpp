@@ -4,6 +4,11 @@
 
 #include <windows.h>
 
+BatchShell batchShell()
+{
+    return BatchShell::CommandInterpreter;
+}
+
 void startBatch(QProcess &process, const QString &command)
 {
     // The batch file is written in the system's 8-bit code page, but the interpreter reads it in that of its console,

@@ -1,11 +1,10 @@
 #include "install/copybatch.h"
 
-#include "install/batchprocess.h"
-
 #include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QMetaEnum>
+#include <QRegularExpression>
 #include <QTextStream>
 
 namespace {
@@ -19,6 +18,17 @@ const char *enumeratorName(Enumeration value)
     return QMetaEnum::fromType<Enumeration>().valueToKey(value);
 }
 
+/// \a path as it stands between quotation marks.
+QString quotable(QString path, BatchShell shell)
+{
+    // A single per cent sign would be dropped together with what follows it up to the next one, and the copy would go
+    // astray after the old version has been cleaned.
+    if (shell == BatchShell::CommandInterpreter)
+        return path.replace(QLatin1Char('%'), QLatin1String("%%"));
+    static const QRegularExpression special(QStringLiteral("([$`\"\\\\])"));
+    return path.replace(special, QStringLiteral("\\\\1"));
+}
+
 } // namespace
 
 CopyBatch CopyBatch::in(const QString &folder)
@@ -27,9 +37,10 @@ CopyBatch CopyBatch::in(const QString &folder)
             QDir::toNativeSeparators(QStringLiteral("\"%1/copyBatch.bat\"").arg(folder))};
 }
 
-QString copyCommand(const QString &source, const QString &destination)
+QString copyCommand(const QString &source, const QString &destination, BatchShell shell)
 {
-    return QStringLiteral("xcopy.exe /E /Y /G /K \"%1\" \"%2\"").arg(source, destination);
+    return QStringLiteral("xcopy.exe /E /Y /G /K \"%1\" \"%2\"")
+        .arg(quotable(source, shell), quotable(destination, shell));
 }
 
 void writeBatchFile(const QString &path, const QString &line)

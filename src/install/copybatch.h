@@ -1,5 +1,7 @@
 #pragma once
 
+#include "install/batchprocess.h"
+
 #include <QProcess>
 #include <QString>
 
@@ -19,8 +21,9 @@ struct CopyBatch
 };
 
 /// The one line that copies the contents of \a source into \a destination, with subfolders, empty ones too, overwriting
-/// without asking, also encrypted files, keeping the attributes.
-[[nodiscard]] QString copyCommand(const QString &source, const QString &destination);
+/// without asking, also encrypted files, keeping the attributes. What \a shell would read as something else in the name
+/// of a folder is written so that the copy is given the name as it is.
+[[nodiscard]] QString copyCommand(const QString &source, const QString &destination, BatchShell shell = batchShell());
 
 /// Writes \a line to the batch file at \a path, in the system's 8-bit code page, replacing an older one. A character
 /// outside that code page cannot be written faithfully, and the command interpreter may read one beyond ASCII in the

@@ -76,6 +76,11 @@ void PackageNameTest::names_data()
                                          << "26.05.7200FRÜH"
                                          << "Tavlopc26.05.7200FRÜH.zip"
                                          << "Tavlopc26.05.7200FRÜH.zip";
+    QTest::newRow("signs that lead to another folder") << "1/2\\3.D:.7200"
+                                                       << "/../../evil" << false << ""
+                                                       << "1/2\\3.D:.7200/../../EVIL"
+                                                       << "Tavlopc1/2\\3.D:.7200/../../EVIL.zip"
+                                                       << "Tavlopc1_2_3.D_.7200_.._.._EVIL.zip";
     QTest::newRow("place holders in the row") << "%2.%1.7200"
                                               << "%4" << true << "%3"
                                               << "%2.%1.7200%4"

@@ -1,9 +1,17 @@
 #include "download/packagename.h"
 
+#include <QRegularExpression>
+
 namespace {
 
 /// The first revision whose beta packages have BETA in their name on the server.
 constexpr qint32 firstRevisionWithBetaNames = 2085;
+
+QString packageName(const QString &selectedVersion, const PackageNaming &naming)
+{
+    const QString tags = naming.extended ? naming.osTag + naming.archTag : QString();
+    return QLatin1String("Tavlopc") + selectedVersion + tags + QLatin1String(".zip");
+}
 
 } // namespace
 
@@ -14,7 +22,7 @@ QString selectedVersionName(const VersionRow &row)
 
 QString serverPackageName(const VersionRow &row, qint32 revision, const PackageNaming &naming)
 {
-    QString name = localPackageName(selectedVersionName(row), naming);
+    QString name = packageName(selectedVersionName(row), naming);
     if (revision < firstRevisionWithBetaNames)
         name.replace(QLatin1String("BETA"), QLatin1String("STABLE"));
     return name;
@@ -22,6 +30,7 @@ QString serverPackageName(const VersionRow &row, qint32 revision, const PackageN
 
 QString localPackageName(const QString &selectedVersion, const PackageNaming &naming)
 {
-    const QString tags = naming.extended ? naming.osTag + naming.archTag : QString();
-    return QLatin1String("Tavlopc") + selectedVersion + tags + QLatin1String(".zip");
+    // Version and type are the server's own texts, and the package must not be stored in another folder than its own.
+    static const QRegularExpression leadsElsewhere(QStringLiteral("[/\\\\:]"));
+    return packageName(selectedVersion, naming).replace(leadsElsewhere, QStringLiteral("_"));
 }

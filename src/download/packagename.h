@@ -23,5 +23,6 @@ struct PackageNaming
 /// \a revision is the row's own.
 [[nodiscard]] QString serverPackageName(const VersionRow &row, qint32 revision, const PackageNaming &naming);
 
-/// Name of the stored package of \a selectedVersion. It keeps BETA where serverPackageName() replaces it.
+/// Name of the stored package of \a selectedVersion. It keeps BETA where serverPackageName() replaces it, and
+/// has an underscore for each sign that would lead to another folder or drive.
 [[nodiscard]] QString localPackageName(const QString &selectedVersion, const PackageNaming &naming);

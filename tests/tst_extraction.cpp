@@ -228,6 +228,11 @@ void ExtractionTest::failure_data()
     entry.method = 99;
     QTest::newRow("entry open: unknown method") << entry << 0 << "unzip(): file.open(): -103" << QByteArray() << 2;
     entry = file("second", sound);
+    entry.method = 12;
+    entry.data = QByteArray("");
+    QTest::newRow("entry open: method whose reader does not end without bytes")
+        << entry << 0 << "unzip(): file.open(): -103" << QByteArray() << 2;
+    entry = file("second", sound);
     entry.localName = "seconds";
     QTest::newRow("entry open: other name in the local header")
         << entry << 0 << "unzip(): file.open(): -103" << QByteArray() << 2;

@@ -75,6 +75,9 @@ bool extractByByte(const QString &archivePath, const QString &targetFolder, cons
         if (!archive.getCurrentFileInfo(&information))
             return fail(QString("testRead(): getCurrentFileInfo(): %1\n").arg(archive.getZipError()));
         observer.entry(++number);
+        // The reader's one further method, which it cannot always end.
+        if (information.method == 12)
+            return fail(QString("unzip(): file.open(): %1").arg(UNZ_BADZIPFILE));
         if (!entry.open(QIODevice::ReadOnly))
             return fail(QString("unzip(): file.open(): %1").arg(entry.getZipError()));
         const QString storedName = entry.getActualFileName();

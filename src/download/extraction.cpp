@@ -18,6 +18,10 @@ namespace {
 
 constexpr int copyBufferSize = 4096;
 
+/// Methods of compression that packages use (PKWARE APPNOTE 4.4.5).
+constexpr quint16 methodStored = 0;
+constexpr quint16 methodDeflated = 8;
+
 using Failure = std::optional<QString>;
 
 const Failure noFailure;
@@ -53,6 +57,9 @@ QString withCode(const char *message, int code)
 Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const QString &targetFolder)
 {
     QuaZipFile entry(&archive);
+    // The reader knows one method more. But where such an entry is cut short, it would read on for ever.
+    if (information.method != methodStored && information.method != methodDeflated)
+        return withCode("unzip(): file.open(): %1", UNZ_BADZIPFILE);
     if (!entry.open(QIODevice::ReadOnly))
         return withCode("unzip(): file.open(): %1", entry.getZipError());
 

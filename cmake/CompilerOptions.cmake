@@ -10,11 +10,21 @@ target_compile_options(freshen_options INTERFACE
     "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=."
     "-ffile-prefix-map=${PROJECT_BINARY_DIR}=build")
 
+if(FRESHEN_FUZZ STREQUAL "coverage")
+    target_compile_options(freshen_options INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+    target_link_options(freshen_options INTERFACE -fprofile-instr-generate)
+elseif(FRESHEN_FUZZ STREQUAL "libFuzzer")
+    # Only the targets have libFuzzer's main.
+    target_compile_options(freshen_options INTERFACE -fsanitize=fuzzer-no-link)
+elseif(NOT FRESHEN_FUZZ STREQUAL "")
+    message(FATAL_ERROR "FRESHEN_FUZZ is \"${FRESHEN_FUZZ}\"; it can be empty, libFuzzer or coverage.")
+endif()
+
 if(FRESHEN_SANITIZE)
     set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     target_compile_options(freshen_options INTERFACE ${sanitizers})
     target_link_options(freshen_options INTERFACE ${sanitizers})
-else()
+elseif(NOT FRESHEN_FUZZ)
     target_compile_definitions(freshen_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 endif()
 

@@ -6,6 +6,7 @@ import argparse
 import json
 import os
 import shutil
+import signal
 import sys
 import tempfile
 from collections.abc import Callable
@@ -121,7 +122,8 @@ def verdict(result: Result, is_quick: bool) -> str:
     return "met" if result.ratio <= result.target else "MISSED"
 
 
-def print_table(rows: list[Row], is_quick: bool) -> None:
+def table(rows: list[Row], is_quick: bool) -> list[str]:
+    """The table's lines, the first of them its head."""
     def number(value: float | None, unit: str = "") -> str:
         return "-" if value is None else f"{value:.4g} {unit}".rstrip()
 
@@ -138,12 +140,13 @@ def print_table(rows: list[Row], is_quick: bool) -> None:
         lines.append((result.name, number(result.ours, result.unit), number(result.peer, result.unit), ratio, spread,
                       target, verdict(result, is_quick), memory(row.memory[0]), memory(row.memory[1])))
     widths = [max(len(line[column]) for line in lines) for column in range(len(head))]
-    for line in lines:
-        print("  ".join(text.ljust(width) for text, width in zip(line, widths)).rstrip())
+    return ["  ".join(text.ljust(width) for text, width in zip(line, widths)).rstrip() for line in lines]
 
 
 def main() -> None:
     options = parse_options()
+    # So that the inputs are removed then, too.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
     if options.list:
         print("\n".join(name for names in GROUPS.values() for name in names))
         return
@@ -157,11 +160,12 @@ def main() -> None:
         for make, names in GROUPS.items():
             if any(map(is_wanted, names)):
                 rows += measure(make, Path(folder, make.__name__), turns, options.quick)
+                say("\n".join(table(rows[-len(names):], options.quick)[1:]))
     rows = [row for row in rows if is_wanted(row.result.name)]
     if options.json:
         print(json.dumps({"results": [asdict(row.result) for row in rows]}, indent=2))
     else:
-        print_table(rows, options.quick)
+        print("\n".join(table(rows, options.quick)))
 
 
 if __name__ == "__main__":

@@ -157,7 +157,10 @@ class Desktop:
 
     def click(self, widget: Accessible) -> None:
         """Clicks with the mouse on the middle of a widget."""
-        x, y = widget.extents.center
+        self.click_at(*widget.extents.center)
+
+    def click_at(self, x: int, y: int) -> None:
+        """Clicks with the mouse on this place of the screen."""
         self._tool("xdotool", "mousemove", str(x), str(y), "click", "1")
 
     def double_click(self, widget: Accessible) -> None:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import time
 from collections.abc import Callable, Mapping
 from pathlib import Path
 from typing import Any
@@ -25,9 +26,15 @@ class WindowReports:
         return {"WINEQT_QPA_GENERIC_PLUGINS": "windowreader", "WINEQT_PLUGIN_PATH": str(wine.path(plugins)),
                 "WINDOW_REPORTS": str(wine.path(self.folder))}
 
+    def refresh(self, seconds: float = 10.0) -> None:
+        """Waits until there is a report that was made after this call."""
+        call = time.time_ns()
+        wait_for(lambda: any(_time(report) > call for report in self.folder.glob("*.json")), "a new report", seconds,
+                 interval=0.01)
+
     def windows(self) -> list[dict[str, Any]]:
         """The windows of the programs, those of the last one that was started first."""
-        reports = sorted(self.folder.glob("*.json"), key=lambda path: path.stat().st_mtime_ns, reverse=True)
+        reports = sorted(self.folder.glob("*.json"), key=_time, reverse=True)
         return [window for report in reports for window in json.loads(report.read_bytes())]
 
     def window(self, title: str) -> dict[str, Any] | None:
@@ -47,3 +54,11 @@ class WindowReports:
         """Waits until this widget says exactly this."""
         self.wait_for(title, lambda widgets: widgets.get(widget, {}).get("text") == text, f"{text!r} on {widget}",
                       seconds)
+
+
+def _time(report: Path) -> int:
+    try:
+        return report.stat().st_mtime_ns
+    except FileNotFoundError:
+        # Just being replaced.
+        return 0

@@ -7,7 +7,9 @@ import pwd
 import shutil
 import subprocess
 from collections.abc import Mapping, Sequence
+from hashlib import sha1
 from pathlib import Path, PureWindowsPath
+from struct import pack
 
 RegistryValue = str | int | bool | bytes | Sequence[str]
 Registry = Mapping[str, Mapping[str, RegistryValue]]
@@ -15,6 +17,10 @@ Registry = Mapping[str, Mapping[str, RegistryValue]]
 # Wine's own names for the versions of Windows, with what programs see.
 WINDOWS_10 = "win10"
 WINDOWS_7 = "win7"
+
+# Where it keeps the authorities that its user trusts, and properties of certificates there.
+_ROOT_CERTIFICATES = r"HKEY_CURRENT_USER\Software\Microsoft\SystemCertificates\Root\Certificates"
+_FINGERPRINT, _CERTIFICATE = 3, 32
 
 # No downloads and no entries in the desktop's menus.
 _OVERRIDES = "mscoree,mshtml=;winemenubuilder.exe=d"
@@ -105,20 +111,23 @@ class Wine:
 
     # --- its settings
 
-    def set_registry(self, keys: Registry) -> None:
-        """Sets these values of these keys. Texts, numbers, truth values as Qt stores them, bytes, lists of texts."""
-        lines = ["Windows Registry Editor Version 5.00", ""]
+    def set_registry(self, keys: Registry, instead_of: Sequence[str] = ()) -> None:
+        """Sets these values of these keys. Texts, numbers, truth values as Qt stores them, bytes, lists of texts.
+        Before that the keys instead_of are removed, with everything below them."""
+        lines = ["Windows Registry Editor Version 5.00", "", *(f"[-{key}]\r\n" for key in instead_of)]
         for key, values in keys.items():
             lines += [f"[{key}]", *(f'"{name}"={_stored(value)}' for name, value in values.items()), ""]
         file = self.folder / "settings.reg"
         file.write_text("\r\n".join(lines), encoding="utf-16")
         self.run("regedit.exe", "/S", str(self.path(file)))
 
-    def remove_key(self, key: str) -> None:
-        """Removes a key of the registry with everything below it."""
-        file = self.folder / "settings.reg"
-        file.write_text(f"Windows Registry Editor Version 5.00\r\n\r\n[-{key}]\r\n", encoding="utf-16")
-        self.run("regedit.exe", "/S", str(self.path(file)))
+    def trust(self, certificate: bytes) -> None:
+        """Makes its user trust an authority with this certificate (DER). Certificate stores keep properties of a
+        certificate one after the other, each with number, encoding, length and value."""
+        fingerprint = sha1(certificate).digest()
+        stored = b"".join(pack("<III", number, 1, len(value)) + value
+                          for number, value in ((_FINGERPRINT, fingerprint), (_CERTIFICATE, certificate)))
+        self.set_registry({f"{_ROOT_CERTIFICATES}\\{fingerprint.hex().upper()}": {"Blob": stored}})
 
     def list_value(self, key: str, name: str) -> list[str]:
         """The texts of a value that is a list of texts."""
@@ -165,10 +174,11 @@ class Wine:
         return output
 
     def start(self, program: Path, *arguments: str, variables: Mapping[str, str] | None = None,
-              output: Path | None = None) -> subprocess.Popen:
-        """Starts a program in its own folder; output takes what it prints."""
+              output: Path | None = None, through: Sequence[str] = ()) -> subprocess.Popen:
+        """Starts a program in its own folder; output takes what it prints. through is a command of this machine that
+        runs the rest of its command line."""
         with open(output or os.devnull, "ab") as stream:
-            return subprocess.Popen(["wine", str(self.path(program)), *arguments], cwd=program.parent,
+            return subprocess.Popen([*through, "wine", str(self.path(program)), *arguments], cwd=program.parent,
                                     env={**self.environment(), **(variables or {})}, stdin=subprocess.DEVNULL,
                                     stdout=stream, stderr=stream, start_new_session=True)
 
@@ -187,7 +197,7 @@ def _stored(value: RegistryValue) -> str:
     if isinstance(value, bool):
         return _quoted(str(value).lower())
     if isinstance(value, int):
-        return f"dword:{value:08x}"
+        return f"dword:{value & 0xFFFFFFFF:08x}"
     if isinstance(value, str):
         return _quoted(value)
     if isinstance(value, bytes):

@@ -13,10 +13,13 @@ import pytest
 
 from harness import processes, trees
 from harness.desktop import Desktop
+from driver import WindowsRun, WindowsScreen
 from harness.waiting import NotYet
-from harness.webserver import Authority, WebServer, trusted_by_windows
 from harness.wine import Wine
-from stage import LOOKS, VERSIONS, Build, Look, Stage, application, old_installation
+from rig.certificates import Authority
+from rig.fixtures import exits, folder, views  # noqa: F401
+from rig.servers import Nginx
+from stage import LOOKS, VERSIONS, Build, Look, Stage, application, old_installation, serving
 
 _BUILD = Path(os.environ["FRESHEN_WINDOWS_BUILD"])
 _SCREEN = (1600, 1200)
@@ -36,7 +39,7 @@ def build() -> Build:
 
 
 @pytest.fixture(scope="session")
-def folder() -> Iterator[Path]:
+def place() -> Iterator[Path]:
     with ExitStack() as stack:
         path = Path(tempfile.mkdtemp(prefix="freshen-"))
         stack.callback(trees.remove, path)
@@ -45,29 +48,29 @@ def folder() -> Iterator[Path]:
 
 
 @pytest.fixture(scope="session")
-def desktop(folder: Path) -> Iterator[Desktop]:
+def desktop(place: Path) -> Iterator[Desktop]:
     # Short, since it holds sockets.
-    with Desktop(folder, _SCREEN) as desktop:
+    with Desktop(place, _SCREEN) as desktop:
         yield desktop
 
 
 @pytest.fixture(scope="session")
-def authority(folder: Path) -> Authority:
-    return Authority(folder / "authority")
+def authority(place: Path) -> Authority:
+    return Authority(place / "authority")
 
 
 @pytest.fixture(scope="session")
-def wine(folder: Path, desktop: Desktop, authority: Authority) -> Iterator[Wine]:
+def wine(place: Path, desktop: Desktop, authority: Authority) -> Iterator[Wine]:
     """A Windows 10 that trusts the authority."""
-    with Wine(folder / "windows", desktop.environment) as wine:
+    with Wine(place / "windows", desktop.environment) as wine:
         wine.create()
-        wine.set_registry(trusted_by_windows(authority))
+        wine.trust(authority.binary_certificate)
         yield wine
 
 
 @pytest.fixture(scope="session")
-def _stage(build: Build, wine: Wine, desktop: Desktop, folder: Path) -> Stage:
-    return Stage(build, wine, desktop, folder, _BUILD / "screenshots")
+def _stage(build: Build, wine: Wine, desktop: Desktop, place: Path) -> Stage:
+    return Stage(build, wine, desktop, place, _BUILD / "screenshots")
 
 
 @pytest.fixture(scope="session", params=LOOKS, ids=str)
@@ -94,17 +97,49 @@ def stage(empty_stage: Stage) -> Stage:
 
 
 @pytest.fixture
-def server(empty_stage: Stage, authority: Authority, tmp_path: Path) -> Iterator[WebServer]:
+def server(empty_stage: Stage, authority: Authority, tmp_path: Path) -> Iterator[Nginx]:
     """The update server, with a certificate that the Windows trusts; the application's settings name it."""
-    with WebServer(tmp_path / "nginx", empty_stage.web, authority) as server:
-        empty_stage.set_up(server.port)
+    with serving(empty_stage, authority, tmp_path / "nginx") as server:
         yield server
+
+
+# --- for the cases of the suite from outside
+
+
+@pytest.fixture(scope="module")
+def _lasting_windows(wine: Wine) -> Iterator[None]:
+    """A Windows that is started once for all tests of a file."""
+    yield
+    wine.stop()
+
+
+@pytest.fixture
+def run(_stage: Stage, _lasting_windows: None) -> Iterator[WindowsRun]:
+    """The updater, not yet started, where its relocation puts it; nothing else is installed."""
+    _stage.clear()
+    _stage.appear(LOOKS[0])
+    _stage.relocate()
+    run = WindowsRun(_stage)
+    yield run
+    run.end()
+
+
+@pytest.fixture
+def screen(_stage: Stage) -> WindowsScreen:
+    """What a user sees of the updater."""
+    return WindowsScreen(_stage)
+
+
+@pytest.fixture
+def trust(authority: Authority) -> list[str]:
+    """What a program is started through that shall trust the authority: nothing, since the Windows trusts it."""
+    return []
 
 
 @pytest.hookimpl(hookwrapper=True)
 def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
     report = (yield).get_result()
-    stage = item.funcargs.get("empty_stage")
+    stage = item.funcargs.get("_stage")
     if report.when != "call" or not report.failed or stage is None:
         return
     evidence = _BUILD / "failures" / re.sub(r"[^\w.=-]+", "_", item.name)
@@ -113,6 +148,9 @@ def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
     evidence.with_suffix(".log").write_text(log, encoding="utf-8")
     report.sections.append((f"debug log ({evidence}.log), its last lines", "\n".join(log.splitlines()[-12:])))
     report.sections.append(("windows", "\n".join(stage.windows.titles())))
+    for name, value in item.funcargs.items():
+        if hasattr(value, "evidence"):
+            report.sections.append((name, value.evidence()))
     try:
         stage.desktop.screenshot(evidence.with_suffix(".png"))
         report.sections.append(("screenshot", f"{evidence}.png"))

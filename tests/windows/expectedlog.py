@@ -15,15 +15,20 @@ _LOGS = Path(__file__).parent / "logs"
 
 # What Wine lacks: part of the scaling of title bars, and one of the ways to ask for a standard symbol. The reason is in
 # the language of the system.
-_ONLY_UNDER_WINE = re.compile(r"\[C\]\[:0\]  (EnableNonClientDpiScaling\(\) failed for HWND 0x[0-9a-f]+ \(120\)"
-                              r"|QPixmap::fromWinHICON\(\), failed to GetIconInfo\(\)) \(.*\)\n")
+_ONLY_UNDER_WINE = (r"(EnableNonClientDpiScaling\(\) failed for HWND 0x[0-9a-f]+ \(120\)"
+                    r"|QPixmap::fromWinHICON\(\), failed to GetIconInfo\(\)) \(.*\)")
+_LINES_ONLY_UNDER_WINE = re.compile(rf"\[C\]\[:0\]  {_ONLY_UNDER_WINE}\n")
 # The application is looked for until it is closed.
 _ROUNDS = re.compile(r"(\[D\]\[:0\]  checking \.\.\.\n\[D\]\[:0\]  \n)+")
 
 
+def is_only_under_wine(message: str) -> bool:
+    return re.fullmatch(_ONLY_UNDER_WINE, message) is not None
+
+
 def comparable(log: str) -> list[str]:
     """The lines of a log without what differs from run to run: rounds of the pre-check count as one."""
-    return _ROUNDS.sub(r"\1", _ONLY_UNDER_WINE.sub("", log)).splitlines()
+    return _ROUNDS.sub(r"\1", _LINES_ONLY_UNDER_WINE.sub("", log)).splitlines()
 
 
 def differences(name: str, values: Mapping[str, str | Collection[str]], log: str) -> list[str]:

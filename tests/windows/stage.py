@@ -3,11 +3,13 @@ packages."""
 
 from __future__ import annotations
 
+import functools
 import os
 import re
 import subprocess
 import zipfile
-from collections.abc import Mapping
+from collections.abc import Iterator, Mapping, Sequence
+from contextlib import contextmanager
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -17,13 +19,17 @@ from harness.desktop import Desktop
 from harness.packages import VERSIONS_PATH, Version, write_package
 from harness.trees import FOLDER, Tree
 from harness.waiting import wait_for
-from harness.webserver import HOST, WebServer
 from harness.windowreports import Widget, WindowReports
 from harness.wine import RegistryValue, Wine
 from harness.xwindows import XWindows
+from rig.certificates import Authority
+from rig.servers import Nginx
 from texts import Texts
 
 TITLE = "Tavlopro Updater - Version 96"
+
+# The name of this machine that the server's certificates are made out to.
+HOST = "localhost"
 
 OLD = Version("26.05.7086", "Stable", "", "2026-05-07", "Installed now.")
 NEW = Version("26.06.7205", "Stable", "7150", "2026-07-09", "<b>Fix of 26.06</b> for Spielst\u00e4tten.", "7086")
@@ -47,6 +53,7 @@ class Build:
     package: Path
     equipment: Path
 
+    @functools.cache
     def updater_files(self) -> Tree:
         """What the package of the updater brings into an installation folder."""
         with zipfile.ZipFile(self.package) as archive:
@@ -156,16 +163,22 @@ class Stage:
                 file.parent.mkdir(parents=True, exist_ok=True)
                 write_package(file, package)
 
-    def set_up(self, port: int, settings: Mapping[str, RegistryValue] | None = None) -> None:
+    def set_up(self, port: int) -> None:
         """Stores the application's settings as it left them."""
-        self.wine.remove_key(_SETTINGS)
-        self.wine.set_registry({
-            _SETTINGS: {"version_main": "26", "version_minor": "05", "version_state": "Stable", "host2": HOST,
-                        "port2": port, "proto2": "https", **(settings or {})},
-            rf"{_SETTINGS}\LoginWindow": {"useBeta": False},
-            rf"{_SETTINGS}\Updater": {"filesToKeep": FILES_TO_KEEP},
-            rf"{_SETTINGS}\config\proxy\data": {"type": 0},
-        })
+        self.write_settings({
+            "version_main": "26", "version_minor": "05", "version_state": "Stable", "host2": HOST, "port2": port,
+            "proto2": "https", "LoginWindow/useBeta": False, "Updater/filesToKeep": FILES_TO_KEEP,
+            "config/proxy/data/type": 0})
+
+    def write_settings(self, settings: Mapping[str, RegistryValue | None]) -> None:
+        """Stores these settings of the application and no others, by the names that programs know them by
+        ("group/name"); None stands for none."""
+        keys: dict[str, dict[str, RegistryValue]] = {}
+        for name, value in settings.items():
+            if value is not None:
+                *groups, name = name.split("/")
+                keys.setdefault("\\".join([_SETTINGS, *groups]), {})[name] = value
+        self.wine.set_registry(keys, instead_of=[_SETTINGS])
 
     def files_to_keep(self) -> list[str]:
         """The list as it is stored now."""
@@ -181,12 +194,13 @@ class Stage:
             variables |= self.reports.environment(self.wine, self.build.equipment / "windows" / "plugins")
         return variables
 
-    def start(self, *arguments: str, program: Path | None = None, reader: bool = True,
-              stand_ins: bool = True) -> subprocess.Popen:
-        """Starts the updater: without arguments the one in the installation, with arguments the relocated one."""
+    def start(self, *arguments: str, program: Path | None = None, reader: bool = True, stand_ins: bool = True,
+              through: Sequence[str] = ()) -> subprocess.Popen:
+        """Starts the updater: without arguments the one in the installation, with arguments the relocated one. through
+        is a command of this machine that runs the rest of its command line."""
         if program is None:
             program = self.copy if arguments else self.installation / "Freshen.exe"
-        return self.wine.start(program, *arguments, variables=self.environment(reader, stand_ins))
+        return self.wine.start(program, *arguments, variables=self.environment(reader, stand_ins), through=through)
 
     # --- what there is to see
 
@@ -234,16 +248,15 @@ class Stage:
         """Waits until this widget of the updater's window says exactly this."""
         self.reports.wait_for_text(TITLE, widget, text)
 
-    def updater(self, *arguments: str) -> int | None:
-        """The process id of the updater that runs with these arguments, or None."""
-        for pid in processes.descendants():
-            command = _command(pid)
-            if command and command[0].endswith("\\Freshen.exe") and command[1:] == list(arguments):
-                return pid
-        return None
+    def updaters(self, *arguments: str) -> list[int]:
+        """The process ids of the updaters that run with these arguments."""
+        commands = ((pid, _command(pid)) for pid in processes.descendants())
+        return [pid for pid, command in commands
+                if command and command[0].endswith("\\Freshen.exe") and command[1:] == list(arguments)]
 
     def wait_for_updater(self, *arguments: str) -> int:
-        return wait_for(lambda: self.updater(*arguments), f"the updater with the arguments {arguments}", 60.0)
+        """Waits for the one updater that runs with these arguments; returns its process id."""
+        return wait_for(lambda: self.updaters(*arguments), f"the updater with the arguments {arguments}", 60.0)[0]
 
     def installed(self) -> Tree:
         return plain(trees.read(self.installation))
@@ -254,7 +267,17 @@ class Stage:
         file.write_bytes(content)
 
 
-def values_for_log(stage: Stage, server: WebServer, cleaned: bool, installed: Tree) -> dict[str, str | list[str]]:
+@contextmanager
+def serving(stage: Stage, authority: Authority, folder: Path, settings: str = "") -> Iterator[Nginx]:
+    """An update server for the stage, which the application's settings name. It keeps its files in folder; settings is
+    added to its configuration as it is."""
+    certificate = authority.issue("server", f"DNS:{HOST}")
+    with Nginx(folder, certificate, settings, content=stage.web) as server:
+        stage.set_up(server.port)
+        yield server
+
+
+def values_for_log(stage: Stage, server: Nginx, cleaned: bool, installed: Tree) -> dict[str, str | list[str]]:
     """What the templates of the debug log of a whole road leave open."""
     installation, parent = stage.wine.path(stage.installation), stage.wine.path(stage.data)
     package = application(stage.build, NEW)

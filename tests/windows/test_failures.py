@@ -11,10 +11,12 @@ from pathlib import Path
 import expectedlog
 from harness import trees
 from harness.packages import write_package
-from harness.webserver import Authority, WebServer
 from harness.wine import WINDOWS_7, WINDOWS_10
 from harness.xwindows import Box
-from stage import (FILES_TO_KEEP, FOR_WINDOWS_10, NEW, OLD, TITLE, Look, Stage, application, old_installation, plain)
+from rig.certificates import Authority
+from rig.servers import Nginx
+from stage import (FILES_TO_KEEP, FOR_WINDOWS_10, NEW, OLD, TITLE, Look, Stage, application, old_installation, plain,
+                   serving)
 from texts import COPY_ERROR, NO_SELECTION_TITLE, PRECHECK, PRECHECK_TITLE, READ_ERROR, START_ERROR
 
 _DOWNLOAD_PAGE = "https://www.quinta.example/tavlopro/download"
@@ -70,20 +72,19 @@ def check_connection_failed(stage: Stage, process, reason: str) -> None:
 
 def test_untrusted_certificate(stage: Stage, look: Look, tmp_path: Path) -> None:
     """A certificate of an authority that nobody knows."""
-    with WebServer(tmp_path / "nginx", stage.web, Authority(tmp_path / "authority", "Unknown authority")) as server:
-        stage.set_up(server.port)
+    with serving(stage, Authority(tmp_path / "authority", "Unknown authority"), tmp_path / "nginx") as server:
         check_connection_failed(stage, start_relocated(stage, "menu"), "SSL handshake failed")
-        assert server.requests() == []
+        assert server.served() == []
     check_installation(stage, old_installation(stage.build))
 
 
-def test_server_down(stage: Stage, look: Look, server: WebServer) -> None:
+def test_server_down(stage: Stage, look: Look, server: Nginx) -> None:
     """Nobody listens."""
     server.__exit__()
     check_connection_failed(stage, start_relocated(stage, "auto"), "Connection refused")
 
 
-def test_error_page_instead_of_a_package(empty_stage: Stage, look: Look, server: WebServer) -> None:
+def test_error_page_instead_of_a_package(empty_stage: Stage, look: Look, server: Nginx) -> None:
     """The version is listed, but its package is not there."""
     stage = empty_stage
     stage.offer({NEW: None})
@@ -101,7 +102,7 @@ def test_error_page_instead_of_a_package(empty_stage: Stage, look: Look, server:
     assert last_lines(stage, 2) == [f"[W][:0]  {error}", f'[D][:0]  Error unzipping "{error}"']
 
 
-def test_damaged_entry(empty_stage: Stage, look: Look, server: WebServer) -> None:
+def test_damaged_entry(empty_stage: Stage, look: Look, server: Nginx) -> None:
     """The bytes of an entry are not those that its checksum was made of."""
     stage = empty_stage
     file = stage.web / NEW.package_path.removeprefix("/")
@@ -124,7 +125,7 @@ def test_damaged_entry(empty_stage: Stage, look: Look, server: WebServer) -> Non
     assert last_lines(stage, 2) == [f"[W][:0]  {error}", f'[D][:0]  Error unzipping "{error}"']
 
 
-def test_wrong_destination(stage: Stage, look: Look, server: WebServer) -> None:
+def test_wrong_destination(stage: Stage, look: Look, server: Nginx) -> None:
     """The hand-over file names a folder that holds no application. The updater has no further use then."""
     other = stage.installation.parent / "Other program"
     trees.write(other, trees.tree({"other.exe": trees.file("not ours")}))
@@ -152,7 +153,7 @@ def test_wrong_destination(stage: Stage, look: Look, server: WebServer) -> None:
     assert (stage.data / "out" / "Tavlopro").exists()
 
 
-def test_copy_fails(stage: Stage, look: Look, server: WebServer) -> None:
+def test_copy_fails(stage: Stage, look: Look, server: Nginx) -> None:
     """Wine's own xcopy refuses a switch that Windows' has: the copy ends with an exit code that is not 0."""
     process = start_relocated(stage, "menu", stand_ins=False)
     choose(stage)
@@ -169,7 +170,7 @@ def test_copy_fails(stage: Stage, look: Look, server: WebServer) -> None:
     assert not stage.starts.exists()
 
 
-def test_package_without_an_executable(empty_stage: Stage, look: Look, server: WebServer) -> None:
+def test_package_without_an_executable(empty_stage: Stage, look: Look, server: Nginx) -> None:
     """What was copied is no application."""
     stage = empty_stage
     stage.install(old_installation(stage.build))
@@ -194,7 +195,7 @@ def test_package_without_an_executable(empty_stage: Stage, look: Look, server: W
     assert (stage.data / "out" / "Tavlopro" / "version.txt").exists()
 
 
-def test_no_updater_to_relocate(stage: Stage, look: Look, server: WebServer) -> None:
+def test_no_updater_to_relocate(stage: Stage, look: Look, server: Nginx) -> None:
     """The installation has no Freshen.exe: the copy cannot be started, and the user is shown the way to the web."""
     renamed = stage.installation / "Renamed.exe"
     (stage.installation / "Freshen.exe").rename(renamed)
@@ -206,7 +207,7 @@ def test_no_updater_to_relocate(stage: Stage, look: Look, server: WebServer) -> 
     assert process.wait(30) == 0
     assert last_lines(stage, 2) == ["[D][:0]  2", '[D][:0]  ERROR_FILE_NOT_FOUND Freshen.exe']
     assert not stage.copy.exists()
-    assert server.requests() == []
+    assert server.served() == []
 
 
 @contextmanager
@@ -218,7 +219,7 @@ def windows_7(stage: Stage) -> Iterator[None]:
         stage.wine.set_windows(WINDOWS_10)
 
 
-def test_refused_system_version(empty_stage: Stage, look: Look, server: WebServer) -> None:
+def test_refused_system_version(empty_stage: Stage, look: Look, server: Nginx) -> None:
     """A version for Windows 10 is not for Windows 6.1; on Windows 10 the same file offers it."""
     stage = empty_stage
     stage.offer({FOR_WINDOWS_10: application(stage.build, FOR_WINDOWS_10)})
@@ -245,8 +246,7 @@ def test_refused_system_version(empty_stage: Stage, look: Look, server: WebServe
 
 def test_aborted_download(stage: Stage, look: Look, authority: Authority, tmp_path: Path) -> None:
     """The button ends the download and then the updater; nothing is stored."""
-    with WebServer(tmp_path / "nginx", stage.web, authority, bytes_per_second=1_000_000) as server:
-        stage.set_up(server.port)
+    with serving(stage, authority, tmp_path / "nginx", "limit_rate 1000000;"):
         process = start_relocated(stage, "menu")
         choose(stage)
         downloading = stage.texts("Downloading Tavlopro Software Update %1 %2 ...", NEW.kind, NEW.number)
@@ -268,7 +268,7 @@ def test_aborted_download(stage: Stage, look: Look, authority: Authority, tmp_pa
     assert not list(stage.data.glob("*.zip"))
 
 
-def test_pages_of_a_whole_run(stage: Stage, look: Look, server: WebServer) -> None:
+def test_pages_of_a_whole_run(stage: Stage, look: Look, server: Nginx) -> None:
     """What the user sees from the start to the new application."""
     texts = stage.texts
     stage.wine.start(stage.installation / "Tavlopc.exe")

@@ -6,8 +6,9 @@ import pytest
 
 import expectedlog
 from harness import processes, trees
-from harness.webserver import WebServer
+from harness.packages import VERSIONS_PATH
 from harness.xwindows import Box
+from rig.servers import Nginx
 from stage import (FILES_TO_KEEP, NEW, TITLE, VERSIONS, Stage, application, old_installation, plain,
                    values_for_log)
 from texts import PRECHECK, PRECHECK_TITLE, Texts
@@ -33,7 +34,7 @@ def install(stage: Stage, answer: str) -> None:
     stage.windows.keys(_QUESTION, answer)
 
 
-def check_outcome(stage: Stage, server: WebServer, copy: int, log: str, cleaned: bool) -> None:
+def check_outcome(stage: Stage, server: Nginx, copy: int, log: str, cleaned: bool) -> None:
     """The updater has ended well, everything is where it should be, and the shell has started the new application."""
     assert processes.wait_for_exit(copy, 60) == 0
     old, kept = old_installation(stage.build), {*FILES_TO_KEEP, "logo.png"}
@@ -54,13 +55,12 @@ def check_outcome(stage: Stage, server: WebServer, copy: int, log: str, cleaned:
     assert not (stage.data / "out").exists()
     assert not list(stage.data.glob("*.zip"))
 
-    assert [request.rpartition(" ")[0] for request in server.requests()] == [
-        'GET /update/Tavlopc/VERSIONS/windows.txt 200 "Updater/2605windows"',
-        f'GET {NEW.package_path} 200 "Updater/2605windows"']
+    assert [(request.request, request.status, request.agent) for request in server.served()] == [
+        (f"GET {path} HTTP/1.1", 200, "Updater/2605windows") for path in (VERSIONS_PATH, NEW.package_path)]
     assert expectedlog.differences(log, values_for_log(stage, server, cleaned, expected), stage.log()) == []
 
 
-def test_from_the_installation_to_the_new_application(stage: Stage, server: WebServer) -> None:
+def test_from_the_installation_to_the_new_application(stage: Stage, server: Nginx) -> None:
     """No arguments; held by the running application; relocation; choice; cleaning; copy; relaunch."""
     stage.wine.start(stage.installation / "Tavlopc.exe")
     stage.windows.wait_for("Tavlopc")
@@ -85,7 +85,7 @@ def test_from_the_installation_to_the_new_application(stage: Stage, server: WebS
     check_outcome(stage, server, copy, "menu.log", cleaned=True)
 
 
-def test_declining_to_clean_keeps_the_old_files(stage: Stage, server: WebServer) -> None:
+def test_declining_to_clean_keeps_the_old_files(stage: Stage, server: Nginx) -> None:
     """The answer No skips the cleaning and nothing else."""
     stage.start(reader=False)
     copy = stage.wait_for_updater("menu")
@@ -95,7 +95,7 @@ def test_declining_to_clean_keeps_the_old_files(stage: Stage, server: WebServer)
 
 
 @pytest.mark.parametrize("cleaned", [True, False], ids=["cleaned", "not cleaned"])
-def test_automatic_mode(stage: Stage, server: WebServer, cleaned: bool) -> None:
+def test_automatic_mode(stage: Stage, server: Nginx, cleaned: bool) -> None:
     """Started with "auto" where a relocation has left it: the newest fix is taken without a question."""
     stage.relocate()
     stage.start("auto", reader=False)

@@ -9,14 +9,14 @@ from pathlib import PureWindowsPath
 
 import pytest
 
-from harness.webserver import WebServer
+from rig.servers import Nginx
 from stage import TITLE, Stage
 from test_failures import agree_to_clean, choose, start_installation, start_relocated
 
 _ENVIRONMENT = r"HKEY_CURRENT_USER\Environment"
 
 
-def test_libraries_come_from_its_own_folder(stage: Stage, server: WebServer) -> None:
+def test_libraries_come_from_its_own_folder(stage: Stage, server: Nginx) -> None:
     """The libraries and plug-ins of the package are loaded from the folder that the program runs from, all others from
     Windows' own folder."""
     stage.relocate()
@@ -35,7 +35,7 @@ def test_libraries_come_from_its_own_folder(stage: Stage, server: WebServer) -> 
     assert {path for path in loaded if not path.is_relative_to(folder) and not path.is_relative_to(system)} == set()
 
 
-def test_copying_tool_is_looked_for_in_its_own_folder(stage: Stage, server: WebServer) -> None:
+def test_copying_tool_is_looked_for_in_its_own_folder(stage: Stage, server: Nginx) -> None:
     """The tool that copies is called by its name alone, so one beside the updater is taken before Windows' own."""
     stage.relocate()
     shutil.copyfile(stage.build.equipment / "windows" / "tools" / "xcopy.exe", stage.copy.parent / "xcopy.exe")
@@ -59,7 +59,7 @@ def interpreter(stage: Stage) -> Iterator[str]:
     stage.wine.stop()
 
 
-def test_interpreter_is_the_one_of_the_environment(stage: Stage, interpreter: str, server: WebServer) -> None:
+def test_interpreter_is_the_one_of_the_environment(stage: Stage, interpreter: str, server: Nginx) -> None:
     """The batch file is given to the program that the variable ComSpec names."""
     start_relocated(stage, "menu")
     choose(stage)

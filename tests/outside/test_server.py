@@ -42,6 +42,7 @@ def nginx(folder: Path) -> Iterator[Callable[..., Nginx]]:
         started.append(server.__enter__())
         return server
 
+    start.evidence = lambda: "\n".join(server.evidence() for server in started)
     yield start
     for server in started:
         server.__exit__()

@@ -32,7 +32,7 @@ _OWN_FILES = ("debug_update.log", "freshen", "settings.ini")
 _TELLING = re.compile(r'WARNING|ERROR_|\bError |Connection failed|No Version found|Testpath:|cant find file'
                       r'|explorer not found|success: false|download aborted|"STD ERROR:\\n[^"]|[1-9] NormalExit|CrashExit')
 # The display's own complaints.
-_NOISE = re.compile(r"QXcbConnection")
+_NOISE = re.compile(r"QXcbConnection|This plugin does not support ")
 
 
 def failed_unpacking(reason: str) -> str:
@@ -87,7 +87,8 @@ def told(run: Run, screen: Screen) -> str:
     if boxes:
         return "; ".join(f'box "{box.title}": {_short(_anonymous(run, box.text.partition(_ADVICE)[0]))}' for box in boxes)
     if not screen.is_open():
-        return ENDED
+        # A window that is busy cannot be read either.
+        return "nothing so far" if run.processes() else ENDED
     if screen.window.find("progress bar") is None:
         count = len(screen.versions())
         return f"a list of {count} version{'' if count == 1 else 's'}"

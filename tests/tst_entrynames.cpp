@@ -74,6 +74,9 @@ void EntryNamesTest::unsafeNames_data()
           "CONOUT$", "nul ", "nul .txt", "com\302\271", "LPT\302\263.log"})
         QTest::newRow(name) << name;
     QTest::newRow("no name at all") << QString();
+    QTest::newRow("upwards before a zero") << QString("..") + QChar(QChar::Null);
+    QTest::newRow("upwards before a zero, below") << QString("a/..") + QChar(QChar::Null) + "b";
+    QTest::newRow("a device before a zero") << QString("nul") + QChar(QChar::Null) + ".txt";
 }
 
 void EntryNamesTest::unsafeNames()
@@ -88,6 +91,7 @@ void EntryNamesTest::unsafeEntriesAreRefused_data()
     for (const char *name : {"../evil", "folder/../../evil", "/evil", "..\\evil", "\\evil", "C:\\evil", "C:/evil",
                              "file:evil", "new/folder/../../../evil", "new/nul"})
         QTest::newRow(name) << QByteArray(name);
+    QTest::newRow("the folder above, before a zero") << QByteArray("..\0", 3);
 }
 
 void EntryNamesTest::unsafeEntriesAreRefused()
@@ -108,7 +112,7 @@ void EntryNamesTest::unsafeEntriesAreRefused()
     const ExtractionRun run = runExtractionIn(home, makePackage({first, second, third}));
     QVERIFY(!run.isGood);
     // The name as it is stored, once in the error text and once in the log.
-    const QString message = "unzip(): unsafe entry name: " + QString::fromUtf8(name);
+    const QString message = "unzip(): unsafe entry name: " + QString::fromUtf8(name.constData(), name.size());
     QCOMPARE(run.errorText, message);
     QCOMPARE(run.messages.filter("unsafe"), QStringList{message});
     QCOMPARE(run.messages.last(), message);

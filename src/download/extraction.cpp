@@ -159,6 +159,9 @@ bool isSafeEntryName(const QString &name)
     // An entry without a name would be the target folder itself.
     if (slashed.isEmpty() || slashed.startsWith(QLatin1Char('/')) || slashed.contains(QLatin1Char(':')))
         return false;
+    // To the system the name would end there, as another one.
+    if (slashed.contains(QChar(QChar::Null)))
+        return false;
     const QStringList steps = slashed.split(QLatin1Char('/'));
     return std::none_of(steps.begin(), steps.end(), [](const QString &step) {
         return upwards.match(step).hasMatch() || device.match(step).hasMatch();

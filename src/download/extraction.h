@@ -28,5 +28,5 @@ bool extractPackage(const QString &archivePath, const QString &targetFolder, con
                     QString &errorText);
 
 /// Whether \a name, the name of an entry as stored in the archive, stays below the folder that it is unpacked into, on
-/// every system: no absolute path, no drive or stream, no step upwards, no device of Windows.
+/// every system: no absolute path, no drive or stream, no step upwards, no device of Windows, no zero byte.
 [[nodiscard]] bool isSafeEntryName(const QString &name);

@@ -61,8 +61,8 @@ ODD_FILES = {
     "bytes that are no UTF-8": VersionFile(
         SOUND + b"\xff\xc3\x28|b\n", log=('[D] WARNING: ("\ufffd\ufffd(", "b") does not have right number of cols',)),
     "a line of 10 MB without columns": VersionFile(SOUND + b"x" * LONG + b"\n", log=('[D] WARNING: ("xxx*',)),
-    "a line of 10 MB": VersionFile(
-        SOUND.replace(b"A fix.", b"x" * LONG)),
+    # In the column that the list does not show: a text of this size takes the accessibility bus to its limits.
+    "a line of 10 MB": VersionFile(SOUND.replace(b"|7086\n", b"|" + b"x" * LONG + b"\n")),
     "a NUL between two lines, the second is never read": VersionFile(SOUND + b"\0" + LATER),
     "a NUL at its start": VersionFile(b"\0" + SOUND, False),
     "every line asks for a newer updater": VersionFile(
@@ -95,8 +95,7 @@ def test_odd_version_file_menu(run: Run, screen: Screen, server: WireServer, nam
     """The list shows from an odd version file what can be read, without a box where that is nothing."""
     file = ODD_FILES[name]
     start(run, screen, server, "menu", file.content)
-    # What reads the window takes its time with a cell of 10 MB.
-    saw(run, screen, "a list of 1 version" if file.is_usable else "a list of 0 versions", file.log, ["nothing"], 80)
+    saw(run, screen, "a list of 1 version" if file.is_usable else "a list of 0 versions", file.log, ["nothing"])
     same([CHOSEN.number] if file.is_usable else [], screen.versions(), "the list")
     ends(run, screen)
 

@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+#include <limits>
+
 using Tree = QMap<QString, QByteArray>;
 Q_DECLARE_METATYPE(PackageEntry)
 Q_DECLARE_METATYPE(QList<PackageEntry>)
@@ -17,6 +19,8 @@ private slots:
     void soundPackage_data();
     void soundPackage();
     void packageWithLengthBeforeIt();
+    void largeDirectoryAnywhere_data();
+    void largeDirectoryAnywhere();
     void packageWithoutEntries();
     void messagesAndSteps();
     void storedPermissions();
@@ -115,6 +119,31 @@ void ExtractionTest::packageWithLengthBeforeIt()
     QCOMPARE(run.errorText, QString());
     QCOMPARE(run.tree, (Tree{{"a/", {}}, {"a/file", content}, {"b", "x"}}));
     QVERIFY(!run.archiveIsLeft);
+}
+
+void ExtractionTest::largeDirectoryAnywhere_data()
+{
+    QTest::addColumn<qint64>("position");
+    QTest::newRow("past the end") << qint64(1000000);
+    QTest::newRow("last position that there is") << std::numeric_limits<qint64>::max();
+    QTest::newRow("last position behind the length") << std::numeric_limits<qint64>::max() - 4;
+    QTest::newRow("before the beginning") << qint64(-1);
+}
+
+/// An archive may say that its directory for many entries is at any position.
+void ExtractionTest::largeDirectoryAnywhere()
+{
+    QFETCH(qint64, position);
+    QByteArray locator;
+    QDataStream stream(&locator, QIODevice::WriteOnly);
+    stream.setByteOrder(QDataStream::LittleEndian);
+    stream << quint32(0x07064b50) << quint32(0) << position << quint32(1);
+    QByteArray package = makePackage({file("a", "x")});
+    package.insert(package.lastIndexOf("PK\005\006"), locator);
+    const ExtractionRun run = runExtraction(asStored(package));
+    QVERIFY(!run.isGood);
+    QCOMPARE(run.errorText, "testRead(): getCurrentFileInfo(): -103\n");
+    QVERIFY(run.tree.isEmpty());
 }
 
 void ExtractionTest::packageWithoutEntries()

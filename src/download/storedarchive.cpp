@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QtEndian>
 
+#include <limits>
+
 namespace {
 
 /// Signature of the record that ends an archive (PKWARE APPNOTE 4.3.16).
@@ -35,7 +37,9 @@ void StoredArchive::close()
 
 bool StoredArchive::seek(qint64 position)
 {
-    return QIODevice::seek(position) && m_file.seek(m_start + position);
+    // The archive's own records may ask for any position.
+    const bool exists = position <= std::numeric_limits<qint64>::max() - m_start;
+    return exists && QIODevice::seek(position) && m_file.seek(m_start + position);
 }
 
 qint64 StoredArchive::size() const

@@ -5,7 +5,7 @@ from __future__ import annotations
 
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Callable
+from typing import Any, Callable
 
 from harness import processes
 from harness.accessibility import Accessible
@@ -16,8 +16,8 @@ from harness.waiting import wait_for
 
 from scenario import NEW_VERSION, VERSIONS, Stage
 
-_TITLE = "Tavlopro Updater - Version 96"
-_DOWNLOAD_SHOWN = 0.6
+TITLE = "Tavlopro Updater - Version 96"
+DOWNLOAD_SHOWN = 0.6
 
 
 @dataclass(frozen=True)
@@ -58,9 +58,11 @@ class Camera:
 
 
 @dataclass
-class Hands:
+class User:
+    """What a user has at hand, whatever the system."""
+
     desktop: Desktop
-    stage: Stage
+    stage: Any
     server: UpdateServer
     camera: Camera
     texts: Texts
@@ -71,11 +73,16 @@ class Hands:
 
     def prepare(self) -> None:
         """Has the server stop in the middle of the package, so that there is time to look."""
-        self.server.hold(self.version.package_path, _DOWNLOAD_SHOWN)
+        self.server.hold(self.version.package_path, DOWNLOAD_SHOWN)
+
+
+@dataclass
+class Hands(User):
+    stage: Stage
 
     def choose(self) -> None:
         """Takes the wanted version from the list: beta versions shown by mouse, the row picked by keyboard."""
-        window = self.desktop.windows.wait_for(_TITLE)
+        window = self.desktop.windows.wait_for(TITLE)
         wait_for(lambda: self._shows_rows(window, betas=False), "the list of versions")
         self.camera.take("list")
         self.desktop.click(window.wait_for("check box", self.texts.show_beta))
@@ -93,9 +100,9 @@ class Hands:
 
     def watch_download(self) -> None:
         """Sees the download under way and the package made ready."""
-        window = self.desktop.windows.wait_for(_TITLE)
+        window = self.desktop.windows.wait_for(TITLE)
         window.wait_for("label", self.texts.downloading.format(self.version.kind, NEW_VERSION))
-        wait_for(lambda: self._progress(window) >= _DOWNLOAD_SHOWN * 0.99, "the first part of the package")
+        wait_for(lambda: self._progress(window) >= DOWNLOAD_SHOWN * 0.99, "the first part of the package")
         self.camera.take("progress")
         self.server.release()
         window.wait_for("label", self.texts.ready)
@@ -103,7 +110,7 @@ class Hands:
 
     def install(self) -> None:
         """Starts the installation by keyboard, agrees to the cleaning, and sees the new application."""
-        window = self.desktop.windows.wait_for(_TITLE)
+        window = self.desktop.windows.wait_for(TITLE)
         button = window.wait_for("push button", self.texts.install)
         self.desktop.keys("Tab")
         wait_for(lambda: "focused" in button.states, "the focus on the button")
@@ -114,7 +121,7 @@ class Hands:
         wait_for(lambda: processes.find_by_name("xcopy.exe"), "the copy of the new files")
         self.camera.take("installing", settle=0)
         self.desktop.windows.wait_for(f"Tavlopro {NEW_VERSION}")
-        wait_for(lambda: self.desktop.windows.find(_TITLE) is None, "the end of the updater's window")
+        wait_for(lambda: self.desktop.windows.find(TITLE) is None, "the end of the updater's window")
         self.camera.take("new-application")
 
     def _shows_rows(self, window: Accessible, betas: bool) -> bool:

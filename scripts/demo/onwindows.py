@@ -11,7 +11,6 @@ from pathlib import Path
 
 from harness import processes, trees
 from harness.desktop import Desktop
-from harness.packages import Version
 from harness.trees import Tree
 from harness.updateserver import UpdateServer
 from harness.waiting import wait_for
@@ -20,20 +19,18 @@ from harness.wine import Registry, Wine
 from harness.xwindows import XWindows
 
 import scenario
-from hands import Camera, Texts
+from hands import DOWNLOAD_SHOWN, TITLE, Camera, Texts, User
 from scenario import NEW_VERSION, VERSIONS
 
-_TITLE = "Tavlopro Updater - Version 96"
 _QUESTION = "Tavlopro Update"
 _SETTINGS = r"HKEY_CURRENT_USER\Software\Q.U.I.N.T.A.\Tavlo3"
-_DOWNLOAD_SHOWN = 0.6
 
 
 def build(root: Path) -> scenario.Programs:
     """Builds the updater, its package and the equipment, and before that, once, what they are built with."""
     folder = root / "build" / "windows"
     subprocess.run([root / "scripts" / "windows-sdk"], check=True, stdout=subprocess.DEVNULL)
-    for command in (["cmake", "--preset", "windows"],
+    for command in (["cmake", "--preset", "windows", "--fresh"],
                     ["cmake", "--build", "--preset", "windows", "--target", "Freshen", "Tavlopro", "xcopy",
                      "windowreader"],
                     ["cpack", "--config", "build/windows/CPackConfig.cmake", "-B", "build/windows/package"]):
@@ -155,60 +152,48 @@ def find_updater(*arguments: str) -> int | None:
 
 
 @dataclass
-class WindowsHands:
+class WindowsHands(User):
     """What a user does at the keyboard."""
 
-    desktop: Desktop
     stage: WindowsStage
-    server: UpdateServer
-    camera: Camera
-    texts: Texts
-
-    @property
-    def version(self) -> Version:
-        return next(version for version in VERSIONS if version.number == NEW_VERSION)
-
-    def prepare(self) -> None:
-        """Has the server stop in the middle of the package, so that there is time to look."""
-        self.server.hold(self.version.package_path, _DOWNLOAD_SHOWN)
 
     def choose(self) -> None:
         """Takes the wanted version from the list, the beta versions shown."""
         reports, windows = self.stage.reports, XWindows(self.desktop)
-        reports.wait_for(_TITLE, lambda widgets: NEW_VERSION in _shown(widgets), "the list of versions")
+        reports.wait_for(TITLE, lambda widgets: NEW_VERSION in _shown(widgets), "the list of versions")
         self.camera.take("list")
-        windows.keys(_TITLE, "Tab", "space")
+        windows.keys(TITLE, "Tab", "space")
         betas = {version.number for version in VERSIONS if version.kind == "Beta"}
-        reports.wait_for(_TITLE, lambda widgets: betas < set(_shown(widgets)), "the beta versions in the list")
+        reports.wait_for(TITLE, lambda widgets: betas < set(_shown(widgets)), "the beta versions in the list")
         self.camera.take("list-with-betas")
-        row = _shown(reports.widgets(_TITLE)).index(NEW_VERSION)
-        windows.keys(_TITLE, "shift+Tab", "Home", *["Down"] * row)
-        reports.wait_for(_TITLE, lambda widgets: widgets["versionsTreeWidget"]["current"] == row, "the chosen row")
+        row = _shown(reports.widgets(TITLE)).index(NEW_VERSION)
+        windows.keys(TITLE, "shift+Tab", "Home", *["Down"] * row)
+        reports.wait_for(TITLE, lambda widgets: widgets["versionsTreeWidget"]["current"] == row, "the chosen row")
         self.camera.take("choice")
-        windows.keys(_TITLE, "Return")
+        windows.keys(TITLE, "Return")
 
     def watch_download(self) -> None:
         """Sees the download under way and the package made ready."""
         self.stage.reports.wait_for_text(
-            _TITLE, "label", self.texts.downloading.format(self.version.kind, NEW_VERSION))
+            TITLE, "label", self.texts.downloading.format(self.version.kind, NEW_VERSION))
         self.stage.reports.wait_for(
-            _TITLE, lambda widgets: widgets["progressBar"]["value"] >= widgets["progressBar"]["maximum"] *
-            _DOWNLOAD_SHOWN * 0.95 > 0, "the first part of the package")
+            TITLE, lambda widgets: widgets["progressBar"]["value"] >= widgets["progressBar"]["maximum"] *
+            DOWNLOAD_SHOWN * 0.95 > 0, "the first part of the package")
         self.camera.take("progress")
         self.server.release()
-        self.stage.reports.wait_for_text(_TITLE, "label", self.texts.ready)
+        self.stage.reports.wait_for_text(TITLE, "label", self.texts.ready)
         self.camera.take("ready")
 
     def install(self) -> None:
         """Starts the installation, agrees to the cleaning, and sees the new application."""
         windows = XWindows(self.desktop)
-        self.stage.reports.wait_for_text(_TITLE, "multiButton", self.texts.install)
-        windows.keys(_TITLE, "Tab", "space")
+        self.stage.reports.wait_for_text(TITLE, "multiButton", self.texts.install)
+        windows.keys(TITLE, "Tab", "space")
         assert windows.read_box(_QUESTION).text.startswith(self.texts.clean)
         self.camera.take("cleaning-question")
         windows.keys(_QUESTION, "Return")
         windows.wait_for(f"Tavlopro {NEW_VERSION}", 60.0)
-        windows.wait_for_end(_TITLE)
+        windows.wait_for_end(TITLE)
         self.camera.take("new-application")
 
 

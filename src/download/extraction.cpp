@@ -53,6 +53,12 @@ QString withCode(const char *message, int code)
     return QString::fromLatin1(message).arg(code);
 }
 
+/// \a name with a sign for each zero, which a label would end at and a log had better not hold.
+QString showable(QString name)
+{
+    return name.replace(QChar::Null, QChar::ReplacementCharacter);
+}
+
 /// Unpacks the archive's current entry.
 Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const QString &targetFolder)
 {
@@ -70,7 +76,7 @@ Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const
     if (entry.getZipError() != UNZ_OK)
         return withCode("unzip(): file.getFileName(): %1", entry.getZipError());
     if (!isSafeEntryName(storedName))
-        return QStringLiteral("unzip(): unsafe entry name: %1").arg(storedName);
+        return QStringLiteral("unzip(): unsafe entry name: %1").arg(showable(storedName));
 
     const QString target = QDir::toNativeSeparators(targetFolder + QLatin1Char('/')) + name;
     if (name.contains(QDir::separator()))

@@ -23,9 +23,6 @@ from stage import LOOKS, VERSIONS, Build, Look, Stage, application, old_installa
 
 _BUILD = Path(os.environ["FRESHEN_WINDOWS_BUILD"])
 _SCREEN = (1600, 1200)
-# On a machine that is under heavy load, Wine's TLS now and then gives up a connection with a server that it trusts. A
-# test that fails with this in its log, and only such a test, is tried once more (pytest.ini).
-_WINE_TLS = "SSL handshake failed"
 
 
 def pytest_configure(config: pytest.Config) -> None:
@@ -150,8 +147,6 @@ def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
     log = stage.log()
     evidence.with_suffix(".log").write_text(log, encoding="utf-8")
     report.sections.append((f"debug log ({evidence}.log), its last lines", "\n".join(log.splitlines()[-12:])))
-    if _WINE_TLS in log and report.longrepr.reprcrash is not None:
-        report.longrepr.reprcrash.message += f" ({_WINE_TLS})"
     report.sections.append(("windows", "\n".join(stage.windows.titles())))
     for name, value in item.funcargs.items():
         if hasattr(value, "evidence"):

@@ -89,13 +89,16 @@ def values(figure: Figure, samples: dict[str, list[Sample]], which: Value | floa
     return [sample[value] * scale for sample in samples[side] if value in sample]
 
 
+def middle(numbers: list[float]) -> float | None:
+    return median(numbers) if numbers else None
+
+
 def row_of(figure: Figure, samples: dict[str, list[Sample]], peaks: dict[str, float | None]) -> Row:
     ours = values(figure, samples, figure.ours, figure.scale[0])
     peer = values(figure, samples, figure.peer, figure.scale[1])
     ratios = [a / b for a, b in zip(ours, peer)]
     peer_peak = None if isinstance(figure.peer, float) else peaks[figure.peer[0]]
-    return Row(Result(figure.name, median(ours) if ours else None, median(peer), figure.unit,
-                      median(ratios) if ratios else None, figure.target),
+    return Row(Result(figure.name, middle(ours), middle(peer), figure.unit, middle(ratios), figure.target),
                (min(ratios), max(ratios)) if ratios else None, (peaks[figure.ours[0]], peer_peak))
 
 

@@ -11,18 +11,20 @@ from contextlib import ExitStack, contextmanager
 from dataclasses import dataclass
 from pathlib import Path
 
+from harness.desktop import Desktop
 from harness.installation import Home, write_settings
 from harness.packages import VERSIONS_PATH, Version
 from harness.waiting import wait_for
+from harness.wine import Wine
 
 import inputs
 from inputs import MIB
-from measuring import Command, Function, Sample, Side, Started, Step
+from measuring import Command, Function, Sample, Side, Started, Step, WindowsStep
 from webserver import serving
 
 _ROOT = Path(__file__).resolve().parents[1]
 _PROGRAMS = _ROOT / "build" / "bench" / "bin"
-_WINDOWS_PACKAGES = _ROOT / "build" / "windows" / "package"
+_WINDOWS = _ROOT / "build" / "windows"
 _VERSION = Version("26.05.7200", "Stable", "0", "01.05.2026", "Faster and smaller")
 
 # One value of a side: the side's name, and which of its values.
@@ -255,26 +257,38 @@ def relocation(stage: Stage) -> Group:
     return Group([Figure("relocation", ("updater", "wall"), ("cp", "wall"), "s", 1.3)], sides)
 
 
+class _Tree:
+    """An installation to be cleaned and copied, and how the peers do that."""
+
+    def __init__(self, stage: Stage, place: Path) -> None:
+        self._stage = stage
+        self.source, self.target = place / "source", place / "target"
+        inputs.make_tree(self.source, stage.sized(5000, 50), stage.sized(500 * MIB, MIB))
+
+    def fill(self) -> None:
+        self.remove()
+        shutil.copytree(self.source, self.target)
+
+    def empty(self) -> None:
+        self._stage.empty(self.target)
+
+    def remove(self) -> None:
+        shutil.rmtree(self.target, ignore_errors=True)
+
+    def rm(self) -> Side:
+        return Command(self._stage.environment, "rm", "-r", self.target, prepare=self.fill)
+
+    def cp(self) -> Side:
+        return Command(self._stage.environment, "cp", "-r", self.source, self.target, prepare=self.remove)
+
+
 def installation(stage: Stage) -> Group:
-    source, target = stage.folder / "source", stage.folder / "target"
-    inputs.make_tree(source, stage.sized(5000, 50), stage.sized(500 * MIB, MIB))
-    steps = stage.program("steps")
-
-    def fill() -> None:
-        shutil.rmtree(target, ignore_errors=True)
-        shutil.copytree(source, target)
-
-    def empty() -> None:
-        stage.empty(target)
-
-    def remove() -> None:
-        shutil.rmtree(target, ignore_errors=True)
-
+    tree, steps = _Tree(stage, stage.folder), stage.program("steps")
     sides: dict[str, Side] = {
-        "cleaning": Step(stage.environment, steps, "clean", target, prepare=fill),
-        "rm": Command(stage.environment, "rm", "-r", target, prepare=fill),
-        "copying": Step(stage.environment, steps, "copy", source, target, prepare=empty),
-        "cp": Command(stage.environment, "cp", "-r", source, target, prepare=remove),
+        "cleaning": Step(stage.environment, steps, "clean", tree.target, prepare=tree.fill),
+        "rm": tree.rm(),
+        "copying": Step(stage.environment, steps, "copy", tree.source, tree.target, prepare=tree.empty),
+        "cp": tree.cp(),
     }
     return Group([
         Figure("cleaning", ("cleaning", "wall"), ("rm", "wall"), "s", 1.2),
@@ -301,20 +315,71 @@ def precheck(stage: Stage) -> Group:
     })
 
 
-class _PackageSize:
-    """The size of the Windows package, as far as it has been made."""
+def _windows_package() -> Path | None:
+    """The package of the Windows program, where it has been made."""
+    return max((_WINDOWS / "package").glob("*.zip"), default=None)
+
+
+class _NotMade:
+    """Stands for something of the Windows program where that has not been made."""
 
     def sample(self) -> Sample:
-        packages = sorted(_WINDOWS_PACKAGES.glob("*.zip"))
-        return {"size": packages[-1].stat().st_size / MIB} if packages else {}
+        return {}
 
-    def peak(self) -> float | None:
+    def peak(self) -> None:
         return None
+
+
+class _Size:
+    """The size of a file."""
+
+    def __init__(self, file: Path) -> None:
+        self._file = file
+
+    def sample(self) -> Sample:
+        return {"size": self._file.stat().st_size / MIB}
+
+    def peak(self) -> None:
+        return None
+
+
+def installation_under_wine(stage: Stage) -> Group:
+    group = Group([
+        Figure("cleaning-wine", ("cleaning", "wall"), ("rm", "wall"), "s", None),
+        Figure("copy-wine", ("copying", "wall"), ("cp", "wall"), "s", None),
+    ], dict.fromkeys(("cleaning", "rm", "copying", "cp"), _NotMade()))
+    package = _windows_package()
+    if package is None:
+        return group
+    sockets = stage.folder / "desktop"
+    sockets.mkdir(mode=0o700)
+    desktop = stage.resources.enter_context(Desktop(sockets))
+    wine = stage.resources.enter_context(Wine(stage.folder / "windows", desktop.environment))
+    wine.create()
+    program = wine.drive / "run" / "bin" / "steps.exe"
+    shutil.unpack_archive(package, program.parent)
+    shutil.copy2(_WINDOWS / "bin" / "steps.exe", program)
+    tree = _Tree(stage, wine.drive)
+
+    def step(name: str, *folders: Path, prepare: Callable[[], None]) -> WindowsStep:
+        return WindowsStep(wine, program, name, *(str(wine.path(folder)) for folder in folders), prepare=prepare,
+                           # Before Wine's own copying tool stands one that drops what Wine's does not know.
+                           variables={"WINEPATH": str(wine.path(_WINDOWS / "equipment" / "windows" / "tools"))})
+
+    group.sides.update({
+        "cleaning": step("clean", tree.target, prepare=tree.fill),
+        "rm": tree.rm(),
+        "copying": step("copy", tree.source, tree.target, prepare=tree.empty),
+        "cp": tree.cp(),
+    })
+    return group
 
 
 def package_size(stage: Stage) -> Group:
     del stage
-    return Group([Figure("package-size", ("package", "size"), 12.0, "MiB", 1.0)], {"package": _PackageSize()})
+    package = _windows_package()
+    return Group([Figure("package-size", ("package", "size"), 12.0, "MiB", 1.0)],
+                 {"package": _NotMade() if package is None else _Size(package)})
 
 
 def _reading_figures(name: str) -> list[str]:
@@ -334,6 +399,7 @@ GROUPS: dict[Callable[[Stage], Group], list[str]] = {
     debug_log: ["debug-log-line"],
     relocation: ["relocation"],
     installation: ["cleaning", "copy"],
+    installation_under_wine: ["cleaning-wine", "copy-wine"],
     precheck: ["precheck-round"],
     package_size: ["package-size"],
 }

@@ -13,6 +13,8 @@ from collections.abc import Callable, Mapping, Sequence
 from pathlib import Path
 from typing import Protocol
 
+from harness.wine import Wine
+
 # What one run gave: times in seconds, memory in MiB, by name.
 Sample = dict[str, float]
 
@@ -25,8 +27,8 @@ class Side(Protocol):
     def sample(self) -> Sample:
         """Runs it once."""
 
-    def peak(self) -> float:
-        """Runs it once and returns the most memory that it had at a time."""
+    def peak(self) -> float | None:
+        """Runs it once and returns the most memory that it had at a time, if that can be told."""
 
 
 def nothing() -> None:
@@ -71,6 +73,33 @@ class Step(Command):
         self._prepare()
         report = json.loads(self._run(*self._command))
         return {"wall": report["seconds"], "stall": report["stall"]}
+
+
+class WindowsStep:
+    """One step of the window of the Windows program, which tells itself how long it took: "wall" and "stall"."""
+
+    def __init__(self, wine: Wine, program: Path, *arguments: str, variables: Mapping[str, str],
+                 prepare: Callable[[], None]) -> None:
+        self._wine = wine
+        self._variables = variables
+        self._program = program
+        self._arguments = arguments
+        self._prepare = prepare
+
+    def sample(self) -> Sample:
+        self._prepare()
+        with tempfile.NamedTemporaryFile("r") as output:
+            process = self._wine.start(self._program, *self._arguments, variables=self._variables,
+                                       output=Path(output.name))
+            if process.wait(_PATIENCE) != 0:
+                raise RuntimeError(f"{self._program} {shlex.join(self._arguments)} ended with {process.returncode}")
+            # The lines of the debug log are there as well.
+            report = next(json.loads(line) for line in output if line.startswith('{"seconds"'))
+        return {"wall": report["seconds"], "stall": report["stall"]}
+
+    def peak(self) -> None:
+        """Is not told: what is Wine's and what the program's would not be known."""
+        self.sample()
 
 
 class Function(Command):

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import struct
 import zipfile
 from dataclasses import dataclass
 from pathlib import Path
@@ -52,6 +53,17 @@ def write_package(file: Path, entries: Tree, root: str = "Tavlopro") -> None:
         _add(archive, root, Entry(None))
         for path, entry in sorted(entries.items()):
             _add(archive, f"{root}/{path}", entry)
+
+
+def as_large(package: bytes) -> bytes:
+    """The same archive with its counts and places in the records for large archives alone (ZIP64, PKWARE APPNOTE
+    4.3.14 and 4.3.15)."""
+    end = package.rindex(b"PK\5\6")
+    entries, size, start = struct.unpack("<HII", package[end + 10:end + 20])
+    record = struct.pack("<4sQHHIIQQQQ", b"PK\6\6", 44, 45, 45, 0, 0, entries, entries, size, start)
+    locator = struct.pack("<4sIQI", b"PK\6\7", 0, end, 1)
+    old_end = struct.pack("<4sHHHHIIH", b"PK\5\6", 0, 0, 0xFFFF, 0xFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0)
+    return package[:end] + record + locator + old_end
 
 
 def _add(archive: zipfile.ZipFile, path: str, entry: Entry) -> None:

@@ -7,10 +7,11 @@ A package has one folder at its top. The others here are small ones of each kind
 from __future__ import annotations
 
 import io
-import struct
 import sys
 import zipfile
 from pathlib import Path
+
+from harness.packages import as_large
 
 DATE = (2026, 5, 1, 12, 0, 0)
 UNIX = 3
@@ -31,16 +32,6 @@ def archive(*entries: tuple[zipfile.ZipInfo, bytes], comment: bytes = b"") -> by
         for info, content in entries:
             package.writestr(info, content)
     return stream.getvalue()
-
-
-def large(package: bytes) -> bytes:
-    """The same archive with its counts and places in the ZIP64 records alone."""
-    end = package.rindex(b"PK\5\6")
-    entries, size, start = struct.unpack("<HII", package[end + 10:end + 20])
-    record = struct.pack("<4sQHHIIQQQQ", b"PK\6\6", 44, 45, 45, 0, 0, entries, entries, size, start)
-    locator = struct.pack("<4sIQI", b"PK\6\7", 0, end, 1)
-    old_end = struct.pack("<4sHHHHIIH", b"PK\5\6", 0, 0, 0xFFFF, 0xFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0)
-    return package[:end] + record + locator + old_end
 
 
 def written_in_one_go() -> bytes:
@@ -71,7 +62,7 @@ def packages() -> dict[str, bytes]:
     )
     return {
         "plain": plain,
-        "large": large(plain),
+        "large": as_large(plain),
         "empty": archive(),
         "comment": archive((entry("file"), b"x"), comment=b"PK\5\6 and more"),
         "zeros": archive((entry("zeros"), b"\0" * 300_000)),

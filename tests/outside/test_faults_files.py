@@ -11,17 +11,16 @@ import pytest
 
 from harness import trees
 from harness.trees import Entry, file
-from rig import offers
 from rig.evidence import becomes, same
-from rig.faults import (ENDED, READY, UNTOUCHED, confirm, ends, failed_copying, failed_unpacking, note, saw, told,
-                        unpacking_log)
-from rig.offers import CHOSEN, DESCRIPTION_PATH, MEGABYTE, PACKAGE_PATH
+from rig.faults import (ENDED, READY, UNTOUCHED, confirm, ends, failed_copying, failed_unpacking, note, saw, serving,
+                        told, unpacking_log)
+from rig.offers import CHOSEN, MEGABYTE
 from rig.run import Run
 from rig.screen import Screen
 from rig.sight import contents
 from rig.texts import TEXTS
 from rig.views import held, read_only, small_disk
-from rig.wire import Answer, WireServer
+from rig.wire import WireServer
 
 pytestmark = pytest.mark.usefixtures("views")
 
@@ -33,12 +32,8 @@ INSTALLED = {"Tavlopro.exe": Entry(b"#!/bin/sh\nexit 0\n", executable=True), "le
 
 @pytest.fixture
 def server(exits: ExitStack, run: Run) -> WireServer:
-    """A server that offers the version and the package, and is the one of the run's settings."""
-    started = exits.enter_context(WireServer({DESCRIPTION_PATH: Answer(offers.description(CHOSEN)),
-                                              PACKAGE_PATH: Answer(offers.package())}))
-    run.write_settings(port2=started.port)
-    trees.write(run.installation, trees.tree(INSTALLED))
-    return started
+    """A server of a version with its package, and what is installed."""
+    return serving(exits, run, INSTALLED)
 
 
 def start(run: Run, screen: Screen, through: Sequence[str] = ()) -> None:

@@ -11,13 +11,13 @@ from pathlib import Path
 
 import pytest
 
-from harness import processes, trees
+from harness import processes
 from harness.trees import Entry, file
 from harness.waiting import wait_for
 from rig import offers
 from rig.evidence import becomes, same
-from rig.faults import ENDED, UNTOUCHED, confirm, ends, failed_copying, remains, saw
-from rig.offers import CHOSEN, DESCRIPTION_PATH, PACKAGE_PATH
+from rig.faults import ENDED, UNTOUCHED, confirm, ends, failed_copying, remains, saw, serving
+from rig.offers import PACKAGE_PATH
 from rig.run import Run
 from rig.screen import Screen
 from rig.sight import Sight, contents
@@ -39,12 +39,8 @@ WRONG = 'box "Tavlopro Update": The destination path seems wrong. Aborting!'
 
 @pytest.fixture
 def server(exits: ExitStack, run: Run) -> WireServer:
-    """A server that offers the version and the package, and is the one of the run's settings."""
-    started = exits.enter_context(WireServer({DESCRIPTION_PATH: Answer(offers.description(CHOSEN)),
-                                              PACKAGE_PATH: Answer(offers.package())}))
-    run.write_settings(port2=started.port)
-    trees.write(run.installation, trees.tree(INSTALLED))
-    return started
+    """A server of a version with its package, and what is installed."""
+    return serving(exits, run, INSTALLED)
 
 
 def copying(run: Run, script: str) -> dict[str, str]:

@@ -8,16 +8,21 @@ The text may name parameters of the test in braces."""
 from __future__ import annotations
 
 import re
-from collections.abc import Sequence
+from collections.abc import Mapping, Sequence
+from contextlib import ExitStack
 from pathlib import Path
 
+from harness import trees
+from harness.trees import Entry
 from harness.waiting import wait_for
 
+from . import offers
 from .evidence import LogLine, becomes, same
 from .run import Run
 from .screen import Screen
 from .sight import Sight, contents
 from .started import StartedUpdater
+from .wire import Answer, WireServer
 
 ENDED = "nothing: the updater has ended"
 READY = '"Update ready to install!", button "Install Update and Relaunch Tavlopro..."'
@@ -33,6 +38,15 @@ _TELLING = re.compile(r'WARNING|ERROR_|\bError |Connection failed|No Version fou
                       r'|explorer not found|success: false|download aborted|"STD ERROR:\\n[^"]|[1-9] NormalExit|CrashExit')
 # The display's own complaints.
 _NOISE = re.compile(r"QXcbConnection|This plugin does not support ")
+
+
+def serving(exits: ExitStack, run: Run, installed: Mapping[str, Entry]) -> WireServer:
+    """A server that offers one version with its package, for a run with these files installed, whose settings name it."""
+    server = exits.enter_context(WireServer({offers.DESCRIPTION_PATH: Answer(offers.description(offers.CHOSEN)),
+                                             offers.PACKAGE_PATH: Answer(offers.package())}))
+    run.write_settings(port2=server.port)
+    trees.write(run.installation, trees.tree(installed))
+    return server
 
 
 def failed_unpacking(reason: str) -> str:

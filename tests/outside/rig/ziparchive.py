@@ -3,10 +3,10 @@
 from __future__ import annotations
 
 import io
-import struct
 import zipfile
 
 from foldermodel import File, Folder, Model
+from harness.packages import as_large
 
 _UNIX = 3
 _REGULAR, _DIRECTORY = 0o100000, 0o040000
@@ -15,13 +15,7 @@ _DOS_FOLDER = 0x10
 
 def large_archive(files: Model) -> bytes:
     """The same package with its counts and places where only readers of large archives (ZIP64) find them."""
-    package = archive(files)
-    end = package.rindex(b"PK\5\6")
-    entries, size, start = struct.unpack("<HII", package[end + 10:end + 20])
-    record = struct.pack("<4sQHHIIQQQQ", b"PK\6\6", 44, 45, 45, 0, 0, entries, entries, size, start)
-    locator = struct.pack("<4sIQI", b"PK\6\7", 0, end, 1)
-    old_end = struct.pack("<4sHHHHIIH", b"PK\5\6", 0, 0, 0xFFFF, 0xFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0)
-    return package[:end] + record + locator + old_end
+    return as_large(archive(files))
 
 
 def archive(files: Model) -> bytes:

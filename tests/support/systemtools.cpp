@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QTest>
 
 SystemTools::SystemTools() : m_path(qgetenv("PATH")), m_systemRoot(qgetenv("SYSTEMROOT"))
 {
@@ -25,6 +26,8 @@ SystemTools::~SystemTools()
         qunsetenv("SYSTEMROOT");
     else
         qputenv("SYSTEMROOT", m_systemRoot);
+    // A shell that nobody has waited for may be about to note its call there.
+    static_cast<void>(QTest::qWaitFor([this] { return QDir(m_folder.path()).removeRecursively(); }));
 }
 
 void SystemTools::place(const QString &path)

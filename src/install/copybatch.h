@@ -25,9 +25,8 @@ struct CopyBatch
 /// of a folder is written so that the copy is given the name as it is.
 [[nodiscard]] QString copyCommand(const QString &source, const QString &destination, BatchShell shell = batchShell());
 
-/// Writes \a line to the batch file at \a path, in the system's 8-bit code page, replacing an older one. A character
-/// outside that code page cannot be written faithfully, and the command interpreter may read one beyond ASCII in the
-/// code page of the console instead. Failures are logged.
+/// Writes \a line to the batch file at \a path, in the system's 8-bit code page, which startBatch() has it read in too,
+/// replacing an older one. A character outside that code page cannot be written faithfully. Failures are logged.
 void writeBatchFile(const QString &path, const QString &line);
 
 /// How a copy ended.

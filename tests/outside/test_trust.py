@@ -5,6 +5,8 @@ from __future__ import annotations
 from collections.abc import Callable
 from pathlib import Path
 
+import pytest
+
 from harness import trees
 from harness.desktop import Desktop
 from harness.updateserver import UpdateServer
@@ -55,10 +57,11 @@ def test_log_follows_a_link(run: Run) -> None:
     same("before", other.read_text().splitlines()[0], "first line")
 
 
-def test_plugins_of_the_environment(run: Run, folder: Path) -> None:
-    """Plug-ins are looked for beside the updater and in the folder that QT_PLUGIN_PATH names; the log tells both."""
+@pytest.mark.parametrize("variable", ["QT_PLUGIN_PATH", "QT_QPA_PLATFORM_PLUGIN_PATH"])
+def test_plugins_of_the_environment(run: Run, folder: Path, variable: str) -> None:
+    """Plug-ins are looked for beside the updater and in the folder that either variable names; the log tells both."""
     program = run.place_relocated()
-    run.start("neither", variables={"QT_PLUGIN_PATH": str(folder)})
+    run.start("neither", variables={variable: str(folder)})
     line = run.wait_for_log("libraryPaths:").text
     for path in (folder, program.parent):
         assert f'"{path}"' in line, line

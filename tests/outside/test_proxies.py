@@ -219,6 +219,7 @@ def test_unsuitable_proxy(run: Run, exits: ExitStack, kind: int, protocol: str) 
 
 
 @http_kinds
+@pytest.mark.fault("server", "The proxy refuses the user")
 def test_proxy_failure_is_shown(run: Run, screen: Screen, nginx: Nginx, basic: Squid, kind: int) -> None:
     """When the proxy refuses the user, a box says that the connection failed and why; after it the run ends with 0."""
     run.write_settings(proxy(kind, basic.port, User("ada", "wrong")), port2=nginx.port)

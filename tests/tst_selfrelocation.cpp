@@ -20,7 +20,9 @@ private slots:
     void removeFolderEmptiesAnEarlierRun();
     void removeFolderWithoutAFolder();
     void removeFolderTakesHiddenFiles();
+    void removeFolderLeavesWhatALinkLeadsTo_data();
     void removeFolderLeavesWhatALinkLeadsTo();
+    void removeFolderTakesNamesThatBeginWithAColon();
     void removeFolderStopsAtWhatItCannotRemove();
     void copiesExecutablePluginsAndLibraries();
     void copiesWithoutLibraries();
@@ -129,15 +131,34 @@ void SelfRelocationTest::removeFolderTakesHiddenFiles()
     QVERIFY(!QFileInfo::exists(file("freshen")));
 }
 
+void SelfRelocationTest::removeFolderLeavesWhatALinkLeadsTo_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::newRow("in the folder") << "freshen/sub/link";
+    QTest::newRow("in its place") << "freshen";
+}
+
 void SelfRelocationTest::removeFolderLeavesWhatALinkLeadsTo()
 {
+    QFETCH(QString, link);
+    const QString path = m_folder->filePath(link);
     writeFile(file("elsewhere/letter.txt"), "mine");
-    QDir().mkpath(file("freshen/sub"));
-    if (!QFile::link(file("elsewhere"), file("freshen/sub/link")) || !QFileInfo(file("freshen/sub/link")).isDir())
+    QDir().mkpath(QFileInfo(path).path());
+    if (!QFile::link(file("elsewhere"), path) || !QFileInfo(path).isDir())
         QSKIP("Links to folders cannot be made here.");
     QVERIFY(removeFolder(file("freshen")));
     QVERIFY(!QFileInfo::exists(file("freshen")));
     QCOMPARE(readFile(file("elsewhere/letter.txt")), QByteArray("mine"));
+}
+
+void SelfRelocationTest::removeFolderTakesNamesThatBeginWithAColon()
+{
+#ifdef Q_OS_WIN
+    QSKIP("Windows knows no such names.");
+#endif
+    writeFile(file("freshen/:old"), "old");
+    QVERIFY(removeFolder(file("freshen")));
+    QVERIFY(!QFileInfo::exists(file("freshen")));
 }
 
 void SelfRelocationTest::removeFolderStopsAtWhatItCannotRemove()

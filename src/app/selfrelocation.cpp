@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QTextStream>
 
+#include <algorithm>
+
 namespace {
 
 /// The Qt plug-ins that the updater needs beside itself.
@@ -48,16 +50,22 @@ void warn(const char *operation, const QString &path)
     qWarning() << operation << path << "-" << reason;
 }
 
-/// Removes \a entry of \a folder: a folder with all that it holds, but of a link to a folder only the link.
-bool removeEntry(QDir &folder, const QFileInfo &entry)
+/// Removes \a entry: a folder with all that it holds, but of a link to a folder only the link.
+bool removeEntry(const QFileInfo &entry)
 {
+    const QString path = entry.filePath();
     const bool isLink = entry.isSymLink() || entry.isJunction();
-    if (entry.isDir() && !isLink)
-        return removeFolder(entry.filePath());
+    const bool isFolder = entry.isDir() && !isLink;
+    if (isFolder) {
+        const QDir::Filters everything = QDir::Dirs | QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+        const QFileInfoList entries = QDir(path).entryInfoList(everything, QDir::Unsorted);
+        if (!std::all_of(entries.begin(), entries.end(), removeEntry))
+            return false;
+    }
     // Some links to folders count as files, others as folders.
-    if (folder.remove(entry.fileName()) || (isLink && folder.rmdir(entry.fileName())))
+    if ((!isFolder && QFile::remove(path)) || ((isFolder || isLink) && QDir().rmdir(path)))
         return true;
-    warn("Cannot remove", entry.filePath());
+    warn("Cannot remove", path);
     return false;
 }
 
@@ -93,20 +101,8 @@ void writeHandOver(const RelocationPaths &paths)
 
 bool removeFolder(const QString &path)
 {
-    QDir folder(path);
-    if (!folder.exists())
-        return true;
-    const QDir::Filters everything = QDir::Dirs | QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
-    const QFileInfoList entries = folder.entryInfoList(everything, QDir::Unsorted);
-    for (const QFileInfo &entry : entries) {
-        if (!removeEntry(folder, entry))
-            return false;
-    }
-    const QFileInfo self(folder.absolutePath());
-    if (self.dir().rmdir(self.fileName()))
-        return true;
-    warn("Cannot remove", self.filePath());
-    return false;
+    const QFileInfo folder(QDir(path).absolutePath());
+    return !folder.exists() || removeEntry(folder);
 }
 
 void copyUpdater(const RelocationPaths &paths)

@@ -25,9 +25,9 @@ struct RelocationPaths
 /// Writes the absolute path of the source folder (UTF-8, no line end) to a new hand-over file. Failures are logged.
 void writeHandOver(const RelocationPaths &paths);
 
-/// Removes the folder \a path with all that it holds, hidden entries too; what a link leads to is left alone. Returns
-/// whether the folder is gone; stops at the first entry that cannot be removed, and logs it. A folder that does not
-/// exist counts as removed.
+/// Removes the folder \a path with all that it holds, hidden entries too. What a link leads to is left alone, even
+/// where the path itself is one. Returns whether the folder is gone; stops at the first entry that cannot be removed,
+/// and logs it. A folder that does not exist counts as removed.
 bool removeFolder(const QString &path);
 
 /// Copies the updater's executable, the plug-ins that it needs and all libraries beside it into the temporary folder. A

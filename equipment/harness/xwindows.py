@@ -48,6 +48,13 @@ class XWindows:
         self.wait_for(title)
         self._desktop.keys(*names)
 
+    def answer(self, title: str, *names: str) -> None:
+        """Presses keys in the window of this title, and waits until it is gone; another of the same title may follow."""
+        self.wait_for(title)
+        window = self._window(title)
+        self._desktop.keys(*names)
+        wait_for(lambda: window not in self._visible(), f"the end of one window {title!r}")
+
     def read_box(self, title: str) -> Box:
         """What the message box of this title says. On Windows, Ctrl+C in a message box copies all of it."""
         self._run("xclip", "-selection", "clipboard", "-in", text="nothing")
@@ -60,8 +67,11 @@ class XWindows:
         parts = wait_for(copied, f"the text of the box {title!r}").split(_RULER)
         return Box(parts[1].removesuffix("\n"), parts[2].removesuffix("\n"), tuple(parts[3].split()))
 
+    def _window(self, title: str) -> str | None:
+        return next((window for window in self._visible() if self._title(window) == title), None)
+
     def _give_keyboard(self, title: str) -> bool:
-        window = next((window for window in self._visible() if self._title(window) == title), None)
+        window = self._window(title)
         if window is None:
             return False
         if self._run("xdotool", "getwindowfocus").strip() != window:

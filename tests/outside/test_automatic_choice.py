@@ -4,7 +4,6 @@ from __future__ import annotations
 
 import pytest
 
-from harness.installation import write_settings
 from harness.packages import VERSIONS_PATH
 from harness.updateserver import UpdateServer
 from harness.waiting import wait_for
@@ -12,6 +11,7 @@ from rig.catalogue import listed
 from rig.evidence import becomes, same
 from rig.run import Run
 
+# No system is of version 99.0: a line that asks for it is held back everywhere.
 FIX = "26.06.7150|Stable|7100|d|i"
 STABLE = "26.06.7100|Stable|0|d|i", FIX, "26.06.7200|Stable|0|d|i"
 
@@ -38,7 +38,7 @@ def choose(run: Run, *lines: str, beta: bool = False) -> list[str]:
     (("26.06.7120|Stable|-1|d|i", "26.06.7160|Stable|0|d|i"), False, "26.06.7120STABLE"),
     ((FIX, "26.06.7120|Stable|1|d|i"), False, "26.06.7150STABLE"),
     (("26.06.7200|Stable|7086|d|i|7087", "26.06.7190|Stable|7086|d|i|7086"), False, "26.06.7190STABLE"),
-    (("26.06.7200|Stable||d|i|7086|0.0", "26.06.7190|Stable||d|i"), False, "26.06.7190STABLE"),
+    (("26.06.7200|Stable||d|i|7086|99.0", "26.06.7190|Stable||d|i"), False, "26.06.7190STABLE"),
     (("26.06.7200|Nightly||d|i", "26.06.7210|Test||d|i|7086", "26.06.7190|Stable||d|i"), True, "26.06.7190STABLE"),
     (("26.06.7200|Stable||d|first", "27.00.7200|Stable||d|second"), False, "27.00.7200STABLE"),
     (("26.05.7086|Stable|0|d|i", "26.04.7000|Stable||d|i"), False, "26.05.7086STABLE"),
@@ -52,7 +52,7 @@ def test_choice(run: Run, lines: tuple[str, ...], beta: bool, package: str) -> N
 
 
 @pytest.mark.parametrize("lines", [("26.05.7085|Stable||d|i", "26.01.7000|Stable|6999|d|i"), ("26.07.7300|Beta||d|i",),
-                                   ("26.07.7300|Stable||d|i|9999",), ("26.07.7300|Stable|1|d|i|7086|10.0",),
+                                   ("26.07.7300|Stable||d|i|9999",), ("26.07.7300|Stable|1|d|i|7086|99.0",),
                                    ("nonsense",)], ids=str)
 def test_no_choice(run: Run, lines: tuple[str, ...]) -> None:
     """Where no line is newer and eligible nothing is asked for, and the log ends with each line of the file."""
@@ -72,9 +72,9 @@ def test_no_choice(run: Run, lines: tuple[str, ...]) -> None:
     ("26.05.7200|Test||d|i|7000", ['WARNING: "Test" is unknown type']),
     ("26.05.7200|Stable|7100|d|i|7000", ["latestStableFix 7100 7200"]),
     ("26.05.7200|Stable|7100|d|i", []),
-    ("26.05.7200|Test||d|i|7000|6.1", ["WARNING: ignoring test build 7200", "t0 7086 7086"]),
-    ("26.05.7200|Stable||d|i|7000|6.1", ["t0 7086 7200"]),
-    ("26.05.7200|Beta||d|i|7000|6.1", ["t0 7200 7086"]),
+    ("26.05.7200|Test||d|i|7000|99.0", ["WARNING: ignoring test build 7200", "t0 7086 7086"]),
+    ("26.05.7200|Stable||d|i|7000|99.0", ["t0 7086 7200"]),
+    ("26.05.7200|Beta||d|i|7000|99.0", ["t0 7200 7086"]),
 ])
 def test_what_the_log_says_of_a_line(run: Run, line: str, warnings: list[str]) -> None:
     """Each line that is left out, and each fix, has its words in the log."""
@@ -88,7 +88,7 @@ def test_what_the_log_says_of_a_line(run: Run, line: str, warnings: list[str]) -
 
 def test_test_builds_where_allowed(run: Run) -> None:
     """Where the updater's own settings allow test builds, one that the system holds back counts as a beta version."""
-    write_settings(run.home.application_settings.with_name("Tavlo3 Updater.conf"), {"allow_testbuild": True})
-    choose(run, "26.05.7200|Test||d|i|7000|6.1")
+    run.write_own_settings(allow_testbuild=True)
+    choose(run, "26.05.7200|Test||d|i|7000|99.0")
     same([], [text for text in run.log_texts() if "ignoring test build" in text], "refusals")
     same(1, run.log_texts().count("t0 7200 7086"), "log line")

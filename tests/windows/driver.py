@@ -24,10 +24,16 @@ class WindowsRun(StartedUpdater):
     def __init__(self, stage: Stage) -> None:
         super().__init__(stage.data)
         self._stage = stage
+        self._has_own_settings = False
 
     def write_settings(self, settings: Mapping[str, Setting | None] | None = None, **more: Setting | None) -> None:
         """Writes the application's settings: INSTALLED, and these on top of it. None takes a key away."""
         self._stage.write_settings({**INSTALLED, **(settings or {}), **more})
+
+    def write_own_settings(self, **settings: Setting) -> None:
+        """Writes the settings that the updater keeps for itself, until the end of this run."""
+        self._stage.write_own_settings(settings)
+        self._has_own_settings = True
 
     def start(self, *arguments: str, desktop: Desktop | None = None, through: Sequence[str] = ()) -> None:
         """Starts the updater. Its widgets can be read if a desktop is given; the one that it is on is always the
@@ -44,6 +50,8 @@ class WindowsRun(StartedUpdater):
         if self.process is not None and self.process.poll() is None:
             self.process.kill()
             self.process.wait(10)
+        if self._has_own_settings:
+            self._stage.write_own_settings({})
 
 
 class WindowsBox:

@@ -40,6 +40,7 @@ VERSIONS = (OLD, NEW, BETA)
 FILES_TO_KEEP = ("user.ini", "favoriten \u00e4.xml")
 
 _SETTINGS = r"HKEY_CURRENT_USER\Software\Q.U.I.N.T.A.\Tavlo3"
+_OWN_SETTINGS = f"{_SETTINGS} Updater"
 # Files that the updater keeps and cleans are few; these make the package take its time.
 _DATA_SIZE = 2 * 1024 * 1024
 
@@ -173,12 +174,19 @@ class Stage:
     def write_settings(self, settings: Mapping[str, RegistryValue | None]) -> None:
         """Stores these settings of the application and no others, by the names that programs know them by
         ("group/name"); None stands for none."""
+        self._write_settings(_SETTINGS, settings)
+
+    def write_own_settings(self, settings: Mapping[str, RegistryValue]) -> None:
+        """Stores these settings of the updater's own and no others."""
+        self._write_settings(_OWN_SETTINGS, settings)
+
+    def _write_settings(self, place: str, settings: Mapping[str, RegistryValue | None]) -> None:
         keys: dict[str, dict[str, RegistryValue]] = {}
         for name, value in settings.items():
             if value is not None:
                 *groups, name = name.split("/")
-                keys.setdefault("\\".join([_SETTINGS, *groups]), {})[name] = value
-        self.wine.set_registry(keys, instead_of=[_SETTINGS])
+                keys.setdefault("\\".join([place, *groups]), {})[name] = value
+        self.wine.set_registry(keys, instead_of=[place])
 
     def files_to_keep(self) -> list[str]:
         """The list as it is stored now."""

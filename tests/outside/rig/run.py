@@ -81,6 +81,10 @@ class Run(StartedUpdater):
         write_settings(self.home.application_settings,
                        {key: value for key, value in merged.items() if value is not None})
 
+    def write_own_settings(self, **settings: Setting) -> None:
+        """Writes the settings that the updater keeps for itself."""
+        write_settings(self.home.application_settings.with_name("Tavlo3 Updater.conf"), settings)
+
     def place_relocated(self) -> Path:
         """Puts the updater where its own relocation puts it, with the hand-over file, and returns the program."""
         program = self.home.relocated_updater

@@ -41,9 +41,14 @@ class WindowReports:
         return next((window for window in self.windows() if window["title"] == title), None)
 
     def widgets(self, title: str) -> dict[str, Widget]:
-        """The visible widgets of the window of this title by their names; none while there is no such window."""
+        """The visible widgets of the window of this title by their names; none while there is no such window. Of those
+        without a name, as the buttons of a box, it has one only."""
+        return {widget["name"]: widget for widget in self.all_widgets(title)}
+
+    def all_widgets(self, title: str) -> list[Widget]:
+        """All visible widgets of the window of this title; none while there is no such window."""
         window = self.window(title)
-        return {widget["name"]: widget for widget in window["widgets"]} if window else {}
+        return window["widgets"] if window else []
 
     def wait_for(self, title: str, condition: Callable[[dict[str, Widget]], object], what: str,
                  seconds: float = 60.0) -> None:

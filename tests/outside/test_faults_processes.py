@@ -4,6 +4,7 @@ of them leads to stands in docs/reliability.md."""
 from __future__ import annotations
 
 import os
+import shutil
 import signal
 from collections.abc import Callable
 from contextlib import ExitStack
@@ -31,27 +32,20 @@ PROGRAM = Entry(b"#!/bin/sh\nexit 0\n", executable=True)
 INSTALLED = {"Tavlopro.exe": PROGRAM, "logo.png": file("the club's own"), "old.txt": file("old"),
              "data/old.dat": file("old")}
 KEPT = {"logo.png": b"the club's own"}
-PACKAGE_AND_KEPT = {**{path: entry.content for path, entry in offers.application().items() if not entry.is_folder},
-                    **KEPT}
 CLEANED = "the installation: logo.png"
 WRONG = 'box "Tavlopro Update": The destination path seems wrong. Aborting!'
+
+
+def package_and_kept(run: Run) -> dict[str, bytes | None]:
+    """What an installation becomes."""
+    package = offers.application(run.program)
+    return {**{path: entry.content for path, entry in package.items() if not entry.is_folder}, **KEPT}
 
 
 @pytest.fixture
 def server(exits: ExitStack, run: Run) -> WireServer:
     """A server of a version with its package, and what is installed."""
     return serving(exits, run, INSTALLED)
-
-
-def copying(run: Run, script: str) -> dict[str, str]:
-    """The variables of an updater whose copying program is this script. The usual one is "$USUAL"."""
-    tools = run.folder / "tools"
-    tools.mkdir()
-    (tools / "xcopy.exe").write_text(f"#!/bin/bash\n{script}\n")
-    (tools / "xcopy.exe").chmod(0o755)
-    path = run.environment()["PATH"]
-    return {"PATH": f"{tools}{os.pathsep}{path}", "USUAL": f"{path.partition(os.pathsep)[0]}/xcopy.exe",
-            "DATA": str(run.home.updater_data)}
 
 
 def install(run: Run, screen: Screen, variables: dict[str, str], through: list[str] | None = None) -> None:
@@ -69,7 +63,7 @@ def install(run: Run, screen: Screen, variables: dict[str, str], through: list[s
 @pytest.mark.fault("process", "The copying program ends with {code}")
 def test_exit_code(run: Run, screen: Screen, server: WireServer, code: int) -> None:
     """A copy that does not end with 0 is shown with its exit code; the unpacked package stays."""
-    install(run, screen, copying(run, f"exit {code}"))
+    install(run, screen, run.copying_ends_with(code))
     saw(run, screen, failed_copying(code),
         [f'[D] UnknownError "Unknown error" {code} NormalExit', "[D] Error copying"],
         [UNPACKED, CLEANED])
@@ -79,7 +73,7 @@ def test_exit_code(run: Run, screen: Screen, server: WireServer, code: int) -> N
 @pytest.mark.fault("process", "The batch is killed")
 def test_batch_killed(run: Run, screen: Screen, server: WireServer) -> None:
     """A batch that is killed is a copy that has failed; the unpacked package stays."""
-    install(run, screen, copying(run, "kill -KILL $PPID"))
+    install(run, screen, run.copying("kill -KILL $PPID"))
     saw(run, screen, failed_copying(9), ['[D] Crashed "Process crashed" 9 CrashExit', "[D] Error copying"],
         [UNPACKED, CLEANED])
     ends(run, screen)
@@ -88,7 +82,7 @@ def test_batch_killed(run: Run, screen: Screen, server: WireServer) -> None:
 @pytest.mark.fault("process", "The batch does not end within 60 s")
 def test_batch_never_ends(run: Run, screen: Screen, server: WireServer) -> None:
     """A batch that does not end is given up after a minute; the copying program, which nobody ends, goes on."""
-    install(run, screen, copying(run, "sleep 90"))
+    install(run, screen, run.copying("sleep 90"))
     saw(run, screen, failed_copying(0), ['[D] Crashed "Process crashed" 9 CrashExit', "[D] Error copying"],
         [UNPACKED, CLEANED], 90)
     assert processes.find_by_name("xcopy.exe"), "the copying program has ended"
@@ -122,7 +116,7 @@ def test_no_shell(run: Run, screen: Screen, server: WireServer) -> None:
     (run.shell.folder / "explorer.exe").unlink()
     install(run, screen, {})
     saw(run, screen, ENDED, ["[D] success: false"], ["the installation: 5 files"])
-    same(PACKAGE_AND_KEPT, contents(run.installation), "the installation")
+    same(package_and_kept(run), contents(run.installation), "the installation")
 
 
 # --- the updater is killed, and started again
@@ -148,11 +142,12 @@ def listing(run: Run, screen: Screen, server: WireServer) -> None:
 
 
 def downloading(run: Run, screen: Screen, server: WireServer) -> None:
-    half = len(offers.package()) // 2
-    server.answers[PACKAGE_PATH] = Answer(offers.package(), hold=half)
+    package = offers.package(run.program)
+    half = len(package) // 2
+    server.answers[PACKAGE_PATH] = Answer(package, hold=half)
     listing(run, screen, server)
     screen.keys("Home", "Return")
-    becomes((half, len(offers.package())), screen.progress, "the bar")
+    becomes((half, len(package)), screen.progress, "the bar")
 
 
 def stopped_before(run: Run, screen: Screen, server: WireServer, name: str, last: str) -> None:
@@ -192,7 +187,8 @@ def cleaning(run: Run, screen: Screen, server: WireServer) -> None:
     for path in files:
         path.touch()
     asked(run, screen, server)
-    updater = processes.find(run.home.relocated_updater, "menu")
+    updater = run.relocated("menu")
+    assert updater is not None
     screen.box().press("OK")
     wait_for(lambda: not files[50].exists(), "the cleaning", interval=0)
     os.kill(updater, signal.SIGKILL)
@@ -200,29 +196,31 @@ def cleaning(run: Run, screen: Screen, server: WireServer) -> None:
 
 
 def cleaned(run: Run, screen: Screen, server: WireServer) -> None:
-    asked(run, screen, server)
-    batch = run.home.relocated_updater.with_name("copyBatch.bat")
-    os.mkfifo(batch)
-    screen.box().press("OK")
-    becomes(["logo.png"], lambda: [path.name for path in run.installation.iterdir()], "the installation")
+    copying_waits(run, screen)
+    same(["logo.png"], [path.name for path in run.installation.iterdir()], "the installation")
     run.kill()
-    batch.unlink()
 
 
-def copying_half(run: Run, screen: Screen, server: WireServer) -> None:
-    variables = copying(run, 'cp "$5/Tavlopro.exe" "$6" && sleep 60')
-    run.start(desktop=screen.desktop, variables=variables)
+def copying_waits(run: Run, screen: Screen) -> None:
+    """Goes as far as the copying program, which waits."""
+    run.start(desktop=screen.desktop, variables=run.copying_waits())
     screen.wait_for_rows(1)
     screen.keys("Home", "Return")
     screen.wait_for_button(TEXT.install)
     screen.press(TEXT.install)
     screen.box().press("OK")
-    wait_for(lambda: processes.find_by_name("xcopy.exe") and (run.installation / "Tavlopro.exe").exists(), "the copy")
+    wait_for(lambda: processes.find_by_name("xcopy.exe"), "the copying program")
+
+
+def copying_half(run: Run, screen: Screen, server: WireServer) -> None:
+    copying_waits(run, screen)
+    # As far as it would have come.
+    shutil.copy2(run.out / "Tavlopro" / "Tavlopro.exe", run.installation)
 
 
 def copied(run: Run, screen: Screen, server: WireServer) -> None:
     # The hand-over file is read once more before the start: from a pipe that nobody writes to.
-    variables = copying(run, '"$USUAL" "$@" && mv "$DATA/settings.ini" "$DATA/aside" && mkfifo "$DATA/settings.ini"')
+    variables = run.copying('"$USUAL" "$@" && mv "$DATA/settings.ini" "$DATA/aside" && mkfifo "$DATA/settings.ini"')
     run.start(desktop=screen.desktop, variables=variables)
     screen.wait_for_rows(1)
     screen.keys("Home", "Return")
@@ -243,7 +241,7 @@ PHASES: dict[str, Phase] = {
 
 def second_run(run: Run, screen: Screen, server: WireServer) -> None:
     """Starts the updater again, from the installation if it is still there, and goes the whole road."""
-    server.answers[PACKAGE_PATH] = Answer(offers.package())
+    server.answers[PACKAGE_PATH] = Answer(offers.package(run.program))
     run.start(*([] if (run.installation / "Freshen.exe").exists() else ["menu"]), desktop=screen.desktop)
     screen.wait_for_rows(1)
     screen.keys("Home", "Return")
@@ -254,14 +252,14 @@ def second_run(run: Run, screen: Screen, server: WireServer) -> None:
 def completes(run: Run, screen: Screen, left: list[str]) -> None:
     """The road ends well: package and kept files, nothing else, nothing left over, the application started once."""
     screen.box().press("OK")
-    becomes([(str(run.installation / "Tavlopro.exe"),)], lambda: [start.arguments for start in run.shell.starts()],
-            "starts of the application")
+    becomes([(run.called(run.installation / "Tavlopro.exe"),)], run.starts, "starts of the application")
     becomes([], run.processes, "processes")
     saw(run, screen, ENDED, [])
-    same(PACKAGE_AND_KEPT, contents(run.installation), "the installation")
-    same({"Freshen.exe", "copyBatch.bat"}, {path.name for path in run.home.relocated_updater.parent.rglob("*.*")},
+    same(package_and_kept(run), contents(run.installation), "the installation")
+    temporary = run.updater_data / "freshen"
+    same({*run.relocated_files(), "copyBatch.bat"}, {path.name for path in temporary.rglob("*.*")},
          "the temporary folder")
-    same(["debug_update.log", "freshen", "settings.ini"], sorted(path.name for path in run.home.updater_data.iterdir()),
+    same(["debug_update.log", "freshen", "settings.ini"], sorted(path.name for path in run.updater_data.iterdir()),
          "the updater's files")
     run.sight = Sight("after the second start: the whole road, to its end", (),
                       (*left, "the installation in the end: package and kept files"))
@@ -274,7 +272,7 @@ def test_killed(run: Run, screen: Screen, server: WireServer, phase: str) -> Non
     hindrance and leaves no trace."""
     PHASES[phase](run, screen, server)
     run.kill()
-    becomes([], screen.desktop.windows.all, "windows")
+    becomes((False, []), lambda: (screen.is_open(), screen.boxes()), "windows")
     # How far it came until it was killed is chance.
     left = remains(run) if PHASES[phase] is not cleaning else [UNPACKED, "the installation: what was not yet removed"]
     second_run(run, screen, server)
@@ -286,7 +284,7 @@ def test_killed_without_executable(run: Run, screen: Screen, server: WireServer)
     """Killed when nothing is left of the application, the updater does not know the installation again: it refuses. A
     file with the name of the application is enough for it to go on."""
     cleaned(run, screen, server)
-    becomes([], screen.desktop.windows.all, "windows")
+    becomes((False, []), lambda: (screen.is_open(), screen.boxes()), "windows")
     left = remains(run)
     second_run(run, screen, server)
     saw(run, screen, WRONG, ['[D] Testpath: "INSTALLATION/Tavlopc.exe" "INSTALLATION/Tavlopro.exe"'],
@@ -298,7 +296,7 @@ def test_killed_without_executable(run: Run, screen: Screen, server: WireServer)
     second_run(run, screen, server)
     screen.box().press("OK")
     becomes([], run.processes, "processes")
-    same(PACKAGE_AND_KEPT, contents(run.installation), "the installation")
+    same(package_and_kept(run), contents(run.installation), "the installation")
     run.sight = Sight(f"after the second start: {refused.user}; with an empty Tavlopro.exe in the installation, after "
                       "the third: the whole road, to its end", refused.log,
                       (*left, "the installation in the end: package and kept files"))

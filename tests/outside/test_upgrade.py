@@ -5,7 +5,7 @@ from __future__ import annotations
 
 from collections.abc import Callable, Iterator
 from contextlib import ExitStack
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, replace
 from pathlib import Path
 
 import pytest
@@ -39,6 +39,10 @@ class Installation:
     def world(self) -> Model:
         """All of it by its path, the installation in the folder TOP."""
         return {TOP: Folder(), **{f"{TOP}/{path}": node for path, node in self.files.items()}, **self.beside}
+
+    def on(self, run: Run) -> Installation:
+        """The same where this updater runs."""
+        return replace(self, files=run.possible(self.files), beside=run.possible(self.beside))
 
 
 INSTALLATIONS = {
@@ -128,6 +132,10 @@ class Package:
         chosen = foldermodel.last_entry({path.partition("/")[0] for path in files}) + "/"
         return {path.removeprefix(chosen): node for path, node in files.items() if path.startswith(chosen)}
 
+    def on(self, run: Run) -> Package:
+        """The same for where this updater runs."""
+        return replace(self, files=run.packable(self.files))
+
 
 PACKAGES = {
     "plain": Package({
@@ -202,19 +210,18 @@ def upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, package
         else:
             box.press(answer)
         same(0, run.exit_code(), "exit code")
-    started = str(run.installation / package.executable)
-    becomes([(started,)], lambda: [start.arguments for start in run.shell.starts()], "starts of the application")
-    out = foldermodel.look(run.home.updater_data)
+    becomes([(run.called(run.installation / package.executable),)], run.starts, "starts of the application")
+    out = run.comparable(foldermodel.look(run.updater_data))
     left = {path: node for path, node in out.items() if path.partition("/")[0] == "out"}
-    same([], foldermodel.differences(remains_of(package), left), "what is left of the unpacked package")
+    same([], foldermodel.differences(remains_of(run, package), left), "what is left of the unpacked package")
     same([], run.stored_packages(), "packages left over")
-    return foldermodel.look(ground)
+    return run.comparable(foldermodel.look(ground))
 
 
-def remains_of(package: Package) -> Model:
+def remains_of(run: Run, package: Package) -> Model:
     """What stays of an unpacked package when it is removed: what is hidden, with the folders around it."""
     unpacked = {f"data/out/{path}": node for path, node in package.files.items()}
-    left = foldermodel.after_cleaning(unpacked, "data", ())
+    left = foldermodel.after_cleaning(unpacked, "data", (), run.is_on_windows)
     return {path.removeprefix("data/"): node for path, node in left.items() if path != "data"}
 
 
@@ -227,8 +234,9 @@ def beneath_top(model: Model) -> Model:
 def test_upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, package: Package) -> None:
     """After an agreed cleaning the installation is the package plus the files to keep at its top and what is hidden, and
     folders behind its links are emptied; everything else beside it is untouched."""
+    old, package = old.on(run), package.on(run)
     seen = upgrade(run, desktop, ground, old, package, "OK")
-    cleaned = foldermodel.after_cleaning(old.world(), TOP, {*old.kept, "logo.png"})
+    cleaned = foldermodel.after_cleaning(old.world(), TOP, {*old.kept, "logo.png"}, run.is_on_windows)
     expected = foldermodel.after_copying(cleaned, beneath_top(package.installed()))
     same([], foldermodel.differences(expected, seen), "entries that are not as they should be")
 
@@ -241,6 +249,7 @@ def test_upgrade_without_cleaning(run: Run, desktop: Desktop, ground: Path, old:
                                   answer: str) -> None:
     """Whoever answers No, or closes the question, keeps every old file that the package does not bring itself; the
     update goes on all the same."""
+    old, package = old.on(run), package.on(run)
     seen = upgrade(run, desktop, ground, old, package, answer)
     expected = foldermodel.after_copying(old.world(), beneath_top(package.installed()))
     same([], foldermodel.differences(expected, seen), "entries that are not as they should be")
@@ -248,7 +257,7 @@ def test_upgrade_without_cleaning(run: Run, desktop: Desktop, ground: Path, old:
 
 def test_large_archive(run: Run, desktop: Desktop, ground: Path) -> None:
     """A package in the format of large archives is installed like any other."""
-    old, package = INSTALLATIONS["plain"], PACKAGES["plain"]
+    old, package = INSTALLATIONS["plain"].on(run), PACKAGES["plain"].on(run)
     seen = upgrade(run, desktop, ground, old, package, "OK", large_archive)
     cleaned = foldermodel.after_cleaning(old.world(), TOP, {"logo.png"})
     expected = foldermodel.after_copying(cleaned, beneath_top(package.installed()))
@@ -260,11 +269,11 @@ def test_large_archive(run: Run, desktop: Desktop, ground: Path) -> None:
 def test_leftover_of_an_earlier_run(run: Run, desktop: Desktop, ground: Path, leftover: str) -> None:
     """What an earlier run has left unpacked is not removed first: if it is the last one by name, it is what is
     installed."""
-    earlier = {"Tavlopro.exe": OTHER_PROGRAM, "earlier.txt": File(b"of an earlier run")}
+    earlier = run.packable({"Tavlopro.exe": OTHER_PROGRAM, "earlier.txt": File(b"of an earlier run")})
     foldermodel.make(run.out / leftover, earlier)
-    package = PACKAGES["plain"]
-    seen = upgrade(run, desktop, ground, INSTALLATIONS["plain"], package, "OK")
-    cleaned = foldermodel.after_cleaning(INSTALLATIONS["plain"].world(), TOP, {"logo.png"})
+    old, package = INSTALLATIONS["plain"].on(run), PACKAGES["plain"].on(run)
+    seen = upgrade(run, desktop, ground, old, package, "OK")
+    cleaned = foldermodel.after_cleaning(old.world(), TOP, {"logo.png"})
     installed = earlier if leftover == "Zuletzt" else package.installed()
     same([], foldermodel.differences(foldermodel.after_copying(cleaned, beneath_top(installed)), seen),
          "entries that are not as they should be")

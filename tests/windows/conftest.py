@@ -30,6 +30,22 @@ def pytest_configure(config: pytest.Config) -> None:
     processes.adopt_orphans()
 
 
+# Cases from outside whose functions run here, but for these: the beginnings of their names, with the reason.
+_LEFT_OUT = {
+    ("test_upgrade[with links-", "test_upgrade_without_cleaning[with links-"): "links to folders need rights there",
+    tuple(f"test_upgrade_without_cleaning[{old}-{answer}]" for old in (
+        "plain", "with files to keep", "with hidden files", "read-only and odd") for answer in (
+        "No-plain", "close-over kept and hidden files")): "for the sake of time, here each answer meets one package",
+}
+
+
+def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
+    for item in items:
+        for beginnings, reason in _LEFT_OUT.items():
+            if item.name.startswith(beginnings):
+                item.add_marker(pytest.mark.skip(reason=reason))
+
+
 @pytest.fixture(scope="session")
 def build() -> Build:
     packages = list((_BUILD / "package").glob("*.zip"))

@@ -11,7 +11,7 @@ import zipfile
 from collections.abc import Iterator, Mapping, Sequence
 from contextlib import contextmanager
 from dataclasses import dataclass
-from pathlib import Path
+from pathlib import Path, PureWindowsPath
 
 import expectedlog
 from harness import processes, trees
@@ -203,12 +203,18 @@ class Stage:
         return variables
 
     def start(self, *arguments: str, program: Path | None = None, reader: bool = True, stand_ins: bool = True,
-              through: Sequence[str] = ()) -> subprocess.Popen:
+              variables: Mapping[str, str] | None = None, through: Sequence[str] = ()) -> subprocess.Popen:
         """Starts the updater: without arguments the one in the installation, with arguments the relocated one. through
         is a command of this machine that runs the rest of its command line."""
         if program is None:
             program = self.copy if arguments else self.installation / "Freshen.exe"
-        return self.wine.start(program, *arguments, variables=self.environment(reader, stand_ins), through=through)
+        return self.wine.start(program, *arguments, through=through,
+                               variables={**self.environment(reader, stand_ins), **(variables or {})})
+
+    def programs(self, *names: str) -> list[int]:
+        """The ids of the processes that run programs of these names."""
+        return [pid for pid in processes.descendants()
+                if (command := _command(pid)) and PureWindowsPath(command[0]).name in names]
 
     # --- what there is to see
 

@@ -43,7 +43,7 @@ _NOISE = re.compile(r"QXcbConnection|This plugin does not support ")
 def serving(exits: ExitStack, run: Run, installed: Mapping[str, Entry]) -> WireServer:
     """A server that offers one version with its package, for a run with these files installed, whose settings name it."""
     server = exits.enter_context(WireServer({offers.DESCRIPTION_PATH: Answer(offers.description(offers.CHOSEN)),
-                                             offers.PACKAGE_PATH: Answer(offers.package())}))
+                                             offers.PACKAGE_PATH: Answer(offers.package(run.program))}))
     run.write_settings(port2=server.port)
     trees.write(run.installation, trees.tree(installed))
     return server
@@ -103,7 +103,7 @@ def told(run: Run, screen: Screen) -> str:
     if not screen.is_open():
         # A window that is busy cannot be read either.
         return "nothing so far" if run.processes() else ENDED
-    if screen.window.find("progress bar") is None:
+    if not screen.shows_progress():
         count = len(screen.versions())
         return f"a list of {count} version{'' if count == 1 else 's'}"
     button = screen.button()
@@ -160,17 +160,12 @@ def _line(text: str) -> str:
     return " ".join(text.split())
 
 
-def beside(run: Run) -> dict[str, bytes | None]:
-    """Everything around a run that the updater has no business with, by its path."""
-    own = (run.home.updater_data, run.home.config, run.home.cache, run.folder / "output.txt")
-    return {path: content for path, content in contents(run.folder).items()
-            if not any((run.folder / path).is_relative_to(place) for place in own)}
-
-
 def _anonymous(run: Run, text: str) -> str:
-    for path, name in ((run.home.updater_data, "DATA"), (run.installation, "INSTALLATION"),
-                       (run.installation.parent, "PROGRAMS"), (run.shell.folder, "WINDOWS"), (run.folder, "RUN")):
-        text = text.replace(str(path), name)
+    for path, name in run.places():
+        for spelling in run.spellings(path):
+            text = text.replace(spelling, name)
+    # The rest of a path, as Windows writes it.
+    text = re.sub(r'\b(?:DATA|INSTALLATION)(?:\\\\[^\\"]+)+', lambda path: path[0].replace("\\\\", "/"), text)
     # The words of the program that copies are not the updater's, nor is their order.
     text = re.sub(r'^"STD ERROR:\\n.+"$', '"STD ERROR:\\\\n…"', text)
     return re.sub(r"127\.0\.0\.1:\d+", "127.0.0.1:PORT", text)

@@ -28,11 +28,15 @@ def description(*versions: Version) -> bytes:
     return "".join(version.line + "\n" for version in versions or VERSIONS).encode()
 
 
+# The application, as far as these systems are concerned: it ends as soon as it is started.
+SCRIPT = trees.Entry(b"#!/bin/sh\nexit 0\n", executable=True)
+
+
 @functools.cache
-def application() -> Tree:
+def application(program: trees.Entry = SCRIPT) -> Tree:
     """What is in the package. Its data cannot be compressed, so the package is hardly smaller."""
     return trees.tree({
-        "Tavlopro.exe": trees.Entry(b"#!/bin/sh\nexit 0\n", executable=True),
+        "Tavlopro.exe": program,
         "version.txt": trees.file(CHOSEN.number + "\n"),
         "data/pieces.dat": trees.Entry(random.Random(7205).randbytes(2 * MEGABYTE)),
         "documents/manual.txt": trees.file("Manual of Tavlopro\n" * 2000),
@@ -40,10 +44,10 @@ def application() -> Tree:
 
 
 @functools.cache
-def package() -> bytes:
+def package(program: trees.Entry = SCRIPT) -> bytes:
     with tempfile.TemporaryDirectory(prefix="freshen-package-") as folder:
         file = Path(folder, "package.zip")
-        write_package(file, application())
+        write_package(file, application(program))
         return file.read_bytes()
 
 

@@ -31,7 +31,7 @@ def open_window(run: Run, desktop: Desktop, server: UpdateServer, mode: str, lan
     run.language = language
     run.write_settings(settings, port2=server.port)
     run.start(mode, desktop=desktop)
-    return Screen(desktop)
+    return run.screen(desktop)
 
 
 def download(run: Run, desktop: Desktop, server: UpdateServer, mode: str, language: str = "en_US") -> Screen:

@@ -17,7 +17,8 @@ from harness.installation import Home, Setting, StandInShell, write_settings
 from harness.waiting import PATIENCE
 
 from .evidence import LogLine, read_log
-from .sight import Sight, contents
+from .screen import Screen
+from .sight import contents
 from .started import StartedUpdater
 
 # The settings that the tests start from: an installed version, no proxy, plain HTTP.
@@ -63,10 +64,6 @@ class Run(StartedUpdater):
         self.installation = folder / "Program Files" / "Tavlopro"
         self.shell = StandInShell(folder / "windows")
         self.desktop: Desktop | None = None
-        # What the test has seen of a fault, for docs/reliability.md.
-        self.sight: Sight | None = None
-        # What was in the installation before the start, if there was one.
-        self.installed: dict[str, bytes | None] | None = None
         self._parent: Path | None = None
         self._has_view = False
         self._programs = programs
@@ -108,6 +105,24 @@ class Run(StartedUpdater):
             return {**variables, "QT_QPA_PLATFORM": "offscreen"}
         return {**variables, **self.desktop.environment}
 
+    def copying(self, script: str) -> dict[str, str]:
+        """The variables of an updater whose copying program is this script. The usual one is "$USUAL"."""
+        tools = self.folder / "tools"
+        tools.mkdir()
+        (tools / "xcopy.exe").write_text(f"#!/bin/bash\n{script}\n")
+        (tools / "xcopy.exe").chmod(0o755)
+        path = self.environment()["PATH"]
+        return {"PATH": f"{tools}{os.pathsep}{path}", "USUAL": f"{path.partition(os.pathsep)[0]}/xcopy.exe",
+                "DATA": str(self.home.updater_data)}
+
+    def copying_ends_with(self, code: int) -> dict[str, str]:
+        """The variables of an updater whose copying program ends at once, with this code."""
+        return self.copying(f"exit {code}")
+
+    def copying_waits(self) -> dict[str, str]:
+        """The variables of an updater whose copying program waits for a minute before it copies."""
+        return self.copying("sleep 60")
+
     def start(self, *arguments: str, desktop: Desktop | None = None, program: Path | None = None,
               variables: Mapping[str, str] | None = None, through: Sequence[str] = ()) -> None:
         """Starts the updater: on a desktop if one is given, else without any display. Without arguments it is the one
@@ -127,6 +142,25 @@ class Run(StartedUpdater):
 
     # --- while it runs, and afterwards
 
+    def places(self) -> list[tuple[Path, str]]:
+        """Places that logs name, with a short name of each, the inner ones first."""
+        return [(self.home.updater_data, "DATA"), (self.installation, "INSTALLATION"),
+                (self.installation.parent, "PROGRAMS"), (self.shell.folder, "WINDOWS"), (self.folder, "RUN")]
+
+    def beside(self) -> dict[str, bytes | None]:
+        """Everything around the run that the updater has no business with, by its path."""
+        own = (self.home.updater_data, self.home.config, self.home.cache, self.folder / "output.txt")
+        return {path: content for path, content in contents(self.folder).items()
+                if not any((self.folder / path).is_relative_to(place) for place in own)}
+
+    def screen(self, desktop: Desktop) -> Screen:
+        """What a user sees of it."""
+        return Screen(desktop)
+
+    def starts(self) -> list[tuple[str, ...]]:
+        """What the desktop's shell was asked to start so far, each with all arguments."""
+        return [start.arguments for start in self.shell.starts()]
+
     @property
     def parent(self) -> Path:
         """The folder above the updater that works: packages are stored and unpacked there."""
@@ -145,6 +179,14 @@ class Run(StartedUpdater):
     def output(self) -> str:
         """What came on standard output and standard error."""
         return self._output.read_text(encoding="utf-8", errors="backslashreplace") if self._output.exists() else ""
+
+    def relocated(self, mode: str) -> int | None:
+        """The process id of the relocated updater in this mode."""
+        return processes.find(self.home.relocated_updater, mode)
+
+    def relocated_files(self) -> set[str]:
+        """The names of the files that a relocation brings."""
+        return {"Freshen.exe"}
 
     def processes(self) -> list[int]:
         """The ids of the running processes that have this home, however they were started."""

@@ -134,6 +134,9 @@ class Screen:
 
     # --- the page with the progress
 
+    def shows_progress(self) -> bool:
+        return self.window.find("progress bar") is not None
+
     def status(self) -> str:
         return self._progress_labels()[0]
 

@@ -5,10 +5,13 @@ from __future__ import annotations
 import subprocess
 from pathlib import Path
 
+from foldermodel import Model
 from harness.trees import Tree
 from harness.waiting import PATIENCE, wait_for
 
 from .evidence import LogLine, read_log
+from .offers import SCRIPT
+from .sight import Sight
 
 
 class StartedUpdater:
@@ -16,7 +19,14 @@ class StartedUpdater:
 
     def __init__(self, updater_data: Path) -> None:
         self.updater_data = updater_data
+        self.is_on_windows = False
+        # The application at its briefest.
+        self.program = SCRIPT
         self.process: subprocess.Popen | None = None
+        # What was in the installation before the start, if there was one.
+        self.installed: dict[str, bytes | None] | None = None
+        # What the test has seen of a fault, for docs/reliability.md.
+        self.sight: Sight | None = None
 
     @property
     def out(self) -> Path:
@@ -29,6 +39,35 @@ class StartedUpdater:
     def known(self, entries: Tree) -> Tree:
         """These entries as far as the updater's system knows such."""
         return entries
+
+    def possible(self, model: Model) -> Model:
+        """Of the entries of an installation those that there can be on the updater's system, as there they are."""
+        return model
+
+    def packable(self, model: Model) -> Model:
+        """The same of the entries of a package, which have to survive the way through "out" as well."""
+        return model
+
+    def comparable(self, model: Model) -> Model:
+        """What was seen, in the words of possible()."""
+        return model
+
+    def called(self, path: Path) -> str:
+        """What the updater calls a file or folder."""
+        return str(path)
+
+    def spellings(self, path: Path) -> list[str]:
+        """The ways in which it writes the path of a file or folder."""
+        return [self.called(path)]
+
+    @property
+    def parent(self) -> Path:
+        """The folder above the updater that works: packages are stored and unpacked there."""
+        return self.updater_data
+
+    def inside(self, path: Path) -> Path:
+        """A path as the running updater sees it, which may have disks of its own."""
+        return path
 
     def log(self) -> list[LogLine]:
         return read_log(self.updater_data / "debug_update.log")

@@ -2,6 +2,7 @@
 // It also makes up for Wine's command interpreter, which reads batch files in the code page of DOS, whatever the one of
 // its console; Windows' goes by its console.
 // XCOPY_PAUSE: seconds to wait before copying; a small test package is copied sooner than anybody can look.
+// XCOPY_EXIT_CODE: what to end with, without copying.
 
 #include <windows.h>
 
@@ -45,6 +46,8 @@ int wmain()
         line.erase(position, unknown.size());
     if (const wchar_t *pause = _wgetenv(L"XCOPY_PAUSE"))
         Sleep(static_cast<DWORD>(_wtoi(pause)) * 1000);
+    if (const wchar_t *code = _wgetenv(L"XCOPY_EXIT_CODE"))
+        return _wtoi(code);
 
     wchar_t folder[MAX_PATH] = {};
     GetSystemDirectoryW(folder, MAX_PATH);

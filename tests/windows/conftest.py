@@ -36,6 +36,9 @@ _LEFT_OUT = {
     tuple(f"test_upgrade_without_cleaning[{old}-{answer}]" for old in (
         "plain", "with files to keep", "with hidden files", "read-only and odd") for answer in (
         "No-plain", "close-over kept and hidden files")): "for the sake of time, here each answer meets one package",
+    tuple(f"test_killed[{phase}]" for phase in (
+        "amid its relocation", "when the package is stored", "amid the unpacking",
+        "before it starts the application")): "stopped there by a pipe in the place of a file",
 }
 
 

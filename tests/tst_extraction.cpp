@@ -24,6 +24,7 @@ private slots:
     void packageWithoutEntries();
     void messagesAndSteps();
     void storedPermissions();
+    void noStoredPermissions();
     void overwritesButDoesNotClean();
     void outputThatCannotBeOpened();
     void topLevelFileWithoutTargetFolder();
@@ -183,6 +184,19 @@ void ExtractionTest::storedPermissions()
         QVERIFY(!QFileInfo(place.filePath("out/plain")).isExecutable());
         QVERIFY(QFileInfo(place.filePath("out/program")).isExecutable());
     }
+}
+
+void ExtractionTest::noStoredPermissions()
+{
+    PackageEntry plain = file("plain", "x");
+    plain.permissions = 0;
+    const QTemporaryDir place;
+    QVERIFY(QDir(place.path()).mkdir("out"));
+    const ExtractionRun run = runExtractionIn(place.path(), makePackage({plain}));
+    QCOMPARE(run.messages, (QStringList{"set permission true 0", unzipping("plain")}));
+    // Those of any new file.
+    writeFile(place.filePath("new"), "x");
+    QCOMPARE(QFile::permissions(place.filePath("out/plain")), QFile::permissions(place.filePath("new")));
 }
 
 void ExtractionTest::overwritesButDoesNotClean()

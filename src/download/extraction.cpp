@@ -87,8 +87,10 @@ Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const
         qWarning() << "Cannot write" << target << "-" << output.errorString();
     copyEntry(entry, output);
 
-    const QFile::Permissions permissions = information.getPermissions();
-    qDebug() << "set permission" << output.setPermissions(permissions) << static_cast<uint>(permissions);
+    // A package made on Windows stores none: to apply that would leave files that nobody may read, or replace.
+    const QFile::Permissions stored = information.getPermissions();
+    const QFile::Permissions permissions = stored != 0 ? stored : output.permissions();
+    qDebug() << "set permission" << output.setPermissions(permissions) << static_cast<uint>(stored);
     output.close();
     qDebug() << "unzipping" << name;
 

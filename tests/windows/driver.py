@@ -2,10 +2,7 @@
 
 from __future__ import annotations
 
-import os
 import re
-import signal
-import time
 from collections.abc import Mapping, Sequence
 from dataclasses import replace
 from pathlib import Path, PurePosixPath, PureWindowsPath
@@ -155,18 +152,9 @@ class WindowsRun(StartedUpdater):
         return [line for line in super().log() if not expectedlog.is_only_under_wine(line.text)]
 
     def kill(self) -> None:
-        """Ends all processes of this run at once, as a power failure does."""
-        while running := self.processes():
-            for pid in running:
-                try:
-                    os.kill(pid, signal.SIGKILL)
-                except ProcessLookupError:
-                    pass
-            time.sleep(0.02)
+        super().kill()
         for report in self._stage.reports.folder.glob("*.json"):
             report.unlink()
-        if self.process is not None:
-            self.process.wait(5)
 
     def end(self) -> None:
         self.kill()

@@ -200,18 +200,6 @@ class Run(StartedUpdater):
                 continue
         return found
 
-    def kill(self) -> None:
-        """Ends all processes of this run at once, as a power failure does."""
-        while running := self.processes():
-            for pid in running:
-                try:
-                    os.kill(pid, signal.SIGKILL)
-                except ProcessLookupError:
-                    pass
-            time.sleep(0.02)
-        if self.process is not None:
-            self.process.wait(5)
-
     def end(self) -> None:
         """Ends all processes of this run: asks them first, and kills what has not ended in time."""
         for number, patience in ((signal.SIGTERM, 2.0), (signal.SIGKILL, 5.0)):

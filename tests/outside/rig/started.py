@@ -2,7 +2,10 @@
 
 from __future__ import annotations
 
+import os
+import signal
 import subprocess
+import time
 from pathlib import Path
 
 from foldermodel import Model
@@ -68,6 +71,22 @@ class StartedUpdater:
     def inside(self, path: Path) -> Path:
         """A path as the running updater sees it, which may have disks of its own."""
         return path
+
+    def processes(self) -> list[int]:
+        """The ids of the running processes of the updater, and of those that it has started."""
+        raise NotImplementedError
+
+    def kill(self) -> None:
+        """Ends all processes of this run at once, as a power failure does."""
+        while running := self.processes():
+            for pid in running:
+                try:
+                    os.kill(pid, signal.SIGKILL)
+                except ProcessLookupError:
+                    pass
+            time.sleep(0.02)
+        if self.process is not None:
+            self.process.wait(5)
 
     def log(self) -> list[LogLine]:
         return read_log(self.updater_data / "debug_update.log")

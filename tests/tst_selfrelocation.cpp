@@ -122,6 +122,9 @@ void SelfRelocationTest::removeFolderEmptiesAnEarlierRun()
 void SelfRelocationTest::removeFolderWithoutAFolder()
 {
     QVERIFY(removeFolder(file("missing")));
+    writeFile(file("a file"), "stays");
+    QVERIFY(removeFolder(file("a file")));
+    QCOMPARE(readFile(file("a file")), QByteArray("stays"));
 }
 
 void SelfRelocationTest::removeFolderTakesHiddenFiles()

@@ -102,7 +102,7 @@ void writeHandOver(const RelocationPaths &paths)
 bool removeFolder(const QString &path)
 {
     const QFileInfo folder(QDir(path).absolutePath());
-    return !folder.exists() || removeEntry(folder);
+    return !folder.isDir() || removeEntry(folder);
 }
 
 void copyUpdater(const RelocationPaths &paths)

@@ -4,6 +4,7 @@
 #include "support/httpserver.h"
 #include "support/settings.h"
 #include "support/windowtest.h"
+#include "versions/deployment.h"
 
 #include <QAuthenticator>
 #include <QNetworkAccessManager>
@@ -56,8 +57,8 @@ void MainWindowDiscoveryTest::withoutSettingsTheDefaultsHold()
     QCOMPARE(takeLog(), QStringList{QStringLiteral("no proxy is used.")});
     QCOMPARE(QNetworkProxy::applicationProxy(), QNetworkProxy(QNetworkProxy::NoProxy));
     passPrecheck(window);
-    QCOMPARE(takeLog().last(),
-             QStringLiteral("Get: \"https://update.quinta.example:443/update/Tavlopc/VERSIONS/windows.txt\""));
+    QCOMPARE(takeLog().last(), QStringLiteral("Get: \"https://%1:443/update/Tavlopc/VERSIONS/windows.txt\"")
+                                   .arg(QLatin1String(deployment::updateHost)));
 }
 
 void MainWindowDiscoveryTest::addressFollowsTheSettings_data()

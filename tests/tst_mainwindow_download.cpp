@@ -7,6 +7,7 @@
 #include "support/packagemaker.h"
 #include "support/settings.h"
 #include "support/windowtest.h"
+#include "versions/deployment.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -238,7 +239,8 @@ void MainWindowDownloadTest::addressFollowsTheSettings_data()
     QTest::newRow("the port is always named")
         << QVariantMap{{host, QStringLiteral("update.example")}, {protocol, QStringLiteral("http")}}
         << QStringLiteral("http://update.example:443") + path;
-    QTest::newRow("defaults") << QVariantMap{} << QStringLiteral("https://update.quinta.example:443") + path;
+    QTest::newRow("defaults") << QVariantMap{}
+                              << QStringLiteral("https://%1:443").arg(QLatin1String(deployment::updateHost)) + path;
 }
 
 void MainWindowDownloadTest::addressFollowsTheSettings()

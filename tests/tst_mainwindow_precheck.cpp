@@ -2,6 +2,7 @@
 
 #include "support/dialogdriver.h"
 #include "support/windowtest.h"
+#include "versions/deployment.h"
 
 #include <QAbstractButton>
 #include <QElapsedTimer>
@@ -59,9 +60,9 @@ void MainWindowPrecheckTest::closedApplicationLetsTheCheckStartAtOnce()
     window.show();
     takeLog();
     QTRY_VERIFY(fakeSystem().rounds > 0);
-    const QStringList expected = {
-        QStringLiteral("checking ..."),
-        QStringLiteral("Get: \"https://update.quinta.example:443/update/Tavlopc/VERSIONS/windows.txt\"")};
+    const QStringList expected = {QStringLiteral("checking ..."),
+                                  QStringLiteral("Get: \"https://%1:443/update/Tavlopc/VERSIONS/windows.txt\"")
+                                      .arg(QLatin1String(deployment::updateHost))};
     QCOMPARE(takeLog(), expected);
 
     // The check is over for good.

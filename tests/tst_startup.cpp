@@ -3,6 +3,7 @@
 #include "support/files.h"
 #include "support/httpserver.h"
 #include "support/settings.h"
+#include "versions/deployment.h"
 
 #include <QDir>
 #include <QFile>
@@ -210,7 +211,8 @@ void StartupTest::logStandsInItsOrder()
         QStringLiteral("no proxy is used."),
         QStringLiteral("checking ..."),
         QString(),
-        QStringLiteral("Get: \"https://update.quinta.example:443/update/Tavlopc/VERSIONS/windows.txt\""),
+        QStringLiteral("Get: \"https://%1:443/update/Tavlopc/VERSIONS/windows.txt\"")
+            .arg(QLatin1String(deployment::updateHost)),
     };
     QCOMPARE(log, expected);
 }

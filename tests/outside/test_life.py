@@ -27,12 +27,12 @@ from rig.faults import note
 from rig.opening import choose, download, make_ready, open_list, open_window
 from rig.run import Run
 from rig.screen import Screen
-from rig.texts import TEXTS
+from rig.texts import TEXTS, UPDATE_HOST
 
 OFFER = version("26.06.7205")
 APPLICATION = "Tavlopc.exe"
 SMALL, LARGE = (460, 140), (448, 380)
-DEFAULT_ADDRESS = 'Get: "https://update.quinta.example:443/update/Tavlopc/VERSIONS/windows.txt"'
+DEFAULT_ADDRESS = f'Get: "https://{UPDATE_HOST}:443/update/Tavlopc/VERSIONS/windows.txt"'
 
 needs_namespace = pytest.mark.skipif(namespace_command() is None, reason="the system allows no namespaces")
 

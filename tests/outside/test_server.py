@@ -17,6 +17,7 @@ from rig.outcomes import connection_failed, is_no_archive, is_unpacked
 from rig.run import Run
 from rig.screen import Screen
 from rig.servers import Nginx, Served
+from rig.texts import UPDATE_HOST
 from rig.wire import Answer, WireServer
 
 MODES = ("auto", "menu")
@@ -125,9 +126,9 @@ def test_defaults_without_settings(run: Run) -> None:
                             "config/proxy/data/port": proxy.port}, proto2=None, host2=None)
         run.start("auto")
         run.wait_for_log("Connection failed:")
-        same(["CONNECT update.quinta.example:443 HTTP/1.1"], [request.line for request in proxy.requests][:1],
+        same([f"CONNECT {UPDATE_HOST}:443 HTTP/1.1"], [request.line for request in proxy.requests][:1],
              "requests")
-    same('Get: "https://update.quinta.example:443/update/Tavlopc/VERSIONS/windows.txt"', run.wait_for_log("Get:").text,
+    same(f'Get: "https://{UPDATE_HOST}:443/update/Tavlopc/VERSIONS/windows.txt"', run.wait_for_log("Get:").text,
          "address")
 
 

@@ -3,6 +3,7 @@ box or label, the last lines of the debug log, and what survives."""
 
 from __future__ import annotations
 
+import os
 import re
 from collections.abc import Iterator
 from contextlib import contextmanager
@@ -19,7 +20,7 @@ from stage import (FILES_TO_KEEP, FOR_WINDOWS_10, NEW, OLD, TITLE, Look, Stage, 
                    serving)
 from texts import COPY_ERROR, NO_SELECTION_TITLE, PRECHECK, PRECHECK_TITLE, READ_ERROR, START_ERROR
 
-_DOWNLOAD_PAGE = "https://www.quinta.example/tavlopro/download"
+_DOWNLOAD_PAGE = os.environ["FRESHEN_DOWNLOAD_PAGE"]
 
 
 def last_lines(stage: Stage, number: int) -> list[str]:

@@ -2,7 +2,12 @@
 
 from __future__ import annotations
 
+import os
 from dataclasses import dataclass
+
+# What the program was built for.
+UPDATE_HOST = os.environ["FRESHEN_UPDATE_HOST"]
+DOWNLOAD_PAGE = os.environ["FRESHEN_DOWNLOAD_PAGE"]
 
 
 @dataclass(frozen=True)
@@ -105,9 +110,8 @@ LANGUAGES = tuple(TEXTS)
 CHECKING = "Checking for Tavlopro Software Update..."
 READ_ERROR = "Error reading version description file:\n{}"
 COPY_ERROR = "Error copying update!\n\n{}"
-START_ERROR = ("We are sorry, but the Tavlopro update tool has an error. Perhaps it has insufficent rights. You can also "
-               "try to re-install Tavlopro by downloading the current version from: "
-               "https://www.quinta.example/tavlopro/download")
+START_ERROR = ("We are sorry, but the Tavlopro update tool has an error.\nPerhaps it has insufficent rights.\nYou can also "
+               f"try to re-install Tavlopro by downloading the current version from:\n{DOWNLOAD_PAGE}")
 RUNNING_TITLE = "Tavlopro Updater Precheck"
 RUNNING = ("Ihre Tavlopro-Anwendung läuft noch.\nBitte schließen Sie diese erst, um mit der Installation fortfahren zu "
            "können.")

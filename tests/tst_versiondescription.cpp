@@ -155,7 +155,6 @@ void VersionDescriptionTest::eligibleLines()
     const VersionDescription description = readVersionDescription(text, windows(10, 0), [] { return false; });
     QTEST(description.versions.keys(), "revisions");
     QCOMPARE(describe(description.maxima), describe(seen));
-    QVERIFY(description.maxima == seen);
     QTEST(catcher.debugLines(), "messages");
     QCOMPARE(catcher.lines(), catcher.debugLines());
 }
@@ -311,7 +310,7 @@ void VersionDescriptionTest::nothingIsLeftOfAnEarlierReading()
     };
     QCOMPARE(read("26.05.7200|Stable|0|d|i").versions.size(), 1);
     QVERIFY(read("").versions.isEmpty());
-    QVERIFY(read("").maxima == VersionMaxima());
+    QCOMPARE(describe(read("").maxima), describe(VersionMaxima()));
 }
 
 void VersionDescriptionTest::runningSystem()

@@ -1,6 +1,7 @@
 #include "download/extraction.h"
 
 #include "download/storedarchive.h"
+#include "download/systemcodec.h"
 
 #include <QDebug>
 #include <QDir>
@@ -89,8 +90,8 @@ Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const
 
     // A package made on Windows stores none: to apply that would leave files that nobody may read, or replace.
     const QFile::Permissions stored = information.getPermissions();
-    const QFile::Permissions permissions = stored != 0 ? stored : output.permissions();
-    qDebug() << "set permission" << output.setPermissions(permissions) << static_cast<uint>(stored);
+    const bool isApplied = stored != 0 && output.setPermissions(stored);
+    qDebug() << "set permission" << isApplied << static_cast<uint>(stored);
     output.close();
     qDebug() << "unzipping" << name;
 
@@ -145,6 +146,7 @@ bool extractPackage(const QString &archivePath, const QString &targetFolder, con
 {
     StoredArchive file(archivePath);
     QuaZip archive(&file);
+    archive.setFileNameCodec(systemCodec());
     if (const Failure failure = extractAll(archive, targetFolder, observer)) {
         report(*failure, errorText);
         return false;

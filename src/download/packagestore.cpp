@@ -5,6 +5,9 @@
 #include <QDebug>
 #include <QFile>
 
+#include <algorithm>
+#include <optional>
+
 namespace {
 
 constexpr int pieceSize = 64 * 1024;
@@ -22,18 +25,26 @@ bool writePiece(QFile &file, const char *data, qint64 size)
     return true;
 }
 
-bool writeAll(QIODevice &body, QFile &file)
+bool writeLength(QFile &file, qint64 length)
 {
     QDataStream stream(&file);
-    stream << static_cast<quint32>(body.bytesAvailable());
+    stream << static_cast<quint32>(length);
+    return stream.status() == QDataStream::Ok;
+}
+
+/// Why the \a length bytes of \a body are not in \a file; nothing where they are.
+std::optional<QString> copyBody(QIODevice &body, qint64 length, QFile &file)
+{
     QByteArray piece(pieceSize, Qt::Uninitialized);
-    while (true) {
-        const qint64 size = body.read(piece.data(), piece.size());
+    while (length > 0) {
+        const qint64 size = body.read(piece.data(), std::min<qint64>(length, piece.size()));
         if (size <= 0)
-            return stream.status() == QDataStream::Ok;
+            return body.errorString();
         if (!writePiece(file, piece.constData(), size))
-            return false;
+            return file.errorString();
+        length -= size;
     }
+    return std::nullopt;
 }
 
 } // namespace
@@ -41,8 +52,15 @@ bool writeAll(QIODevice &body, QFile &file)
 bool storePackage(QIODevice &body, const QString &path)
 {
     QFile file(path);
-    const bool isStored = file.open(QIODevice::WriteOnly | QIODevice::Truncate) && writeAll(body, file) && file.flush();
-    if (!isStored)
-        qWarning() << "Cannot store the package in" << path << "-" << file.errorString();
-    return isStored;
+    const qint64 length = body.bytesAvailable();
+    std::optional<QString> failure;
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || !writeLength(file, length))
+        failure = file.errorString();
+    else
+        failure = copyBody(body, length, file);
+    if (!file.flush() && !failure)
+        failure = file.errorString();
+    if (failure)
+        qWarning() << "Cannot store the package in" << path << "-" << *failure;
+    return !failure;
 }

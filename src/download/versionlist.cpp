@@ -16,7 +16,7 @@ void checkType(const VersionRow &row, qint32 revision, qint32 &latestStableFix)
         warnAboutType(type);
         return;
     }
-    const int reference = row.at(column::reference).toInt();
+    const int reference = toNumber(row.at(column::reference));
     if (type == stableType && row.size() == updaterColumns && reference != 0) {
         latestStableFix = std::max(latestStableFix, revision);
         qDebug() << "latestStableFix" << reference << latestStableFix;

@@ -2,6 +2,8 @@
 
 #include "versions/applicationsettings.h"
 
+namespace {
+
 QNetworkProxy::ProxyType proxyType(int settingsType)
 {
     switch (settingsType) {
@@ -17,6 +19,8 @@ QNetworkProxy::ProxyType proxyType(int settingsType)
         return QNetworkProxy::NoProxy;
     }
 }
+
+} // namespace
 
 QNetworkProxy readProxy(const QSettings &store)
 {

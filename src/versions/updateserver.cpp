@@ -3,6 +3,8 @@
 #include "versions/applicationsettings.h"
 #include "versions/deployment.h"
 
+#include <QDebug>
+
 namespace {
 
 constexpr uint defaultPort = 443;
@@ -41,7 +43,10 @@ QString packageAddress(const UpdateServer &server, const QString &packageName, P
 
 QNetworkRequest updateRequest(const QString &address, const QString &versionMain, const QString &versionMinor)
 {
-    QNetworkRequest request{QUrl(address)};
+    const QUrl url(address);
+    if (!url.isValid())
+        qWarning() << "Invalid address" << address << "-" << url.errorString();
+    QNetworkRequest request{url};
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     // The server expects the three pieces without separators.
     const QString agent = QLatin1String("Updater/") + versionMain + versionMinor + QLatin1String(platformName);

@@ -40,7 +40,8 @@ enum class PortInAddress {
 /// Address of the package that the server stores as \a packageName.
 [[nodiscard]] QString packageAddress(const UpdateServer &server, const QString &packageName, PortInAddress portRule);
 
-/// The request for \a address. Redirects are followed unless they lead from https to http. \a versionMain and
+/// The request for \a address. Redirects are followed unless they lead from https to http. An
+/// address that is none, as with a port above 65535, is logged; its request fails. \a versionMain and
 /// \a versionMinor, the installed application's version, go into the "User-Agent" header (RFC 9110, 10.1.5).
 [[nodiscard]] QNetworkRequest updateRequest(const QString &address, const QString &versionMain,
                                             const QString &versionMinor);

@@ -19,8 +19,8 @@ struct SystemVersion
 /// Reads "major.minor"; a missing or unreadable number counts as 0.
 SystemVersion readSystemVersion(const QString &text)
 {
-    const QVector<QStringRef> parts = text.splitRef(QLatin1Char('.'));
-    return {parts.value(0).toInt(), parts.value(1).toInt()};
+    const QStringList parts = text.split(QLatin1Char('.'));
+    return {toNumber(parts.value(0)), toNumber(parts.value(1))};
 }
 
 bool isAtLeast(const RunningSystem &system, const SystemVersion &required)
@@ -104,7 +104,7 @@ void Reading::accept(const VersionRow &row, qint32 revision)
 
 void Reading::acceptFix(const VersionRow &row, qint32 revision)
 {
-    const int reference = row.at(column::reference).toInt();
+    const int reference = toNumber(row.at(column::reference));
     if (reference == 0)
         return;
     raise(m_result.maxima.latestStableFix, revision);
@@ -157,15 +157,6 @@ RunningSystem RunningSystem::current()
     const QOperatingSystemVersion system = QOperatingSystemVersion::current();
     return {system.type() == QOperatingSystemVersion::Windows, system.majorVersion(), system.minorVersion(),
             system.name()};
-}
-
-bool operator==(const VersionMaxima &a, const VersionMaxima &b)
-{
-    const auto values = [](const VersionMaxima &m) {
-        return std::tie(m.newestStable, m.newestBeta, m.latestStableFix, m.stableHeldBack, m.betaHeldBack,
-                        m.stableNotice, m.betaNotice);
-    };
-    return values(a) == values(b);
 }
 
 VersionDescription readVersionDescription(const QString &text, const RunningSystem &system,

@@ -38,8 +38,6 @@ struct VersionMaxima
     QString betaNotice;
 };
 
-[[nodiscard]] bool operator==(const VersionMaxima &a, const VersionMaxima &b);
-
 /// What one reading gives.
 struct VersionDescription
 {

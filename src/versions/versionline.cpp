@@ -3,6 +3,9 @@
 #include "versions/ownversion.h"
 
 #include <QDebug>
+#include <QRegularExpression>
+
+#include <limits>
 
 namespace {
 
@@ -26,6 +29,21 @@ VersionRow splitColumns(const QString &line)
     return line.split(QLatin1Char('|'), Qt::KeepEmptyParts);
 }
 
+qint32 toNumber(const QString &text)
+{
+    static const QRegularExpression integer(QStringLiteral("^\\s*([+-]?)0*([0-9]+)\\s*$"));
+    const QRegularExpressionMatch match = integer.match(text);
+    if (!match.hasMatch())
+        return 0;
+    using Limits = std::numeric_limits<qint32>;
+    const bool isNegative = match.capturedRef(1) == QLatin1Char('-');
+    bool fits = false;
+    const qint64 value = match.capturedRef(2).toLongLong(&fits);
+    if (!fits)
+        return isNegative ? Limits::min() : Limits::max();
+    return static_cast<qint32>(qBound<qint64>(Limits::min(), isNegative ? -value : value, Limits::max()));
+}
+
 std::optional<qint32> readRevision(const VersionRow &row)
 {
     const QString &version = row.at(column::version);
@@ -45,7 +63,7 @@ std::optional<qint32> readRevision(const VersionRow &row)
 
 bool allowsThisUpdater(const VersionRow &row, qint32 revision)
 {
-    const qint32 minimum = row.at(column::minimumUpdater).toInt();
+    const qint32 minimum = toNumber(row.at(column::minimumUpdater));
     if (minimum <= ownRevision)
         return true;
     qDebug() << "WARNING: current version" << ownRevision << "not eligible for" << revision << "- needs update to"

@@ -51,12 +51,16 @@ inline const QLatin1String testType("Test");
 /// Splits a line into its columns; empty columns are kept.
 [[nodiscard]] VersionRow splitColumns(const QString &line);
 
+/// The decimal integer \a text, where it is one too large or too small for 32 bits the largest or smallest there is; 0
+/// where it is none.
+[[nodiscard]] qint32 toNumber(const QString &text);
+
 /// The revision of \a row, or nothing where the version has other than three parts or its third part is no decimal
 /// number; the log then says which.
 [[nodiscard]] std::optional<qint32> readRevision(const VersionRow &row);
 
-/// Whether this updater may install \a row, which has the column for the minimum revision. Text that is not a number
-/// counts as 0. A refusal is logged with \a revision, the row's own.
+/// Whether this updater may install \a row, which has the column for the minimum revision. Read by
+/// toNumber(). A refusal is logged with \a revision, the row's own.
 [[nodiscard]] bool allowsThisUpdater(const VersionRow &row, qint32 revision);
 
 /// Logs that \a parts, the columns of a line or the parts of its version, are too few or too many.

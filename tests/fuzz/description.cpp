@@ -6,6 +6,7 @@
 #include "versions/automaticchoice.h"
 #include "versions/versiondescription.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -27,18 +28,30 @@ std::array<qint32, 5> numbers(const VersionMaxima &maxima)
     return {maxima.newestStable, maxima.newestBeta, maxima.latestStableFix, maxima.stableHeldBack, maxima.betaHeldBack};
 }
 
+/// The integer \a text, which may be of any size; 0 where it is none.
+double number(const QString &text)
+{
+    QString digits = text.trimmed();
+    if (digits.startsWith(QLatin1Char('+')) || digits.startsWith(QLatin1Char('-')))
+        digits.remove(0, 1);
+    const bool isInteger = !digits.isEmpty() && std::all_of(digits.begin(), digits.end(), [](QChar character) {
+        return character >= QLatin1Char('0') && character <= QLatin1Char('9');
+    });
+    return isInteger ? text.trimmed().toDouble() : 0;
+}
+
 /// Whether \a row may be installed here, told apart from the program's own checks.
 bool isEligible(const VersionRow &row, const RunningSystem &system)
 {
     if (row.size() < plainColumns || row.size() > systemColumns)
         return false;
-    if (row.size() > column::minimumUpdater && row.at(column::minimumUpdater).toInt() > ownRevision)
+    if (row.size() > column::minimumUpdater && number(row.at(column::minimumUpdater)) > ownRevision)
         return false;
     if (row.size() <= column::minimumSystem)
         return true;
     const QStringList required = row.at(column::minimumSystem).split(QLatin1Char('.'));
-    const int major = required.at(0).toInt();
-    const int minor = required.size() > 1 ? required.at(1).toInt() : 0;
+    const double major = number(required.at(0));
+    const double minor = required.size() > 1 ? number(required.at(1)) : 0;
     return system.isWindows &&
            (system.majorVersion > major || (system.majorVersion == major && system.minorVersion >= minor));
 }
@@ -84,7 +97,8 @@ void checkAgain(const QString &text, const RunningSystem &system, bool testBuild
 {
     const VersionDescription once = reading(text, system, testBuildsAllowed);
     const VersionDescription again = reading(text, system, testBuildsAllowed);
-    require(once.versions == again.versions && once.maxima == again.maxima, "the same text gives the same table");
+    require(once.versions == again.versions && numbers(once.maxima) == numbers(again.maxima),
+            "the same text gives the same table");
     require(readVersionList(text) == readVersionList(text), "the same text gives the same list");
 }
 

@@ -91,10 +91,10 @@ bool copy(const QString &source, const QString &destination)
 {
     Watch watch;
     const CopyBatch batch = CopyBatch::in(QCoreApplication::applicationDirPath());
-    writeBatchFile(batch.path, copyCommand(source, destination));
-    const CopyResult result = runCopyBatch(batch.command);
+    const bool isWritten = writeBatchFile(batch.path, copyCommand(source, destination, batchShell()));
+    const bool isCopied = isWritten && runCopyBatch(batch).isGood;
     watch.report();
-    return result.isGood;
+    return isCopied;
 }
 
 bool relocate(MainWindow &window)

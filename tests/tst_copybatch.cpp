@@ -38,7 +38,7 @@ private:
     CopyResult runBatch(const QByteArray &content) const
     {
         writeFile(batch().path, content);
-        return runCopyBatch(batch().command);
+        return runCopyBatch(batch());
     }
 
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -100,21 +100,21 @@ void CopyBatchTest::line()
 void CopyBatchTest::batchFileHoldsTheLine()
 {
     const QString path = batch().path;
-    QVERIFY(messagesOf([&path] { writeBatchFile(path, "one line"); }).isEmpty());
+    QVERIFY(messagesOf([&path] { QVERIFY(writeBatchFile(path, "one line")); }).isEmpty());
     QCOMPARE(readFile(path), "one line" + lineEnd());
 }
 
 void CopyBatchTest::batchFileReplacesAnOlderOne()
 {
     writeFile(batch().path, "an older and longer line\nand another\n");
-    writeBatchFile(batch().path, "new");
+    QVERIFY(writeBatchFile(batch().path, "new"));
     QCOMPARE(readFile(batch().path), "new" + lineEnd());
 }
 
 void CopyBatchTest::batchFileIsInTheCodePage()
 {
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("windows-1252"));
-    writeBatchFile(batch().path, "Prögramme ß");
+    QVERIFY(writeBatchFile(batch().path, "Prögramme ß"));
     QCOMPARE(readFile(batch().path), "Pr\xf6gramme \xdf" + lineEnd());
 }
 
@@ -122,7 +122,7 @@ void CopyBatchTest::batchFileThatCannotBeWrittenIsLogged()
 {
     const QString path = m_folder->filePath("missing/copyBatch.bat");
     MessageCatcher catcher;
-    writeBatchFile(path, "line");
+    QVERIFY(!writeBatchFile(path, "line"));
     QCOMPARE(catcher.lines().size(), 1);
     QVERIFY(catcher.warnings().first().startsWith("Cannot write " + logged(path)));
 }
@@ -175,7 +175,7 @@ void CopyBatchTest::outputIsRead()
 void CopyBatchTest::missingBatchFile()
 {
     const MessageCatcher catcher;
-    const CopyResult result = runCopyBatch(batch().command);
+    const CopyResult result = runCopyBatch(batch());
     QVERIFY(!result.isGood);
     QVERIFY(catcher.lines().contains(logged(batch().command)));
     QCOMPARE(catcher.lines().size(), 6);

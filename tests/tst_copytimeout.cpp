@@ -24,7 +24,7 @@ void CopyTimeoutTest::batchThatDoesNotEnd()
     MessageCatcher catcher;
     QElapsedTimer timer;
     timer.start();
-    const CopyResult result = runCopyBatch(batch.command);
+    const CopyResult result = runCopyBatch(batch);
     QVERIFY2(timer.elapsed() >= 60000, qPrintable(QString::number(timer.elapsed())));
     QVERIFY2(timer.elapsed() < 85000, qPrintable(QString::number(timer.elapsed())));
     QVERIFY(!result.isGood);

@@ -13,6 +13,10 @@ enum class BatchShell {
 /// The shell that startBatch() starts on this system.
 [[nodiscard]] BatchShell batchShell();
 
-/// Starts the batch file whose path \a command holds in double quotes in \a process, open for reading and writing.
-/// Whether it could be started is told by the process.
-void startBatch(QProcess &process, const QString &command);
+/// Number of characters in the longest path that the copying program of this system takes.
+[[nodiscard]] int longestCopyPath();
+
+/// Starts the batch file \a path in \a process, open for reading and writing. Shell and copying program are the
+/// system's own, whatever the environment, the current folder or the user's settings name. Whether the batch file could
+/// be started is told by the process.
+void startBatch(QProcess &process, const QString &path);

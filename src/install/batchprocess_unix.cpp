@@ -1,14 +1,23 @@
 #include "install/batchprocess.h"
+#include "install/systemfolder.h"
 
 #include <QProcess>
+
+#include <climits>
 
 BatchShell batchShell()
 {
     return BatchShell::Posix;
 }
 
-void startBatch(QProcess &process, const QString &command)
+int longestCopyPath()
+{
+    // The limit counts the zero at the end.
+    return PATH_MAX - 1;
+}
+
+void startBatch(QProcess &process, const QString &path)
 {
     // The one line of the batch file means the same to the shell.
-    process.start(QStringLiteral("/bin/sh"), QProcess::splitCommand(command), QIODevice::ReadWrite);
+    process.start(systemFolder() + QLatin1String("/sh"), {path}, QIODevice::ReadWrite);
 }

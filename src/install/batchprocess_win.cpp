@@ -1,6 +1,8 @@
 #include "install/batchprocess.h"
+#include "install/systemfolder.h"
 
 #include <QProcess>
+#include <QProcessEnvironment>
 
 #include <windows.h>
 
@@ -9,12 +11,31 @@ BatchShell batchShell()
     return BatchShell::CommandInterpreter;
 }
 
-void startBatch(QProcess &process, const QString &command)
+int longestCopyPath()
 {
-    // The batch file is written in the system's 8-bit code page, but the interpreter reads it in that of its console,
-    // which is the one of DOS: without the change, an umlaut in the path would become another character, and the copy
-    // would go astray after the old version has been cleaned.
-    process.setProgram(qEnvironmentVariable("ComSpec", QStringLiteral("cmd.exe")));
-    process.setNativeArguments(QStringLiteral("/s /c \"chcp %1 >nul & %2\"").arg(GetACP()).arg(command));
+    // xcopy.exe ends with "Insufficient memory" where a path is longer.
+    return 254;
+}
+
+void startBatch(QProcess &process, const QString &path)
+{
+    const QString system = systemFolder();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // The batch file calls the copying program by its bare name: it is found in the system's folder, which is the
+    // current one and the first in PATH.
+    environment.insert(QStringLiteral("PATH"), system + QLatin1Char(';') + environment.value(QStringLiteral("PATH")));
+    environment.insert(QStringLiteral("NoDefaultCurrentDirectoryInExePath"), QStringLiteral("1"));
+    // By way of a variable, since a per cent sign in a command line cannot be escaped.
+    environment.insert(QStringLiteral("FRESHEN_BATCH"), path);
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(system);
+
+    // Extensions on, "!" as it stands, no AutoRun of the user's. The interpreter reads a batch file in the code page of
+    // its console, which is the one of DOS, but the file is written in the process's own: without the change, an umlaut
+    // in the path would become another character, and the copy would go astray after the cleaning.
+    process.setProgram(system + QLatin1String("\\cmd.exe"));
+    process.setNativeArguments(
+        QStringLiteral("/e:on /v:off /d /s /c \"\"%1\\chcp.com\" %2 >nul & \"%FRESHEN_BATCH%\"\"")
+            .arg(system, QString::number(GetACP())));
     process.start(QIODevice::ReadWrite);
 }

@@ -43,7 +43,7 @@ QString copyCommand(const QString &source, const QString &destination, BatchShel
         .arg(quotable(source, shell), quotable(destination, shell));
 }
 
-void writeBatchFile(const QString &path, const QString &line)
+bool writeBatchFile(const QString &path, const QString &line)
 {
     QFile file(path);
     bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text);
@@ -56,14 +56,16 @@ void writeBatchFile(const QString &path, const QString &line)
     }
     if (!isWritten)
         qWarning() << "Cannot write" << path << "-" << file.errorString();
+    return isWritten;
 }
 
-CopyResult runCopyBatch(const QString &command)
+CopyResult runCopyBatch(const CopyBatch &batch)
 {
     QProcess process;
-    startBatch(process, command);
-    qDebug() << process.waitForStarted(startTimeoutMs);
-    qDebug() << command;
+    startBatch(process, batch.path);
+    const bool isStarted = process.waitForStarted(startTimeoutMs);
+    qDebug() << isStarted;
+    qDebug() << batch.command;
     const bool isFinished = process.waitForFinished(copyTimeoutMs);
     qDebug() << isFinished;
 
@@ -71,9 +73,9 @@ CopyResult runCopyBatch(const QString &command)
     CopyResult result;
     result.exitCode = process.exitCode();
     result.isGood = isFinished && exitStatus == QProcess::NormalExit && result.exitCode == 0;
-    result.errorText = QLatin1String("STD ERROR:\n") + QString::fromUtf8(process.readAllStandardError());
+    result.errorText = QLatin1String("STD ERROR:\n") + QString::fromLocal8Bit(process.readAllStandardError());
     qDebug() << result.errorText;
-    qDebug() << "STD OUT:\n" << QString::fromUtf8(process.readAllStandardOutput());
+    qDebug() << "STD OUT:\n" << QString::fromLocal8Bit(process.readAllStandardOutput());
 
     process.close();
     qDebug() << errorName(process.error()) << process.errorString() << process.exitCode()

@@ -8,12 +8,12 @@
 /// The copy of the new files into the installation. Windows' own xcopy.exe does it, since it knows the file attributes
 /// of the system; a batch file of one line starts it.
 
-/// Where the batch file lies and how it is started.
+/// Where the batch file lies.
 struct CopyBatch
 {
     /// The batch file's path.
     QString path;
-    /// The path in double quotes.
+    /// The path in double quotes, as the log shows it.
     QString command;
 
     /// The batch file in \a folder, in native separators.
@@ -23,11 +23,12 @@ struct CopyBatch
 /// The one line that copies the contents of \a source into \a destination, with subfolders, empty ones too, overwriting
 /// without asking, also encrypted files, keeping the attributes. What \a shell would read as something else in the name
 /// of a folder is written so that the copy is given the name as it is.
-[[nodiscard]] QString copyCommand(const QString &source, const QString &destination, BatchShell shell = batchShell());
+[[nodiscard]] QString copyCommand(const QString &source, const QString &destination, BatchShell shell);
 
-/// Writes \a line to the batch file at \a path, in the system's 8-bit code page, which startBatch() has it read in too,
-/// replacing an older one. A character outside that code page cannot be written faithfully. Failures are logged.
-void writeBatchFile(const QString &path, const QString &line);
+/// Writes \a line to the batch file at \a path, in the process's 8-bit code page, which startBatch() has it read in
+/// too, replacing an older one. A character outside that code page cannot be written faithfully; UTF-8, which Windows
+/// 10 knows from version 1903 on, holds all. Returns whether the file holds the whole line; the log tells why not.
+[[nodiscard]] bool writeBatchFile(const QString &path, const QString &line);
 
 /// How a copy ended.
 struct CopyResult
@@ -35,13 +36,13 @@ struct CopyResult
     /// The batch ended within the time allowed, without a crash and with exit code 0.
     bool isGood = false;
     int exitCode = 0;
-    /// What the copy wrote to its standard error, headed "STD ERROR:".
+    /// What the copy wrote to its standard error, read in the process's 8-bit code page and headed "STD ERROR:".
     QString errorText;
 };
 
-/// Runs the batch file that \a command names and waits for it, at most a minute for its start and a minute for its end;
+/// Runs the batch file of \a batch and waits for it, at most a minute for its start and a minute for its end;
 /// the calling thread does nothing else meanwhile. Each step is logged.
-[[nodiscard]] CopyResult runCopyBatch(const QString &command);
+[[nodiscard]] CopyResult runCopyBatch(const CopyBatch &batch);
 
 /// Name of the enumerator \a error, for the log.
 [[nodiscard]] const char *errorName(QProcess::ProcessError error);

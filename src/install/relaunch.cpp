@@ -1,7 +1,8 @@
 #include "install/relaunch.h"
 
+#include "install/shellstart.h"
+
 #include <QDir>
-#include <QProcess>
 
 namespace {
 
@@ -30,5 +31,5 @@ bool startThroughShell(const QString &shell, const QString &executable)
 {
     // Program and argument are passed on apart. Splitting the command text would drop an empty pair of quotes, and
     // without a shell the executable itself would be started, with the updater's rights.
-    return !shell.isEmpty() && QProcess::startDetached(shell, {executable});
+    return !shell.isEmpty() && startShell(shell, executable);
 }

@@ -14,6 +14,6 @@
 /// The command that lets \a shell start \a executable, both in double quotes.
 [[nodiscard]] QString relaunchCommand(const QString &shell, const QString &executable);
 
-/// Starts \a shell with \a executable as its one argument, detached. Returns whether it was started; never without a
-/// shell.
+/// Starts \a shell with \a executable as its one argument, quoted as in relaunchCommand(), detached. Returns whether it
+/// was started; never without a shell.
 [[nodiscard]] bool startThroughShell(const QString &shell, const QString &executable);

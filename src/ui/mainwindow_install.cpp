@@ -2,6 +2,7 @@
 
 #include "install/cleaning.h"
 #include "install/copybatch.h"
+#include "install/copyobstacle.h"
 #include "install/installation.h"
 #include "install/relaunch.h"
 #include "ui/mainwindow.h"
@@ -13,6 +14,16 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMessageBox>
+
+namespace {
+
+/// Names of the files that the cleaning leaves in the installation folder, as they are set now.
+QStringList filesToKeep()
+{
+    return setting(applicationSettings(), key::filesToKeep).toStringList();
+}
+
+} // namespace
 
 void MainWindow::installUpdate()
 {
@@ -34,7 +45,16 @@ void MainWindow::installUpdate()
     }
     if (package.isEmpty()) {
         // Nothing to install: the installation stays as it is.
+        qWarning() << "No unpacked package in" << unpacked;
         reportNoUpdate(QLatin1String("STD ERROR:\n") + unpacked);
+        return;
+    }
+    const std::optional<QString> obstacle =
+        copyObstacle(unpacked + package, destination, filesToKeep(), DiskSpace::at(destination));
+    if (obstacle) {
+        // Better the old version than half of the new one.
+        qWarning() << "Copy not begun:" << *obstacle;
+        reportNoUpdate(*obstacle);
         return;
     }
 
@@ -45,17 +65,18 @@ void MainWindow::installUpdate()
                                                  QMessageBox::Ok | QMessageBox::No);
     // Whoever declines keeps the old files; the installation goes on all the same.
     if (answer == QMessageBox::Ok)
-        deleteTempDir(destination, false, setting(applicationSettings(), key::filesToKeep).toStringList());
+        deleteTempDir(destination, false, filesToKeep());
     copyUpdate(unpacked + package, destination);
 }
 
 void MainWindow::copyUpdate(const QString &source, const QString &destination)
 {
     const CopyBatch batch = CopyBatch::in(QCoreApplication::applicationDirPath());
-    writeBatchFile(batch.path, copyCommand(source, destination));
+    const bool isWritten = writeBatchFile(batch.path, copyCommand(source, destination, batchShell()));
     // The window cannot be drawn while it waits for the copy; so it shows by now what is going on.
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-    const CopyResult result = runCopyBatch(batch.command);
+    // Half a command would copy nothing, or something else, and might even say that it went well.
+    const CopyResult result = isWritten ? runCopyBatch(batch) : CopyResult();
     if (!result.isGood) {
         // Not in the catalogues: shown in English in every language.
         showStatus(QStringLiteral("Error copying update!\n\n%1").arg(result.exitCode));
@@ -103,7 +124,8 @@ void MainWindow::startTavlo()
     const QString command = relaunchCommand(shell, executable);
     qDebug() << "starting" << command;
     qDebug() << "starting" << command;
-    qDebug() << "success:" << startThroughShell(shell, executable);
+    const bool isStarted = startThroughShell(shell, executable);
+    qDebug() << "success:" << isStarted;
     QCoreApplication::quit();
 }
 

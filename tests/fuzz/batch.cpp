@@ -129,7 +129,7 @@ bool isWindowsFolder(const QString &name)
 QString written(const QString &line)
 {
     const QString path = CopyBatch::in(privateFolder()).path;
-    writeBatchFile(path, line);
+    require(writeBatchFile(path, line), "the batch file is written");
     QFile file(path);
     require(file.open(QIODevice::ReadOnly), "the batch file is there");
     const QString text = QString::fromLocal8Bit(file.readAll());

@@ -1,0 +1,37 @@
+#include "install/folderidentity.h"
+
+#include <QDir>
+
+#include <windows.h>
+
+namespace {
+
+/// \a path in the form that knows no limit of 259 characters.
+QString longPath(const QString &path)
+{
+    const QString native = QDir::toNativeSeparators(QDir::cleanPath(QDir(path).absolutePath()));
+    if (native.startsWith(QLatin1String("\\\\")))
+        return QLatin1String("\\\\?\\UNC\\") + native.mid(2);
+    return QLatin1String("\\\\?\\") + native;
+}
+
+} // namespace
+
+QByteArray folderIdentity(const QString &path)
+{
+    // Qt's canonical path follows no junctions, which need no rights to be made.
+    const QString name = longPath(path);
+    const HANDLE folder = CreateFileW(reinterpret_cast<const wchar_t *>(name.utf16()), 0,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (folder == INVALID_HANDLE_VALUE)
+        return QDir(path).canonicalPath().toUtf8();
+    BY_HANDLE_FILE_INFORMATION information = {};
+    const bool isKnown = GetFileInformationByHandle(folder, &information);
+    CloseHandle(folder);
+    if (!isKnown)
+        return QDir(path).canonicalPath().toUtf8();
+    return QByteArray::number(static_cast<quint32>(information.dwVolumeSerialNumber), 16) + ':' +
+           QByteArray::number(static_cast<quint32>(information.nFileIndexHigh), 16) + ':' +
+           QByteArray::number(static_cast<quint32>(information.nFileIndexLow), 16);
+}

@@ -1,0 +1,8 @@
+#include "install/systemfolder.h"
+
+#include <QString>
+
+QString systemFolder()
+{
+    return QStringLiteral("/bin");
+}

@@ -1,0 +1,14 @@
+#include "install/systemfolder.h"
+
+#include <QString>
+
+#include <windows.h>
+
+#include <array>
+
+QString systemFolder()
+{
+    std::array<wchar_t, MAX_PATH> folder{};
+    const UINT length = GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
+    return QString::fromWCharArray(folder.data(), static_cast<int>(length));
+}

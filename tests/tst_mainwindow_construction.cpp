@@ -26,7 +26,7 @@ static_assert(std::is_same_v<decltype(TestWindow::osTag), QString>);
 static_assert(std::is_same_v<decltype(TestWindow::archTag), QString>);
 static_assert(std::is_same_v<decltype(TestWindow::parentDir), QString>);
 static_assert(std::is_same_v<decltype(TestWindow::versions), QMap<qint32, QStringList>>);
-static_assert(std::is_same_v<decltype(TestWindow::downloadReply), QNetworkReply *>);
+static_assert(std::is_same_v<decltype(TestWindow::downloadReply), QPointer<QNetworkReply>>);
 static_assert(std::is_same_v<decltype(TestWindow::startTime), QDateTime>);
 static_assert(std::is_same_v<decltype(TestWindow::precheckTrigger), QTimer>);
 

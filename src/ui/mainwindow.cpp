@@ -7,6 +7,7 @@
 #include <QNetworkAccessManager>
 #include <QSettings>
 #include <QSysInfo>
+#include <QTextDocument>
 #include <QTextDocumentFragment>
 
 QNetworkAccessManager *networkAccessManager = nullptr;
@@ -46,7 +47,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(std::make_uniq
     applyProxySettings();
 
     buildForm();
-    readApplicationVersion();
+    readApplicationSettings();
     if (version_main.isEmpty())
         showStatus(tr("No Version of Tavlopro found!"));
 
@@ -92,7 +93,7 @@ void MainWindow::buildForm()
     showStatus(ui->label->text());
 }
 
-void MainWindow::readApplicationVersion()
+void MainWindow::readApplicationSettings()
 {
     const QSettings store = applicationSettings();
     version_main = setting(store, key::versionMain).toString();
@@ -111,8 +112,10 @@ void MainWindow::showProgressPage()
 
 void MainWindow::showStatus(const QString &text)
 {
+    // Some of it comes from the server: it is shown as it is written, never as rich text.
+    ui->label->setTextFormat(Qt::PlainText);
     ui->label->setText(text);
     // The label is one line high; the tool tip shows the texts that are not.
-    ui->label->setToolTip(text);
+    ui->label->setToolTip(Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text);
     ui->progressBar->setAccessibleName(text);
 }

@@ -7,6 +7,7 @@
 #include <QDateTime>
 #include <QMainWindow>
 #include <QNetworkProxy>
+#include <QPointer>
 #include <QProcess>
 #include <QString>
 #include <QTimer>
@@ -95,12 +96,12 @@ protected:
     QString archTag = QStringLiteral("X64");
     QString parentDir;
     VersionTable versions;
-    QNetworkReply *downloadReply = nullptr;
+    QPointer<QNetworkReply> downloadReply;
     QDateTime startTime = QDateTime::currentDateTime();
     QTimer precheckTrigger;
 
 private:
-    void readApplicationVersion();
+    void readApplicationSettings();
     void buildForm();
     void keepLogo();
     void showProgressPage();

@@ -30,6 +30,9 @@ bool testBuildsAllowed()
     return setting(QSettings(), key::allowTestBuild, false).toBool();
 }
 
+/// Counts for the whole process, since all requests go through one manager.
+CredentialOffers credentialOffers;
+
 } // namespace
 
 void MainWindow::applyProxySettings()
@@ -50,15 +53,11 @@ void MainWindow::applyProxySettings()
 void MainWindow::authenticateProxy(QNetworkProxy proxy, QAuthenticator *auth)
 {
     Q_UNUSED(proxy)
-    // Credentials are offered at most once in a row: a proxy that asks again at once has refused them, and without an
-    // answer the request fails instead of asking for ever.
-    static bool wereOffered = false;
-    if (!wereOffered) {
-        const QNetworkProxy known = QNetworkProxy::applicationProxy();
-        auth->setUser(known.user());
-        auth->setPassword(known.password());
-    }
-    wereOffered = !wereOffered;
+    if (!credentialOffers.isToBeAnswered())
+        return;
+    const QNetworkProxy known = QNetworkProxy::applicationProxy();
+    auth->setUser(known.user());
+    auth->setPassword(known.password());
 }
 
 void MainWindow::startVersionCheck()

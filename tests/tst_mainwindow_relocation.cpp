@@ -3,6 +3,7 @@
 #include "support/dialogdriver.h"
 #include "support/files.h"
 #include "support/windowtest.h"
+#include "versions/deployment.h"
 
 #include <QDir>
 #include <QNetworkAccessManager>
@@ -28,11 +29,11 @@ QString executable()
 
 QString errorText()
 {
-    return QStringLiteral("We are sorry, but the Tavlopro update tool has an error.\nPerhaps it has insufficent "
-                          "rights.\nYou can also try "
-                          "to re-install Tavlopro by downloading the current version from:\n<html><a "
-                          "href=\"https://www.quinta.example/tavlopro/download\">https://www.quinta.example/tavlopro/"
-                          "download</a></html>");
+    const QString page = QLatin1String(deployment::downloadPage);
+    return QStringLiteral("We are sorry, but the Tavlopro update tool has an error.<br/>Perhaps it has insufficent "
+                          "rights.<br/>You can also try to re-install Tavlopro by downloading the current version "
+                          "from:<br/><html><a href=\"%1\">%1</a></html>")
+        .arg(page);
 }
 
 /// Whether the copy was started and the updater's own end scheduled.
@@ -110,10 +111,10 @@ void MainWindowRelocationTest::logTellsTheRelocation()
     takeLog();
     QVERIFY(quitsAfter([] {}));
     const QString source = QDir::toNativeSeparators(QCoreApplication::applicationDirPath());
-    QStringList expected = {
-        QStringLiteral("checking ..."),
-        QStringLiteral("Get: \"https://update.quinta.example:443/update/Tavlopc/VERSIONS/windows.txt\""),
-        QStringLiteral("\"%1\" \"%2\"").arg(source, temporaryFolder())};
+    QStringList expected = {QStringLiteral("checking ..."),
+                            QStringLiteral("Get: \"https://%1:443/update/Tavlopc/VERSIONS/windows.txt\"")
+                                .arg(QLatin1String(deployment::updateHost)),
+                            QStringLiteral("\"%1\" \"%2\"").arg(source, temporaryFolder())};
     for (const char *plugin : {"/platforms/qwindows.dll", "/imageformats/qico.dll", "/styles/qwindowsvistastyle.dll"}) {
         const QString path = QLatin1String(plugin);
         expected.append(QStringLiteral("\"%1\" \"%2\" false").arg(source + path, temporaryFolder() + path));
@@ -168,8 +169,9 @@ void MainWindowRelocationTest::failedStartIsShown()
     window.show();
     dialogs.expect([&window](QMessageBox &box) {
         QCOMPARE(box.parent(), &window);
-        // Otherwise the tags would be seen.
+        // Otherwise the tags would be seen, and the link could not be clicked.
         QCOMPARE(box.textFormat(), Qt::RichText);
+        QVERIFY((box.textInteractionFlags() & Qt::LinksAccessibleByMouse) != 0);
         DialogDriver::click(box, QMessageBox::Ok);
     });
     QVERIFY(quitsAfter([] {}));

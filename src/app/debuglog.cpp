@@ -1,5 +1,7 @@
 #include "app/debuglog.h"
 
+#include "app/appendturn.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QMutex>
@@ -56,6 +58,7 @@ void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QStr
         return;
     if (!logFile->isOpen() && !logFile->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text))
         return;
+    const AppendTurn turn(*logFile);
     // One stream for each message: the line is in the file when the stream is gone.
     QTextStream stream(logFile);
     stream.setCodec("UTF-8");

@@ -13,6 +13,8 @@ class QString;
 /// messages. A null pointer means that there is no file.
 void setDebugLogFile(QFile *file);
 
-/// Message handler for qInstallMessageHandler(). Nothing is filtered, and a fatal message does not end the process.
-/// Where the file cannot be opened, each message tries again and the line on standard error is all there is.
+/// Message handler for qInstallMessageHandler(). Nothing is filtered. The handler itself ends no process: after a fatal
+/// message Qt does, once the handler has returned. Each line goes to the end of the file as a whole, whoever else
+/// writes there. Where the file cannot be opened, each message tries again and the line on standard error is all there
+/// is.
 void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QString &message);

@@ -1,4 +1,5 @@
 #include "app/debuglog.h"
+#include "app/processsetup.h"
 #include "ui/mainwindow.h"
 #include "versions/applicationsettings.h"
 
@@ -31,17 +32,30 @@ QString prepareLogFolder()
     return path;
 }
 
-/// Loads the catalogue of the system's language, German where there is none.
-void loadCatalogue(QTranslator &translator)
+/// The catalogues of one run.
+struct Translators
+{
+    /// The updater's own texts.
+    QTranslator texts;
+    /// The standard buttons of boxes. Qt's other texts stay English: support knows the errors by these words.
+    QTranslator buttons;
+};
+
+/// Loads the catalogues of the system's language, German where there is none.
+void loadCatalogues(Translators &translators)
 {
     const QString catalogue = QStringLiteral(":i18n_%1");
-    const QString language = QLocale::system().name().left(languageCodeLength);
+    QString language = QLocale::system().name().left(languageCodeLength);
     qDebug() << "language code is" << language;
-    if (!translator.load(catalogue.arg(language))) {
+    if (!translators.texts.load(catalogue.arg(language))) {
         qDebug() << "ERROR: cannot load translation resource for" << language;
-        translator.load(catalogue.arg(QLatin1String("de")));
+        language = QStringLiteral("de");
+        translators.texts.load(catalogue.arg(language));
     }
-    QCoreApplication::installTranslator(&translator);
+    QCoreApplication::installTranslator(&translators.texts);
+    // Without one, as for English, the buttons keep Qt's own texts.
+    if (translators.buttons.load(QStringLiteral(":buttons_%1").arg(language)))
+        QCoreApplication::installTranslator(&translators.buttons);
 }
 
 void logEnvironment(const QString &logPath)
@@ -56,6 +70,11 @@ void logEnvironment(const QString &logPath)
 
 int main(int argc, char *argv[])
 {
+    ignoreForeignPlugins();
+    ignoreForeignLibraries();
+    adoptCodePage();
+    // 150 % is shown as 150 %, not as 200 %, unless the environment asks for another rounding.
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication application(argc, argv);
@@ -71,8 +90,8 @@ int main(int argc, char *argv[])
     setDebugLogFile(new QFile(logPath));
     qInstallMessageHandler(writeDebugLog);
 
-    QTranslator translator;
-    loadCatalogue(translator);
+    Translators translators;
+    loadCatalogues(translators);
     QCoreApplication::addLibraryPath(QCoreApplication::applicationDirPath());
     logEnvironment(logPath);
 

@@ -1,6 +1,8 @@
 #include "app/selfrelocation.h"
 
 #include "app/elevatedstart.h"
+#include "install/installation.h"
+#include "install/removal.h"
 
 #include <QDebug>
 #include <QDir>
@@ -26,7 +28,8 @@ void copyPlugins(const RelocationPaths &paths)
     for (const char *plugin : plugins) {
         const QString source = paths.source + QLatin1String(plugin);
         const QString target = paths.temporary + QLatin1String(plugin);
-        qDebug() << source << target << QFile::copy(source, target);
+        const bool isCopied = QFile::copy(source, target);
+        qDebug() << source << target << isCopied;
     }
 }
 
@@ -43,13 +46,6 @@ void copyLibraries(const RelocationPaths &paths)
     }
 }
 
-/// To be called right after \a operation failed on \a path, since the system's reason is the latest one.
-void warn(const char *operation, const QString &path)
-{
-    const QString reason = qt_error_string();
-    qWarning() << operation << path << "-" << reason;
-}
-
 /// Removes \a entry: a folder with all that it holds, but of a link to a folder only the link.
 bool removeEntry(const QFileInfo &entry)
 {
@@ -62,11 +58,10 @@ bool removeEntry(const QFileInfo &entry)
         if (!std::all_of(entries.begin(), entries.end(), removeEntry))
             return false;
     }
-    // Some links to folders count as files, others as folders.
-    if ((!isFolder && QFile::remove(path)) || ((isFolder || isLink) && QDir().rmdir(path)))
-        return true;
-    warn("Cannot remove", path);
-    return false;
+    if (isFolder)
+        return removeEmptyFolder(path);
+    // Some links to folders count as folders, others as files.
+    return (isLink && QDir().rmdir(path)) || removeFile(path);
 }
 
 } // namespace
@@ -77,7 +72,7 @@ RelocationPaths relocationPaths(const QString &applicationFolder, const QString 
     paths.temporary = QDir::toNativeSeparators(localDataFolder + QLatin1String("/freshen"));
     paths.source = QDir::toNativeSeparators(applicationFolder);
     const QString beside = QDir(paths.temporary + QLatin1String("/..")).absolutePath();
-    paths.handOver = QDir::toNativeSeparators(beside + QLatin1String("/settings.ini"));
+    paths.handOver = QDir::toNativeSeparators(handOverFile(beside));
     return paths;
 }
 
@@ -109,8 +104,12 @@ void copyUpdater(const RelocationPaths &paths)
 {
     const QDir temporary(paths.temporary);
     for (const char *folder : pluginFolders) {
-        if (!temporary.mkpath(QLatin1String(folder)))
-            warn("Cannot create", temporary.filePath(QLatin1String(folder)));
+        const QString path = temporary.filePath(QLatin1String(folder));
+        const bool isMade = temporary.mkdir(QLatin1String(folder));
+        // That was one call of the system's, so the latest reason is its own.
+        const QString reason = qt_error_string();
+        if (!isMade && !QDir(path).exists())
+            qWarning() << "Cannot create" << path << "-" << reason;
     }
 
     const QString name = QLatin1Char('/') + QLatin1String(updaterFileName);

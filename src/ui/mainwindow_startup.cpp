@@ -87,8 +87,9 @@ bool MainWindow::relocateToTempFolder()
     logStartFailure(result, paths);
     QMessageBox box(QMessageBox::Critical, tr("Error starting Updater"),
                     startErrorText.arg(QLatin1String(deployment::downloadPage)), QMessageBox::Ok, this);
-    // The line breaks before the first tag would make it a plain text, with the tags to be seen.
+    // As rich text, since the link is one; there, a line break is a tag.
     box.setTextFormat(Qt::RichText);
+    box.setText(box.text().replace(QLatin1Char('\n'), QLatin1String("<br/>")));
     box.exec();
     return false;
 }

@@ -1,0 +1,9 @@
+#include "app/processsetup.h"
+
+#include <QtGlobal>
+
+void ignoreForeignPlugins()
+{
+    for (const char *variable : {"QT_PLUGIN_PATH", "QT_QPA_PLATFORM_PLUGIN_PATH"})
+        qunsetenv(variable);
+}

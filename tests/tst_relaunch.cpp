@@ -1,11 +1,12 @@
 #include "install/relaunch.h"
 #include "support/files.h"
+#include "support/platform.h"
 
 #include <QtTest>
 
 #include <cstring>
 
-/// The shell is a copy of this very program, which notes its arguments.
+/// The shell is a copy of this very program, which notes how it was called.
 class RelaunchTest : public QObject
 {
     Q_OBJECT
@@ -23,8 +24,8 @@ private slots:
 
 namespace {
 
-/// The file beside it into which a started copy writes its arguments, one in a line.
-const QString noteFile = "arguments.txt";
+/// The file beside it into which a started copy writes how it was called.
+const QString noteFile = "call.txt";
 
 /// What a started copy does.
 int takeNote(int argc, char *argv[])
@@ -32,7 +33,7 @@ int takeNote(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     const QString note = QCoreApplication::applicationDirPath() + '/' + noteFile;
     const QString draft = note + ".draft";
-    writeFile(draft, QCoreApplication::arguments().mid(1).join('\n').toUtf8() + '\n');
+    writeFile(draft, callOfThisProcess().toUtf8());
     return QFile::rename(draft, note) ? 0 : 1;
 }
 
@@ -107,6 +108,10 @@ void RelaunchTest::shellGetsTheExecutable_data()
     QTest::newRow("plain") << "Tavlopro.exe";
     QTest::newRow("with blanks and umlauts") << "C:/Prögramme/Tavlo pro/Tavlopro.exe";
     QTest::newRow("no executable: one empty argument") << "";
+    // The shell splits what is not quoted at some of these; others mean something to a command interpreter.
+    for (const char *folder : {"a,b", "a=b", "a;b", "a&b", "a & b", "%x%", "100 %", "^a", "a!b!", "(x86)", "a'b", "@a",
+                               "~a", "a+b", "[a]", "{a}", "`a`", "$a", "ж東"})
+        QTest::newRow(folder) << QString("C:/%1/Tavlopro.exe").arg(folder);
 }
 
 void RelaunchTest::shellGetsTheExecutable()
@@ -118,7 +123,15 @@ void RelaunchTest::shellGetsTheExecutable()
     QVERIFY(makeProgram(program));
     QVERIFY(startThroughShell(QDir::toNativeSeparators(program), executable));
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(note), 30000);
-    QCOMPARE(QString::fromUtf8(readFile(note)), executable + '\n');
+    const QString call = QString::fromUtf8(readFile(note));
+    if (isWindows()) {
+        const QString shell = '"' + QDir::toNativeSeparators(program) + '"';
+        QVERIFY2(call.startsWith(shell + ' '), qUtf8Printable(call));
+        // However many blanks stand between them.
+        QCOMPARE(call.mid(shell.size()).trimmed(), '"' + executable + '"');
+    } else {
+        QCOMPARE(call, executable + '\n');
+    }
 }
 
 /// Above all not the application itself, which would run with the updater's rights.

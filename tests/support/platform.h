@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QOperatingSystemVersion>
+#include <QString>
 
 /// What differs between the systems that the tests run on.
 
@@ -15,3 +16,20 @@
 {
     return isWindows() ? "\r\n" : "\n";
 }
+
+/// What this process was called with, as it came: on Windows the text of the whole command, elsewhere each argument
+/// after the program with a line feed.
+[[nodiscard]] QString callOfThisProcess();
+
+/// As long as it lives, this process has the rights of an ordinary user, if it was root's. What was made before may be
+/// out of its reach.
+class OrdinaryUser
+{
+public:
+    OrdinaryUser();
+    ~OrdinaryUser();
+    Q_DISABLE_COPY(OrdinaryUser)
+
+private:
+    [[maybe_unused]] bool m_wasRoot = false;
+};

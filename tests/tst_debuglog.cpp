@@ -28,6 +28,7 @@ private slots:
     void lineIsInTheFileAtOnce();
     void openingIsTriedAgain();
     void linesOfThreadsDoNotMix();
+    void linesOfProcessesDoNotMix();
     void standardError();
 
 private:
@@ -51,6 +52,33 @@ const QString stamp = QStringLiteral("\\d{6} \\d\\d:\\d\\d:\\d\\d:\\d{3} ");
 void log(const QString &message, QtMsgType type = QtDebugMsg)
 {
     writeDebugLog(type, QMessageLogContext(), message);
+}
+
+/// The first argument of a process that writes lines for the test; the file's path and the writer's name follow.
+const QString writer = QStringLiteral("write-lines");
+constexpr int linesOfAWriter = 10000;
+
+/// The line \a number of the writer \a name. Not all are of the same length.
+QString lineOf(const QString &name, int number)
+{
+    return QStringLiteral("%1 %2 %3").arg(name).arg(number).arg(QString(number % 300, QLatin1Char('x')));
+}
+
+/// What a writer does: it waits for the word to start, and writes its lines.
+int writeLines(const QString &path, const QString &name)
+{
+    QFile start;
+    if (!start.open(stdin, QIODevice::ReadOnly) || start.readLine().trimmed() != "start")
+        return 1;
+    // On Windows, each character on its own would go to standard error.
+    constexpr std::size_t bufferSize = 1 << 16;
+    std::setvbuf(stderr, nullptr, _IOFBF, bufferSize);
+    QFile file(path);
+    setDebugLogFile(&file);
+    for (int number = 0; number < linesOfAWriter; ++number)
+        log(lineOf(name, number));
+    setDebugLogFile(nullptr);
+    return 0;
 }
 
 bool matches(const QString &line, const QString &afterStamp)
@@ -210,6 +238,37 @@ void DebugLogTest::linesOfThreadsDoNotMix()
         QVERIFY2(matches(line, QLatin1String("[D][:0]  ") + text), qUtf8Printable(line));
 }
 
+/// Two updaters write to one log.
+void DebugLogTest::linesOfProcessesDoNotMix()
+{
+    const QStringList names = {QStringLiteral("one"), QStringLiteral("two")};
+    std::vector<std::unique_ptr<QProcess>> writers;
+    for (const QString &name : names) {
+        writers.push_back(std::make_unique<QProcess>());
+        writers.back()->setStandardErrorFile(QProcess::nullDevice());
+        writers.back()->start(QCoreApplication::applicationFilePath(), {writer, path(), name});
+    }
+    for (const auto &process : writers)
+        QVERIFY(process->waitForStarted());
+    for (const auto &process : writers) {
+        process->write("start\n");
+        QVERIFY(process->waitForBytesWritten());
+    }
+    for (const auto &process : writers) {
+        QVERIFY(process->waitForFinished(90000));
+        QCOMPARE(process->exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process->exitCode(), 0);
+    }
+
+    // Each writer's lines are there, whole and in their order, whatever stands between them.
+    QMap<QString, int> written;
+    for (const QString &line : lines()) {
+        const QString name = line.section(QLatin1Char(' '), 4, 4);
+        QVERIFY2(matches(line, QLatin1String("[D][:0]  ") + lineOf(name, written[name]++)), qUtf8Printable(line));
+    }
+    QCOMPARE(written, (QMap<QString, int>{{names.at(0), linesOfAWriter}, {names.at(1), linesOfAWriter}}));
+}
+
 /// Last, since standard error goes to a file from here on. It is written to without a log file, too.
 void DebugLogTest::standardError()
 {
@@ -235,5 +294,13 @@ void DebugLogTest::standardError()
     QVERIFY(QDir(folder.path()).removeRecursively());
 }
 
-QTEST_GUILESS_MAIN(DebugLogTest)
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.value(1) == writer)
+        return writeLines(arguments.value(2), arguments.value(3));
+    DebugLogTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_debuglog.moc"

@@ -2,6 +2,7 @@
 #include "support/files.h"
 #include "support/messagecatcher.h"
 #include "support/packagemaker.h"
+#include "support/platform.h"
 
 #include <QtTest>
 
@@ -137,8 +138,10 @@ void SelfRelocationTest::removeFolderTakesHiddenFiles()
 void SelfRelocationTest::removeFolderLeavesWhatALinkLeadsTo_data()
 {
     QTest::addColumn<QString>("link");
-    QTest::newRow("in the folder") << "freshen/sub/link";
-    QTest::newRow("in its place") << "freshen";
+    QTest::newRow("in the folder") << "freshen/sub/link.lnk";
+    // A shortcut cannot be called like a folder.
+    if (!isWindows())
+        QTest::newRow("in its place") << "freshen";
 }
 
 void SelfRelocationTest::removeFolderLeavesWhatALinkLeadsTo()
@@ -147,8 +150,7 @@ void SelfRelocationTest::removeFolderLeavesWhatALinkLeadsTo()
     const QString path = m_folder->filePath(link);
     writeFile(file("elsewhere/letter.txt"), "mine");
     QDir().mkpath(QFileInfo(path).path());
-    if (!QFile::link(file("elsewhere"), path) || !QFileInfo(path).isDir())
-        QSKIP("Links to folders cannot be made here.");
+    QVERIFY(QFile::link(file("elsewhere"), path));
     QVERIFY(removeFolder(file("freshen")));
     QVERIFY(!QFileInfo::exists(file("freshen")));
     QCOMPARE(readFile(file("elsewhere/letter.txt")), QByteArray("mine"));
@@ -156,9 +158,8 @@ void SelfRelocationTest::removeFolderLeavesWhatALinkLeadsTo()
 
 void SelfRelocationTest::removeFolderTakesNamesThatBeginWithAColon()
 {
-#ifdef Q_OS_WIN
-    QSKIP("Windows knows no such names.");
-#endif
+    if (isWindows())
+        QSKIP("Windows knows no such names.");
     writeFile(file("freshen/:old"), "old");
     QVERIFY(removeFolder(file("freshen")));
     QVERIFY(!QFileInfo::exists(file("freshen")));
@@ -166,18 +167,18 @@ void SelfRelocationTest::removeFolderTakesNamesThatBeginWithAColon()
 
 void SelfRelocationTest::removeFolderStopsAtWhatItCannotRemove()
 {
-    // Neither where the folder is read-only nor where an open file cannot be removed.
+    m_folder.reset();
+    const OrdinaryUser user;
+    init();
+    // Nothing is removed from a read-only folder, nor, on Windows, while somebody has it open.
     writeFile(file("freshen/sub/file"), "stays");
     QFile held(file("freshen/sub/file"));
     QVERIFY(held.open(QIODevice::ReadOnly));
     const QFile::Permissions before = QFile::permissions(file("freshen/sub"));
     QVERIFY(QFile::setPermissions(file("freshen/sub"), QFile::ReadOwner | QFile::ExeOwner));
     MessageCatcher catcher;
-    const bool isGone = removeFolder(file("freshen"));
+    QVERIFY(!removeFolder(file("freshen")));
     QFile::setPermissions(file("freshen/sub"), before);
-    QCOMPARE(isGone, !QFile::exists(file("freshen")));
-    if (isGone)
-        QSKIP("The user of this test can remove any file.");
     QCOMPARE(readFile(file("freshen/sub/file")), QByteArray("stays"));
     // Once, and not once more for each folder around it.
     QCOMPARE(catcher.warnings().size(), 1);

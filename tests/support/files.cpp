@@ -4,6 +4,10 @@
 #include <QDirIterator>
 #include <QFile>
 
+#ifdef Q_OS_WIN
+#include <windows.h>
+#endif
+
 void writeFile(const QString &path, const QByteArray &content)
 {
     QFile file(path);
@@ -11,6 +15,19 @@ void writeFile(const QString &path, const QByteArray &content)
                            file.write(content) == content.size() && file.flush();
     if (!isWritten)
         qFatal("Cannot write %s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
+}
+
+void hideDotted(const QString &folder)
+{
+#ifdef Q_OS_WIN
+    for (const QString &name : treeOf(folder).keys()) {
+        const QString path = QDir::toNativeSeparators(folder + QLatin1Char('/') + name);
+        if (QFileInfo(path).fileName().startsWith(QLatin1Char('.')))
+            SetFileAttributesW(reinterpret_cast<const wchar_t *>(path.utf16()), FILE_ATTRIBUTE_HIDDEN);
+    }
+#else
+    Q_UNUSED(folder)
+#endif
 }
 
 QByteArray readFile(const QString &path)

@@ -9,6 +9,9 @@
 /// Writes \a content to \a path, replacing an older file and making missing folders.
 void writeFile(const QString &path, const QByteArray &content);
 
+/// Hides what lies below \a folder and has a name that begins with a full stop, where that alone does not hide it.
+void hideDotted(const QString &folder);
+
 /// What the file at \a path holds; a null array where there is none.
 [[nodiscard]] QByteArray readFile(const QString &path);
 

@@ -22,7 +22,9 @@ private slots:
     void batchFileHoldsTheLine();
     void batchFileReplacesAnOlderOne();
     void batchFileIsInTheCodePage();
+    void batchFileThatCannotBeWrittenIsLogged_data();
     void batchFileThatCannotBeWrittenIsLogged();
+    void longestPathIsTheCopyingPrograms();
     void run_data();
     void run();
     void outputIsRead();
@@ -118,13 +120,39 @@ void CopyBatchTest::batchFileIsInTheCodePage()
     QCOMPARE(readFile(batch().path), "Pr\xf6gramme \xdf" + lineEnd());
 }
 
+void CopyBatchTest::batchFileThatCannotBeWrittenIsLogged_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("no such folder") << "missing/copyBatch.bat";
+    QTest::newRow("a folder in its place") << "folder";
+    // Wine's user can write to any file, and no device is always full there.
+    if (isWindows())
+        return;
+    QTest::newRow("no right to write it") << "read-only";
+    QTest::newRow("full disk") << "full";
+}
+
 void CopyBatchTest::batchFileThatCannotBeWrittenIsLogged()
 {
-    const QString path = m_folder->filePath("missing/copyBatch.bat");
+    QFETCH(QString, name);
+    const OrdinaryUser user;
+    const QTemporaryDir place;
+    QVERIFY(QDir(place.path()).mkdir("folder"));
+    writeFile(place.filePath("read-only"), "an older one");
+    if (!isWindows()) {
+        QVERIFY(QFile::setPermissions(place.filePath("read-only"), QFile::ReadOwner));
+        QVERIFY(QFile::link("/dev/full", place.filePath("full")));
+    }
+    const QString path = place.filePath(name);
     MessageCatcher catcher;
     QVERIFY(!writeBatchFile(path, "line"));
     QCOMPARE(catcher.lines().size(), 1);
     QVERIFY(catcher.warnings().first().startsWith("Cannot write " + logged(path)));
+}
+
+void CopyBatchTest::longestPathIsTheCopyingPrograms()
+{
+    QCOMPARE(longestCopyPath(), isWindows() ? 254 : 4095);
 }
 
 void CopyBatchTest::run_data()

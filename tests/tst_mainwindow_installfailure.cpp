@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QLabel>
 #include <QPushButton>
+#include <QStorageInfo>
 #include <QtTest>
 
 namespace {
@@ -30,6 +31,10 @@ private slots:
     void destinationIsLookedForBeforeAnythingElse();
     void missingPackageIsReportedBeforeTheCleaning_data();
     void missingPackageIsReportedBeforeTheCleaning();
+    void lackOfSpaceIsReportedBeforeTheQuestion_data();
+    void lackOfSpaceIsReportedBeforeTheQuestion();
+    void batchFileThatCannotBeWrittenIsAFailedCopy_data();
+    void batchFileThatCannotBeWrittenIsAFailedCopy();
     void failedCopyIsShown_data();
     void failedCopyIsShown();
     void failedCopyIsLogged();
@@ -136,8 +141,78 @@ void MainWindowInstallFailureTest::missingPackageIsReportedBeforeTheCleaning()
     QCOMPARE(box.icon, QMessageBox::Information);
     QCOMPARE(box.title, QStringLiteral("Tavlopro Update"));
     QVERIFY(box.text.startsWith(QLatin1String("Couldn't copy updated files. Aborting!\n\nError:\nSTD ERROR:\n")));
+    const QString out = QDir::toNativeSeparators(window.parentDir + QLatin1String("/out/"));
+    QVERIFY(warnings().contains(QLatin1String("No unpacked package in ") + logged(out)));
     QCOMPARE(installed().keys(), QStringList{old});
     QVERIFY(tools->copyArguments().isEmpty());
+    QVERIFY(isStuck(window));
+}
+
+void MainWindowInstallFailureTest::lackOfSpaceIsReportedBeforeTheQuestion_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("en") << "Couldn't copy updated files. Aborting!\n\nError:\n";
+    QTest::newRow("de") << "Fehler beim Kopieren der aktualisierten Dateien. Abbruch!\n\nFehler:\n";
+}
+
+void MainWindowInstallFailureTest::lackOfSpaceIsReportedBeforeTheQuestion()
+{
+    QFETCH(QString, text);
+    const Catalogue catalogue(QString::fromLatin1(QTest::currentDataTag()));
+    DialogDriver dialogs;
+    dialogs.expectAndClick(QMessageBox::Ok);
+    TestWindow window;
+    unpack(window);
+    // Larger than the whole disk, but taking no space on it.
+    QFile huge(window.pathOf(QStringLiteral("out/Tavlopro/huge")));
+    QVERIFY(huge.open(QIODevice::WriteOnly));
+    QVERIFY2(huge.resize(QStorageInfo(destination()).bytesTotal()), qPrintable(huge.errorString()));
+    huge.close();
+    installInVain(window);
+    QCOMPARE(dialogs.boxes().size(), 1);
+    const ShownBox &box = dialogs.boxes().first();
+    QCOMPARE(box.icon, QMessageBox::Information);
+    QCOMPARE(box.title, QStringLiteral("Tavlopro Update"));
+    QCOMPARE(box.buttons, QMessageBox::Ok);
+    QVERIFY2(box.text.startsWith(text + QLatin1String("Not enough space in ") + nativeDestination()),
+             qUtf8Printable(box.text));
+    const QString reason = box.text.mid(text.size());
+    QVERIFY(warnings().contains(QLatin1String("Copy not begun: ") + logged(reason)));
+    // Nothing deleted, nothing copied.
+    QCOMPARE(installed().keys(), QStringList{old});
+    QVERIFY(!QFile::exists(batchFile()));
+    QVERIFY(tools->copyArguments().isEmpty());
+    QVERIFY(huge.exists());
+    QVERIFY(isStuck(window));
+}
+
+void MainWindowInstallFailureTest::batchFileThatCannotBeWrittenIsAFailedCopy_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::newRow("cleaned") << int(QMessageBox::Ok);
+    QTest::newRow("not cleaned") << int(QMessageBox::No);
+}
+
+void MainWindowInstallFailureTest::batchFileThatCannotBeWrittenIsAFailedCopy()
+{
+    QFETCH(int, answer);
+    // To start a folder fails as well, but with another exit code.
+    QVERIFY(QDir().mkpath(batchFile()));
+    DialogDriver dialogs;
+    dialogs.expectAndClick(QMessageBox::StandardButton(answer));
+    TestWindow window;
+    unpack(window);
+    installInVain(window);
+    QCOMPARE(window.label().text(), QStringLiteral("Error copying update!\n\n0"));
+    QCOMPARE(warnings().filter(QLatin1String("Cannot write ") + logged(batchFile())).size(), 1);
+    const QStringList log = takeLog();
+    QCOMPARE(log.last(), QStringLiteral("Error copying"));
+    QVERIFY(!log.contains(logged(QLatin1Char('"') + batchFile() + QLatin1Char('"'))));
+    QVERIFY(tools->copyArguments().isEmpty());
+    QVERIFY(tools->shellArguments().isEmpty());
+    QCOMPARE(dialogs.boxes().size(), 1);
+    QVERIFY(QFile::exists(window.pathOf(QStringLiteral("out/Tavlopro/Tavlopro.exe"))));
+    QCOMPARE(installed().keys(), answer == QMessageBox::Ok ? QStringList() : QStringList{old});
     QVERIFY(isStuck(window));
 }
 

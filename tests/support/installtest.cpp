@@ -20,6 +20,7 @@ void InstallTest::tidyUp()
 {
     tools.reset();
     QFile::remove(batchFile());
+    QDir().rmdir(batchFile());
 }
 
 void InstallTest::install(const QMap<QString, QByteArray> &files)

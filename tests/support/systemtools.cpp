@@ -1,17 +1,40 @@
 #include "support/systemtools.h"
 
+#include "install/systemfolder.h"
 #include "support/files.h"
+#include "support/platform.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QTest>
 
+namespace {
+
+/// The folder of the stand-ins, while there are any.
+QString toolsFolder;
+
+} // namespace
+
+/// On Windows, the copying program is looked for in the system's folder only. Elsewhere the shell has to be there.
+QString systemFolder()
+{
+    return isWindows() ? QDir::toNativeSeparators(toolsFolder) : QStringLiteral("/bin");
+}
+
 SystemTools::SystemTools() : m_path(qgetenv("PATH")), m_systemRoot(qgetenv("SYSTEMROOT"))
 {
     place(pathOf(QStringLiteral("xcopy.exe")));
     place(shell());
     setCopyPlan("copy\nprint 1 File(s) copied\n");
+    toolsFolder = m_folder.path();
+    if (isWindows()) {
+        for (const char *own : {"cmd.exe", "chcp.com"}) {
+            const QString original = QFile::decodeName(m_systemRoot + "/system32/" + own);
+            if (!QFile::copy(original, pathOf(QLatin1String(own))))
+                qFatal("Cannot copy %s", qUtf8Printable(original));
+        }
+    }
     const QString folder = QDir::toNativeSeparators(m_folder.path());
     qputenv("FRESHEN_TEST_TOOLS", QFile::encodeName(folder));
     qputenv("PATH", QFile::encodeName(folder + QDir::listSeparator()) + m_path);
@@ -20,6 +43,7 @@ SystemTools::SystemTools() : m_path(qgetenv("PATH")), m_systemRoot(qgetenv("SYST
 
 SystemTools::~SystemTools()
 {
+    toolsFolder.clear();
     qunsetenv("FRESHEN_TEST_TOOLS");
     qputenv("PATH", m_path);
     if (m_systemRoot.isNull())

@@ -4,8 +4,9 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-/// Stand-ins for the two tools of Windows that the updater starts, as long as it lives: xcopy.exe, found through PATH,
-/// and explorer.exe, found through SYSTEMROOT. Both are copies of the program systemtool.
+/// Stand-ins for the two tools of Windows that the updater starts, as long as it lives: xcopy.exe, found in the
+/// system's folder, or natively through PATH, and explorer.exe, found through SYSTEMROOT. Both are copies of the
+/// program systemtool. The system's folder is a temporary one; the test's own systemFolder() wins over the program's.
 class SystemTools
 {
 public:

@@ -18,6 +18,8 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QTextDocument>
+#include <QTextDocumentFragment>
 #include <QTreeWidget>
 #include <QtTest>
 
@@ -64,6 +66,7 @@ private slots:
     void addressFollowsTheSettings();
     void progressPageIsShown_data();
     void progressPageIsShown();
+    void wordsOfTheServerAreNoRichText();
     void onlyOneDownloadRuns();
     void progressFollowsTheTransfer_data();
     void progressFollowsTheTransfer();
@@ -286,6 +289,20 @@ void MainWindowDownloadTest::progressPageIsShown()
     QVERIFY(window.downloadReply != nullptr);
 }
 
+void MainWindowDownloadTest::wordsOfTheServerAreNoRichText()
+{
+    TestWindow window;
+    choose(window, "1.0.7200|<b>Stable</b>||d|i\n");
+    click(window.button());
+    const QString text = QStringLiteral("Downloading Tavlopro Software Update <b>Stable</b> 1.0.7200 ...");
+    QCOMPARE(window.label().text(), text);
+    QCOMPARE(window.label().textFormat(), Qt::PlainText);
+    // A tool tip takes what looks like rich text for it.
+    QVERIFY(Qt::mightBeRichText(window.label().toolTip()));
+    QCOMPARE(QTextDocumentFragment::fromHtml(window.label().toolTip()).toPlainText(), text);
+    QCOMPARE(window.progressBar().accessibleName(), text);
+}
+
 void MainWindowDownloadTest::onlyOneDownloadRuns()
 {
     TestWindow window;
@@ -402,6 +419,7 @@ void MainWindowDownloadTest::abortStopsTheDownload()
     QVERIFY(!reply.isNull());
     QVERIFY(reply->isRunning());
     QTRY_VERIFY(reply.isNull());
+    QVERIFY(window.downloadReply == nullptr);
     QTRY_COMPARE(m_server->openConnections(), 0);
     QVERIFY(treeOf(window.parentDir).isEmpty());
     QVERIFY(window.isVisible());
@@ -491,6 +509,7 @@ void MainWindowDownloadTest::replyIsDeleted()
     const QPointer<QNetworkReply> reply = window.downloadReply;
     m_server->release();
     QTRY_VERIFY(reply.isNull());
+    QVERIFY(window.downloadReply == nullptr);
     QVERIFY(!disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), &window,
                         SLOT(readAndUnzipDownload(QNetworkReply *))));
 }

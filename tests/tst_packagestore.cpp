@@ -1,4 +1,5 @@
 #include "download/packagestore.h"
+#include "download/storedarchive.h"
 #include "support/files.h"
 #include "support/messagecatcher.h"
 #include "support/packagemaker.h"
@@ -26,6 +27,30 @@ protected:
     }
 };
 
+/// A body that promises more than it gives, and may fail then.
+class BrokenBody : public WatchedBody
+{
+public:
+    BrokenBody(const QByteArray &bytes, bool fails) : WatchedBody(bytes), m_fails(fails) {}
+    qint64 bytesAvailable() const override
+    {
+        return WatchedBody::bytesAvailable() + 3;
+    }
+
+protected:
+    qint64 readData(char *data, qint64 size) override
+    {
+        const qint64 count = WatchedBody::readData(data, size);
+        if (count > 0 || !m_fails)
+            return count;
+        setErrorString("the line is dead");
+        return -1;
+    }
+
+private:
+    bool m_fails;
+};
+
 } // namespace
 
 class PackageStoreTest : public QObject
@@ -40,6 +65,9 @@ private slots:
     void bodyIsNeverHeldAsAWhole();
     void fileThatCannotBeOpened();
     void fullDisk();
+    void bodyThatEndsEarly();
+    void bodyThatCannotBeRead();
+    void lengthBeyond32BitsIsFound();
 
 private:
     QString path() const
@@ -122,6 +150,41 @@ void PackageStoreTest::fullDisk()
     QVERIFY(!storePackage(body, fullDevice));
     QCOMPARE(catcher.lines().size(), 1);
     QVERIFY(catcher.warnings().first().startsWith("Cannot store the package in \"/dev/full\" - "));
+}
+
+void PackageStoreTest::bodyThatEndsEarly()
+{
+    BrokenBody body("short", false);
+    MessageCatcher catcher;
+    QVERIFY(!storePackage(body, path()));
+    QCOMPARE(catcher.warnings().size(), 1);
+    QVERIFY(catcher.warnings().first().startsWith("Cannot store the package in " + logged(path()) + " - "));
+    // What came is there.
+    QCOMPARE(readFile(path()), QByteArray("\0\0\0\x08short", 9));
+}
+
+void PackageStoreTest::bodyThatCannotBeRead()
+{
+    BrokenBody body("short", true);
+    MessageCatcher catcher;
+    QVERIFY(!storePackage(body, path()));
+    QCOMPARE(catcher.warnings(),
+             QStringList{"Cannot store the package in " + logged(path()) + " - \"the line is dead\""});
+}
+
+/// The prefix holds the length modulo 2^32.
+void PackageStoreTest::lengthBeyond32BitsIsFound()
+{
+    const qint64 length = (Q_INT64_C(1) << 32) + 258;
+    writeFile(path(), QByteArray("\0\0\1\2PK\3\4", 8));
+    // All but its begin takes no space.
+    QVERIFY(QFile::resize(path(), length + 4));
+    StoredArchive archive(path());
+    QVERIFY(archive.open(QIODevice::ReadOnly));
+    QCOMPARE(archive.size(), length);
+    QCOMPARE(archive.read(4), QByteArray("PK\3\4"));
+    archive.close();
+    QVERIFY(QFile::remove(path()));
 }
 
 QTEST_GUILESS_MAIN(PackageStoreTest)

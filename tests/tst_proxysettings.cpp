@@ -19,6 +19,7 @@ private slots:
     void missingValues();
     void portIsCutTo16Bits_data();
     void portIsCutTo16Bits();
+    void credentialsAreGivenOnceInARow();
 };
 
 void ProxySettingsTest::init()
@@ -101,6 +102,13 @@ void ProxySettingsTest::portIsCutTo16Bits()
     writeSetting("config/proxy/data/type", 3);
     writeSetting("config/proxy/data/port", stored);
     QTEST(readProxy(applicationSettings()).port(), "port");
+}
+
+void ProxySettingsTest::credentialsAreGivenOnceInARow()
+{
+    CredentialOffers offers;
+    for (int question = 1; question <= 6; ++question)
+        QCOMPARE(offers.isToBeAnswered(), question % 2 == 1);
 }
 
 QTEST_GUILESS_MAIN(ProxySettingsTest)

@@ -1,3 +1,4 @@
+#include "support/messagecatcher.h"
 #include "support/settings.h"
 #include "versions/applicationsettings.h"
 #include "versions/deployment.h"
@@ -20,6 +21,8 @@ private slots:
     void userAgent_data();
     void userAgent();
     void redirects();
+    void addressThatIsNoneIsLogged_data();
+    void addressThatIsNoneIsLogged();
 };
 
 void UpdateServerTest::init()
@@ -115,6 +118,28 @@ void UpdateServerTest::redirects()
     const QNetworkRequest request = updateRequest("https://host/x", "26", "05");
     QCOMPARE(request.attribute(QNetworkRequest::RedirectPolicyAttribute).toInt(),
              static_cast<int>(QNetworkRequest::NoLessSafeRedirectPolicy));
+}
+
+void UpdateServerTest::addressThatIsNoneIsLogged_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<bool>("isGood");
+    QTest::newRow("good") << "https://host:443/x" << true;
+    QTest::newRow("the highest port") << "https://host:65535/x" << true;
+    QTest::newRow("port beyond 65535") << "https://host:65536/x" << false;
+    QTest::newRow("blank in the host") << "https://up date:443/x" << false;
+}
+
+void UpdateServerTest::addressThatIsNoneIsLogged()
+{
+    QFETCH(QString, address);
+    QFETCH(bool, isGood);
+    MessageCatcher catcher;
+    const QNetworkRequest request = updateRequest(address, "26", "05");
+    QCOMPARE(request.url().isValid(), isGood);
+    QCOMPARE(catcher.lines().size(), isGood ? 0 : 1);
+    if (!isGood)
+        QVERIFY(catcher.warnings().first().startsWith("Invalid address " + logged(address) + " - \""));
 }
 
 QTEST_GUILESS_MAIN(UpdateServerTest)

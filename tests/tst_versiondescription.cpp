@@ -94,6 +94,9 @@ void VersionDescriptionTest::eligibleLines_data()
     QTest::newRow("6 columns, minimum 7100 is refused")
         << "26.05.7200|Stable|0|d|i|7100" << Revisions() << maxima(7086)
         << one("WARNING: current version 7086 not eligible for 7200 - needs update to 7100");
+    QTest::newRow("6 columns, minimum beyond 32 bits is refused")
+        << "26.05.7200|Stable|0|d|i|99999999999" << Revisions() << maxima(7086)
+        << one("WARNING: current version 7086 not eligible for 7200 - needs update to 2147483647");
     QTest::newRow("6 columns, minimum that is no number counts as 0")
         << "26.05.7200|Stable|0|d|i|later" << Revisions{7200} << maxima(7200) << none;
     QTest::newRow("6 columns, stable fix is logged") << "26.05.7200|Stable|7100|d|i|0" << Revisions{7200}

@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <limits>
+
 class VersionLineTest : public QObject
 {
     Q_OBJECT
@@ -17,6 +19,8 @@ private slots:
     void columns();
     void revision_data();
     void revision();
+    void number_data();
+    void number();
     void minimumUpdater_data();
     void minimumUpdater();
     void warnings();
@@ -114,6 +118,46 @@ void VersionLineTest::revision()
     QCOMPARE(catcher.lines(), catcher.debugLines());
 }
 
+void VersionLineTest::number_data()
+{
+    QTest::addColumn<qint32>("value");
+    const qint32 largest = std::numeric_limits<qint32>::max();
+    const qint32 smallest = std::numeric_limits<qint32>::min();
+    QTest::newRow("7086") << 7086;
+    QTest::newRow("-7086") << -7086;
+    QTest::newRow("+5") << 5;
+    QTest::newRow(" 5 ") << 5;
+    QTest::newRow("\t5\r") << 5;
+    QTest::newRow("007086") << 7086;
+    QTest::newRow("0") << 0;
+    QTest::newRow("-0") << 0;
+    QTest::newRow("") << 0;
+    QTest::newRow(" ") << 0;
+    QTest::newRow("5x") << 0;
+    QTest::newRow("5 6") << 0;
+    QTest::newRow("+-5") << 0;
+    QTest::newRow("- 5") << 0;
+    QTest::newRow("5.0") << 0;
+    QTest::newRow("0x5") << 0;
+    QTest::newRow("٥") << 0;
+    QTest::newRow("2147483647") << largest;
+    QTest::newRow("2147483648") << largest;
+    QTest::newRow("4294967296") << largest;
+    QTest::newRow("99999999999") << largest;
+    QTest::newRow("9223372036854775808") << largest;
+    QTest::newRow("100000000000000000000000000000") << largest;
+    QTest::newRow("000000000000000000000000000005") << 5;
+    QTest::newRow("-2147483648") << smallest;
+    QTest::newRow("-2147483649") << smallest;
+    QTest::newRow("-99999999999") << smallest;
+    QTest::newRow("-100000000000000000000000000000") << smallest;
+}
+
+void VersionLineTest::number()
+{
+    QTEST(toNumber(QTest::currentDataTag()), "value");
+}
+
 void VersionLineTest::minimumUpdater_data()
 {
     QTest::addColumn<QString>("minimum");
@@ -130,6 +174,9 @@ void VersionLineTest::minimumUpdater_data()
     QTest::newRow("no number counts as 0") << "soon" << true << none;
     QTest::newRow("empty counts as 0") << "" << true << none;
     QTest::newRow("negative") << "-7100" << true << none;
+    QTest::newRow("beyond 32 bits counts as the largest")
+        << "99999999999" << false
+        << QStringList{"WARNING: current version 7086 not eligible for 7200 - needs update to 2147483647"};
 }
 
 void VersionLineTest::minimumUpdater()

@@ -19,6 +19,7 @@ private slots:
     void textsOutsideTheCatalogues();
     void bothFormsOfThePath();
     void otherLanguagesHaveNoCatalogue();
+    void buttons();
     void picture();
 
 private:
@@ -66,6 +67,7 @@ void ResourcesTest::storage_data()
     QTest::addColumn<int>("algorithm");
     QTest::newRow("English catalogue") << ":/i18n_en" << static_cast<int>(QResource::NoCompression);
     QTest::newRow("German catalogue") << ":/i18n_de" << static_cast<int>(QResource::NoCompression);
+    QTest::newRow("German buttons") << ":/buttons_de" << static_cast<int>(QResource::NoCompression);
     QTest::newRow("picture") << ":/disk" << static_cast<int>(QResource::ZlibCompression);
 }
 
@@ -159,6 +161,17 @@ void ResourcesTest::otherLanguagesHaveNoCatalogue()
     QTranslator translator;
     QVERIFY(!translator.load(QString(":i18n_%1").arg("fr")));
     QVERIFY(!translator.load(QString(":i18n_%1").arg("C")));
+}
+
+/// Those that the updater's boxes have, which are Qt's texts. In English they stay as they are.
+void ResourcesTest::buttons()
+{
+    QTranslator translator;
+    QVERIFY(translator.load(QString(":buttons_%1").arg("de")));
+    QCOMPARE(translator.translate("QPlatformTheme", "OK"), "OK");
+    QCOMPARE(translator.translate("QPlatformTheme", "&No"), "&Nein");
+    QCOMPARE(translator.translate("QPlatformTheme", "Retry"), "Wiederholen");
+    QVERIFY(!QFile::exists(":/buttons_en"));
 }
 
 void ResourcesTest::picture()

@@ -182,6 +182,7 @@ private slots:
     void automaticModeGoesOnToThePackage();
     void fixedSizeHintIsForAutoAlone_data();
     void fixedSizeHintIsForAutoAlone();
+    void scaleIsNotRounded();
     void namesAreSet();
     void noArgumentRelocates();
     void logFolderThatCannotBeMadeIsIgnored();
@@ -383,6 +384,18 @@ void StartupTest::fixedSizeHintIsForAutoAlone()
     QCOMPARE(probe.exitCode(), 0);
     const QByteArray output = probe.standardOutput();
     QVERIFY2(output.contains("fixed size hint: " + hint + '\n'), output.constData());
+}
+
+void StartupTest::scaleIsNotRounded()
+{
+    // Half as much again as usual.
+    qputenv("QT_FONT_DPI", "144");
+    Program probe(QStringLiteral(FRESHEN_STARTUP_PROBE));
+    probe.start({QStringLiteral("unknown")});
+    qunsetenv("QT_FONT_DPI");
+    QCOMPARE(probe.exitCode(), 0);
+    const QByteArray output = probe.standardOutput();
+    QVERIFY2(output.contains("scale: 1.5\n"), output.constData());
 }
 
 void StartupTest::namesAreSet()

@@ -21,6 +21,7 @@ void tellAbout(const QMainWindow &window)
 {
     tell("title", window.windowTitle());
     tell("fixed size hint", QVariant(window.windowFlags().testFlag(Qt::MSWindowsFixedSizeDialogHint)).toString());
+    tell("scale", QString::number(window.devicePixelRatioF()));
     tell("group", window.findChild<QGroupBox *>()->title());
     tell("organization", QCoreApplication::organizationName());
     tell("application", QCoreApplication::applicationName());

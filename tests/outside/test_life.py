@@ -27,7 +27,7 @@ from rig.faults import note
 from rig.opening import choose, download, make_ready, open_list, open_window
 from rig.run import Run
 from rig.screen import Screen
-from rig.texts import TEXTS, UPDATE_HOST
+from rig.texts import LANGUAGES, TEXTS, UPDATE_HOST
 
 OFFER = version("26.06.7205")
 APPLICATION = "Tavlopc.exe"
@@ -98,20 +98,23 @@ def test_application_closed_in_the_first_second(run: Run, desktop: Desktop) -> N
 
 
 @pytest.mark.alone
-def test_application_closed_after_the_box(run: Run, desktop: Desktop) -> None:
-    """After a second the user is asked to close the application, in German in every language; with it closed, Retry
-    goes on."""
+@pytest.mark.parametrize("language", LANGUAGES)
+def test_application_closed_after_the_box(run: Run, desktop: Desktop, language: str) -> None:
+    """After a second the user is asked to close the application, in German in every language, with a button in the
+    user's own; with it closed, the button goes on."""
+    run.language = language
+    retry = TEXTS[language].retry
     with UpdateServer(listed(OFFER)) as server:
         application = Application(run, desktop, server)
         screen = Screen(desktop)
         box = screen.box()
-        same((words.RUNNING_TITLE, words.RUNNING, ["Retry"]), (box.title, box.text, box.buttons), "box")
+        same((words.RUNNING_TITLE, words.RUNNING, [retry]), (box.title, box.text, box.buttons), "box")
         # One look every 100 ms, and none at all while the box waits.
         looks = rounds(run)
         same(True, 3 <= looks <= 12, f"{looks} looks in the first second")
         application.close()
         same([], server.requests, "requests before the answer")
-        box.press("Retry")
+        box.press(retry)
         screen.wait_for_rows(1)
         same([], screen.boxes(), "boxes")
 

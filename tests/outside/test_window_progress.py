@@ -172,7 +172,7 @@ def test_cleaning_question(run: Run, desktop: Desktop, folder: Path, language: s
         screen.press(texts.install)
         box = screen.box()
         same((texts.box_title, texts.clean.format(run.installation)), (box.title, box.text), "question")
-        same({"OK", "No"}, set(box.buttons), "answers")
+        same({"OK", texts.no}, set(box.buttons), "answers")
         same((texts.installing, Button(texts.wait, False)), (screen.status(), screen.button()), "window")
 
 

@@ -168,6 +168,8 @@ def _anonymous(run: Run, text: str) -> str:
     text = re.sub(r'\b(?:DATA|INSTALLATION)(?:\\\\[^\\"]+)+', lambda path: path[0].replace("\\\\", "/"), text)
     # The words of the program that copies are not the updater's, nor is their order.
     text = re.sub(r'^"STD ERROR:\\n.+"$', '"STD ERROR:\\\\n…"', text)
+    # Disks of any machine have other blocks.
+    text = re.sub(r"\d+ bytes (needed|free)", r"N bytes \1", text)
     return re.sub(r"127\.0\.0\.1:\d+", "127.0.0.1:PORT", text)
 
 

@@ -45,9 +45,14 @@ def application(program: trees.Entry = SCRIPT) -> Tree:
 
 @functools.cache
 def package(program: trees.Entry = SCRIPT) -> bytes:
+    return packed(application(program))
+
+
+def packed(entries: Tree) -> bytes:
+    """A package that holds these entries."""
     with tempfile.TemporaryDirectory(prefix="freshen-package-") as folder:
         file = Path(folder, "package.zip")
-        write_package(file, application(program))
+        write_package(file, trees.tree(entries))
         return file.read_bytes()
 
 

@@ -38,6 +38,8 @@ class Texts:
     connection: str
     update_failed: str
     start_failed: str
+    no: str
+    retry: str
 
 
 TEXTS = {
@@ -70,6 +72,8 @@ TEXTS = {
                    "(restart Tavlopro and answer \"No\" to the update question, then click on \"Proxy settings\").",
         update_failed="Update Failed",
         start_failed="Error starting Updater",
+        no="No",
+        retry="Retry",
     ),
     "de_DE": Texts(
         versions="Versionen",
@@ -102,6 +106,8 @@ TEXTS = {
                    "beantworten, dann auf \"Einstellungen\" klicken).",
         update_failed="Aktualisierung fehlgeschlagen",
         start_failed="Fehler beim Starten des Updaters",
+        no="Nein",
+        retry="Wiederholen",
     ),
 }
 LANGUAGES = tuple(TEXTS)

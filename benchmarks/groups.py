@@ -356,15 +356,15 @@ def installation_under_wine(stage: Stage) -> Group:
     desktop = stage.resources.enter_context(Desktop(sockets))
     wine = stage.resources.enter_context(Wine(stage.folder / "windows", desktop.environment))
     wine.create()
+    # Wine's own copying tool does not know all that Windows' does.
+    wine.replace_tool(_WINDOWS / "equipment" / "windows" / "xcopy.exe")
     program = wine.drive / "run" / "bin" / "steps.exe"
     shutil.unpack_archive(package, program.parent)
     shutil.copy2(_WINDOWS / "bin" / "steps.exe", program)
     tree = _Tree(stage, wine.drive)
 
     def step(name: str, *folders: Path, prepare: Callable[[], None]) -> WindowsStep:
-        return WindowsStep(wine, program, name, *(str(wine.path(folder)) for folder in folders), prepare=prepare,
-                           # Before Wine's own copying tool stands one that drops what Wine's does not know.
-                           variables={"WINEPATH": str(wine.path(_WINDOWS / "equipment" / "windows" / "tools"))})
+        return WindowsStep(wine, program, name, *(str(wine.path(folder)) for folder in folders), prepare=prepare)
 
     group.sides.update({
         "cleaning": step("clean", tree.target, prepare=tree.fill),

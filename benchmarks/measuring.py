@@ -78,10 +78,8 @@ class Step(Command):
 class WindowsStep:
     """One step of the window of the Windows program, which tells itself how long it took: "wall" and "stall"."""
 
-    def __init__(self, wine: Wine, program: Path, *arguments: str, variables: Mapping[str, str],
-                 prepare: Callable[[], None]) -> None:
+    def __init__(self, wine: Wine, program: Path, *arguments: str, prepare: Callable[[], None]) -> None:
         self._wine = wine
-        self._variables = variables
         self._program = program
         self._arguments = arguments
         self._prepare = prepare
@@ -89,8 +87,7 @@ class WindowsStep:
     def sample(self) -> Sample:
         self._prepare()
         with tempfile.NamedTemporaryFile("r") as output:
-            process = self._wine.start(self._program, *self._arguments, variables=self._variables,
-                                       output=Path(output.name))
+            process = self._wine.start(self._program, *self._arguments, output=Path(output.name))
             if process.wait(_PATIENCE) != 0:
                 raise RuntimeError(f"{self._program} {shlex.join(self._arguments)} ended with {process.returncode}")
             # The lines of the debug log are there as well.

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import shutil
 import time
 from collections.abc import Callable, Mapping
 from pathlib import Path
@@ -15,16 +16,23 @@ Widget = Mapping[str, Any]
 
 
 class WindowReports:
-    """What the programs that run with environment() show in their windows, a moment ago. folder takes their reports."""
+    """What the programs that run with environment(), and with the plug-in placed beside them, show in their windows, a
+    moment ago. folder takes their reports."""
 
-    def __init__(self, folder: Path) -> None:
+    def __init__(self, folder: Path, plugin: Path) -> None:
         self.folder = folder
+        self._plugin = plugin
 
-    def environment(self, wine: Wine, plugins: Path) -> dict[str, str]:
-        """The variables that load the plug-in, which lies below the folder plugins, into a program."""
+    def place_plugin(self, folder: Path) -> None:
+        """Puts the plug-in where programs in this folder look for one of its kind."""
+        place = folder / "generic"
+        place.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(self._plugin, place)
+
+    def environment(self, wine: Wine) -> dict[str, str]:
+        """The variables that load the plug-in into a program."""
         # Wine passes variables of Qt on only if they are written so.
-        return {"WINEQT_QPA_GENERIC_PLUGINS": "windowreader", "WINEQT_PLUGIN_PATH": str(wine.path(plugins)),
-                "WINDOW_REPORTS": str(wine.path(self.folder))}
+        return {"WINEQT_QPA_GENERIC_PLUGINS": "windowreader", "WINDOW_REPORTS": str(wine.path(self.folder))}
 
     def refresh(self, seconds: float = 10.0) -> None:
         """Waits until there is a report that was made after this call."""

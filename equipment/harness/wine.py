@@ -22,13 +22,18 @@ WINDOWS_7 = "win7"
 _ROOT_CERTIFICATES = r"HKEY_CURRENT_USER\Software\Microsoft\SystemCertificates\Root\Certificates"
 _FINGERPRINT, _CERTIFICATE = 3, 32
 
-# No downloads and no entries in the desktop's menus.
-_OVERRIDES = "mscoree,mshtml=;winemenubuilder.exe=d"
+# No downloads and no entries in the desktop's menus; a stand-in in the place of a tool of Wine's own.
+_OVERRIDES = "mscoree,mshtml=;winemenubuilder.exe=d;xcopy.exe=n,b"
 
 _FONT = "Liberation Sans"
 
-# Without Windows' own fonts, Wine takes whatever the machine happens to have.
+# Where Wine keeps the attributes of a file that this machine's file systems have not, and "hidden" among them.
+_ATTRIBUTES, _HIDDEN = "user.DOSATTRIB", b"0x2"
+
 _LOOK: Registry = {
+    # Files are hidden by their attribute alone; Wine would hide those too whose names begin with a full stop.
+    r"HKEY_CURRENT_USER\Software\Wine": {"ShowDotFiles": "Y"},
+    # Without Windows' own fonts, Wine takes whatever the machine happens to have.
     r"HKEY_CURRENT_USER\Software\Wine\Fonts\Replacements": {
         name: _FONT for name in ("MS Shell Dlg", "MS Shell Dlg 2", "MS Sans Serif", "Segoe UI", "Tahoma")},
     r"HKEY_CURRENT_USER\Control Panel\Desktop": {
@@ -46,6 +51,8 @@ class Wine:
         self.folder = folder
         self.prefix = folder / "prefix"
         self.language = language
+        # Names the folder of the user who starts programs from now on. Other users' settings are the same.
+        self.user = pwd.getpwuid(os.getuid()).pw_name
         self._display = dict(display)
 
     # --- its life
@@ -96,7 +103,7 @@ class Wine:
     @property
     def profile(self) -> Path:
         """The user's own folder."""
-        return self.drive / "users" / pwd.getpwuid(os.getuid()).pw_name
+        return self.drive / "users" / self.user
 
     @property
     def local_data(self) -> Path:
@@ -108,6 +115,18 @@ class Wine:
             return PureWindowsPath("C:\\", *path.relative_to(self.drive).parts)
         except ValueError:
             return PureWindowsPath("Z:\\", *path.parts[1:])
+
+    def replace_tool(self, program: Path) -> None:
+        """Lets a program stand in for Windows' own of the same name, which lies in the folder "wine" then."""
+        tool = self.drive / "windows" / "system32" / program.name
+        own = self.drive / "windows" / "wine" / program.name
+        if own.exists():
+            # Clones share the file, so it must not be written to.
+            tool.unlink()
+        else:
+            own.parent.mkdir(exist_ok=True)
+            tool.rename(own)
+        shutil.copyfile(program, tool)
 
     # --- its settings
 
@@ -153,6 +172,7 @@ class Wine:
             **self._display,
             "PATH": os.defpath,
             "HOME": str(self.folder / "home"),
+            "USER": self.user,
             "WINEPREFIX": str(self.prefix),
             "WINEARCH": "win64",
             "WINEDEBUG": "-all",
@@ -191,6 +211,12 @@ class Wine:
             subprocess.run(["localedef", "--no-archive", "-i", self.language, "-f", "UTF-8", str(locale)], check=True,
                            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         return folder
+
+
+def hide_dotted(folder: Path) -> None:
+    """Hides what other systems hide for the full stop that its name begins with."""
+    for path in folder.rglob(".*"):
+        os.setxattr(path, _ATTRIBUTES, _HIDDEN)
 
 
 def _stored(value: RegistryValue) -> str:

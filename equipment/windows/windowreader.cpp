@@ -1,7 +1,8 @@
 // Eyes on the widgets of a Qt program where no screen reader can look. A plug-in of the kind that Qt loads by name from
-// the environment (QT_QPA_GENERIC_PLUGINS=windowreader, with its folder in QT_PLUGIN_PATH), so the program itself stays
-// as it is. Several times a second it writes what the program's windows show into the folder that WINDOW_REPORTS names,
-// as <program>-<process id>.json.
+// the environment (QT_QPA_GENERIC_PLUGINS=windowreader) out of the folder "generic" beside the program, so the program
+// itself stays as it is. Several times a second it writes what the program's windows show into the folder that
+// WINDOW_REPORTS names, as <program>-<process id>.json.
+// WINDOW_READER_LOADS: the name of a library that it loads at its start, by this bare name.
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -20,6 +21,8 @@
 #include <QTextEdit>
 #include <QTimer>
 #include <QTreeWidget>
+
+#include <windows.h>
 
 namespace {
 
@@ -128,6 +131,8 @@ public:
     {
         Q_UNUSED(key)
         Q_UNUSED(parameters)
+        if (const wchar_t *library = _wgetenv(L"WINDOW_READER_LOADS"))
+            LoadLibraryW(library);
         auto *timer = new QTimer(this);
         connect(timer, &QTimer::timeout, this, report);
         timer->start(reportInterval);

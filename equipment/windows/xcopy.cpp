@@ -1,6 +1,7 @@
-// Stands in for Windows' xcopy.exe, found ahead of Wine's, which does not know the switch /G: calls Wine's without it.
+// Stands in for Windows' xcopy.exe, in its place among the system's programs: calls Wine's, which lies in the folder
+// "wine" of the Windows folder, without the switch /G, which Wine's does not know.
 // It also makes up for Wine's command interpreter, which reads batch files in the code page of DOS, whatever the one of
-// its console; Windows' goes by its console.
+// its console; Windows' goes by its console. Each byte has a letter in the code pages of DOS, so nothing is lost.
 // XCOPY_PAUSE: seconds to wait before copying; a small test package is copied sooner than anybody can look.
 // XCOPY_EXIT_CODE: what to end with, without copying.
 
@@ -50,8 +51,8 @@ int wmain()
         return _wtoi(code);
 
     wchar_t folder[MAX_PATH] = {};
-    GetSystemDirectoryW(folder, MAX_PATH);
-    const std::wstring program = std::wstring(folder) + L"\\xcopy.exe";
+    GetWindowsDirectoryW(folder, MAX_PATH);
+    const std::wstring program = std::wstring(folder) + L"\\wine\\xcopy.exe";
     STARTUPINFOW start = {};
     start.cb = sizeof(start);
     PROCESS_INFORMATION process = {};

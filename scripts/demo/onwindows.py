@@ -15,7 +15,7 @@ from harness.trees import Tree
 from harness.updateserver import UpdateServer
 from harness.waiting import wait_for
 from harness.windowreports import WindowReports
-from harness.wine import Registry, Wine
+from harness.wine import Registry, Wine, hide_dotted
 from harness.xwindows import XWindows
 
 import scenario
@@ -79,13 +79,11 @@ class WindowsStage(scenario.Stage):
         return {path: trees.Entry(entry.content) for path, entry in entries.items()}
 
     def variables(self) -> dict[str, str]:
-        equipment = self.programs.equipment / "windows"
         return {
             "TAVLOPRO_START_LOG": str(self.wine.path(self.start_log)),
-            "WINEPATH": str(self.wine.path(equipment / "tools")),
             # The packages of the demo are small: give the eye time to see the copy.
             "XCOPY_PAUSE": "2",
-            **self.reports.environment(self.wine, equipment / "plugins"),
+            **self.reports.environment(self.wine),
         }
 
     def _shell_faults(self, program: str) -> list[str]:
@@ -99,6 +97,9 @@ class WindowsStage(scenario.Stage):
 def set_up(folder: Path, programs: scenario.Programs, wine: Wine) -> WindowsStage:
     """Installs a Windows, and lays the scenario out on it."""
     wine.create()
+    equipment = programs.equipment / "windows"
+    # What Wine has of a tool of the system's is not enough.
+    wine.replace_tool(equipment / "xcopy.exe")
     reports = folder / "reports"
     reports.mkdir()
     stage = WindowsStage(
@@ -110,9 +111,10 @@ def set_up(folder: Path, programs: scenario.Programs, wine: Wine) -> WindowsStag
         programs=programs,
         start_log=wine.drive / "starts.log",
         wine=wine,
-        reports=WindowReports(reports),
+        reports=WindowReports(reports, equipment / "windowreader.dll"),
     )
     scenario.lay_out(stage, folder / "server")
+    hide_dotted(stage.installation)
     return stage
 
 
@@ -132,9 +134,14 @@ def start_updater(stage: WindowsStage, mode: str, log: Path) -> Callable[[], int
     if mode == "auto":
         trees.write(stage.home.relocated_updater.parent, stage.programs.libraries)
         stage.home.hand_over_file.write_text(stage.name_of(stage.installation), encoding="utf-8")
+        stage.reports.place_plugin(stage.home.relocated_updater.parent)
         process = stage.wine.start(stage.home.relocated_updater, "auto", variables=stage.variables(), output=log)
         return lambda: process.wait(60)
     stage.wine.start(stage.installation / "Freshen.exe", variables=stage.variables(), output=log)
+    # Once the first of its plug-ins is there, the folder is not emptied any more; the start comes much later.
+    platforms = stage.home.relocated_updater.with_name("platforms")
+    wait_for(platforms.exists, "the updater's relocation", 60.0, interval=0.005)
+    stage.reports.place_plugin(platforms.parent)
     copy = wait_for(lambda: find_updater("menu"), "the updater's copy of itself", 60.0)
     return lambda: processes.wait_for_exit(copy, 60)
 

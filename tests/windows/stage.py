@@ -20,7 +20,7 @@ from harness.packages import VERSIONS_PATH, Version, write_package
 from harness.trees import FOLDER, Tree
 from harness.waiting import wait_for
 from harness.windowreports import Widget, WindowReports
-from harness.wine import RegistryValue, Wine
+from harness.wine import RegistryValue, Wine, hide_dotted
 from harness.xwindows import XWindows
 from rig.certificates import Authority
 from rig.servers import Nginx
@@ -41,6 +41,7 @@ FILES_TO_KEEP = ("user.ini", "favoriten \u00e4.xml")
 
 _SETTINGS = r"HKEY_CURRENT_USER\Software\Q.U.I.N.T.A.\Tavlo3"
 _OWN_SETTINGS = f"{_SETTINGS} Updater"
+_INSTALLATION = "Tavlopro Spielst\u00e4tte"
 # Files that the updater keeps and cleans are few; these make the package take its time.
 _DATA_SIZE = 2 * 1024 * 1024
 
@@ -89,7 +90,7 @@ def old_installation(build: Build) -> Tree:
             "logo.png": trees.file("a picture\n"),
             "notes.txt": trees.file("not in the list of files to keep\n"),
             "exports/user.ini": trees.file("kept at the top only\n"),
-            # Hidden, as Wine takes it from the name: neither listed nor removed.
+            # Hidden: neither listed nor removed.
             ".license": trees.file("licensed to Ada\n"),
             "cache/.index": trees.file("holds its folder\n"),
         }),
@@ -121,21 +122,37 @@ class Stage:
         self.windows = XWindows(desktop)
         self.pictures = pictures
         self.web = folder / "web"
-        self.reports = WindowReports(folder / "reports")
-        self.installation = wine.drive / "Program Files" / "Tavlopro Spielst\u00e4tte"
-        # Windows leaves out the full stop that ends a folder's name.
-        self.data = wine.local_data / "Q.U.I.N.T.A" / "Tavlo3 Updater"
+        self.reports = WindowReports(folder / "reports", build.equipment / "windows" / "windowreader.dll")
+        self.installation = wine.drive / "Program Files" / _INSTALLATION
         self.starts = wine.drive / "starts.log"
+        self._user = wine.user
+        # What Wine has of a tool of the system's is not enough.
+        wine.replace_tool(build.equipment / "windows" / "xcopy.exe")
 
     # --- before the start
 
     def clear(self) -> None:
         """Takes away what an earlier road has left."""
-        for path in (self.installation, self.data, self.web, self.reports.folder):
+        self._leave()
+        self.move(self._user, _INSTALLATION)
+        self._leave()
+        for path in (self.web, self.reports.folder):
             trees.remove(path)
         self.starts.unlink(missing_ok=True)
         self.web.mkdir()
         self.reports.folder.mkdir()
+
+    def move(self, user: str, installation: str) -> None:
+        """Lets a user of this name work with an installation in a folder of this name."""
+        self.wine.user = user
+        self.wine.local_data.mkdir(parents=True, exist_ok=True)
+        self.installation = self.installation.with_name(installation)
+
+    def _leave(self) -> None:
+        trees.remove(self.installation)
+        trees.remove(self.data)
+        if self.wine.user != self._user:
+            trees.remove(self.wine.profile)
 
     def appear(self, look: Look) -> None:
         """Sets language and density."""
@@ -145,7 +162,9 @@ class Stage:
         self.look = look
 
     def install(self, files: Tree) -> None:
+        """Puts these files into the installation. Those whose names begin with a full stop are hidden."""
         trees.write(self.installation, files)
+        hide_dotted(self.installation)
 
     def relocate(self, installation: Path | None = None) -> None:
         """Puts the updater where its own relocation puts it, with a hand-over file for this installation."""
@@ -192,24 +211,18 @@ class Stage:
         """The list as it is stored now."""
         return self.wine.list_value(rf"{_SETTINGS}\Updater", "filesToKeep")
 
-    def environment(self, reader: bool = True, stand_ins: bool = True) -> dict[str, str]:
-        """reader: with eyes on the widgets. stand_ins: with the stand-in for what Wine lacks of a system tool."""
-        equipment = self.wine.path(self.build.equipment / "windows")
-        variables = {"TAVLOPRO_START_LOG": str(self.wine.path(self.starts))}
-        if stand_ins:
-            variables["WINEPATH"] = str(equipment / "tools")
-        if reader:
-            variables |= self.reports.environment(self.wine, self.build.equipment / "windows" / "plugins")
-        return variables
-
-    def start(self, *arguments: str, program: Path | None = None, reader: bool = True, stand_ins: bool = True,
+    def start(self, *arguments: str, program: Path | None = None, reader: bool = True,
               variables: Mapping[str, str] | None = None, through: Sequence[str] = ()) -> subprocess.Popen:
-        """Starts the updater: without arguments the one in the installation, with arguments the relocated one. through
-        is a command of this machine that runs the rest of its command line."""
+        """Starts the updater: without arguments the one in the installation, with arguments the relocated one. reader:
+        with eyes on its widgets, though not on those of a copy that it makes of itself. through is a command of this
+        machine that runs the rest of its command line."""
         if program is None:
             program = self.copy if arguments else self.installation / "Freshen.exe"
-        return self.wine.start(program, *arguments, through=through,
-                               variables={**self.environment(reader, stand_ins), **(variables or {})})
+        environment = {"TAVLOPRO_START_LOG": str(self.wine.path(self.starts))}
+        if reader:
+            self.reports.place_plugin(program.parent)
+            environment |= self.reports.environment(self.wine)
+        return self.wine.start(program, *arguments, through=through, variables={**environment, **(variables or {})})
 
     def programs(self, *names: str) -> list[int]:
         """The ids of the processes that run programs of these names."""
@@ -217,6 +230,11 @@ class Stage:
                 if (command := _command(pid)) and PureWindowsPath(command[0]).name in names]
 
     # --- what there is to see
+
+    @property
+    def data(self) -> Path:
+        # Windows leaves out the full stop that ends a folder's name.
+        return self.wine.local_data / "Q.U.I.N.T.A" / "Tavlo3 Updater"
 
     @property
     def copy(self) -> Path:

@@ -27,7 +27,7 @@ def last_lines(stage: Stage, number: int) -> list[str]:
     return expectedlog.comparable(stage.log())[-number:]
 
 
-def start_relocated(stage: Stage, mode: str, **options: bool):
+def start_relocated(stage: Stage, mode: str, **options):
     stage.relocate()
     return stage.start(mode, **options)
 
@@ -160,8 +160,8 @@ def test_wrong_destination(stage: Stage, look: Look, server: Nginx) -> None:
 
 
 def test_copy_fails(stage: Stage, look: Look, server: Nginx) -> None:
-    """Wine's own xcopy refuses a switch that Windows' has: the copy ends with an exit code that is not 0."""
-    process = start_relocated(stage, "menu", stand_ins=False)
+    """The copying program ends with an exit code that is not 0."""
+    process = start_relocated(stage, "menu", variables={"XCOPY_EXIT_CODE": "4"})
     choose(stage)
     start_installation(stage)
     agree_to_clean(stage)

@@ -129,17 +129,15 @@ def _short(node: Node) -> str:
     return repr(node)
 
 
-def after_cleaning(world: Model, top: str, kept: Collection[str], read_only_stays: bool = False) -> Model:
+def after_cleaning(world: Model, top: str, kept: Collection[str]) -> Model:
     """What the cleaning of the folder top leaves of a world that holds it, and perhaps folders that its links lead
-    to. read_only_stays: as on Windows, where nobody can remove a file that is read-only."""
+    to."""
     world = completed(world)
     doomed = {path for path in world
               if _parent(path) == top and _is_visible_file(world, path) and _name(path) not in kept}
     for path in world:
         if _parent(path) == top:
             doomed |= _emptied(world, path)
-    if read_only_stays:
-        doomed -= {path for path, node in world.items() if isinstance(node, File) and not node.mode & 0o222}
     left = {path: node for path, node in world.items() if path not in doomed}
     return _without_bare_folders(left, world, top)
 

@@ -199,7 +199,7 @@ def upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, package
     """Runs the updater over an installation, with this answer to the question of the cleaning; returns all that lies in
     ground then."""
     run.installation = ground / TOP
-    foldermodel.make(ground, old.world())
+    run.make(ground, old.world())
     run.place_relocated()
     with UpdateServer({**listed(OFFER), OFFER.package_path: pack(foldermodel.completed(package.files))}) as server:
         screen = make_ready(run, desktop, server, "auto", settings={"Updater/filesToKeep": old.kept or None})
@@ -220,8 +220,11 @@ def upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, package
 
 def remains_of(run: Run, package: Package) -> Model:
     """What stays of an unpacked package when it is removed: what is hidden, with the folders around it."""
+    if run.is_on_windows:
+        # Nothing that is unpacked gets hidden.
+        return {}
     unpacked = {f"data/out/{path}": node for path, node in package.files.items()}
-    left = foldermodel.after_cleaning(unpacked, "data", (), run.is_on_windows)
+    left = foldermodel.after_cleaning(unpacked, "data", ())
     return {path.removeprefix("data/"): node for path, node in left.items() if path != "data"}
 
 
@@ -236,7 +239,7 @@ def test_upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, pa
     folders behind its links are emptied; everything else beside it is untouched."""
     old, package = old.on(run), package.on(run)
     seen = upgrade(run, desktop, ground, old, package, "OK")
-    cleaned = foldermodel.after_cleaning(old.world(), TOP, {*old.kept, "logo.png"}, run.is_on_windows)
+    cleaned = foldermodel.after_cleaning(old.world(), TOP, {*old.kept, "logo.png"})
     expected = foldermodel.after_copying(cleaned, beneath_top(package.installed()))
     same([], foldermodel.differences(expected, seen), "entries that are not as they should be")
 

@@ -14,6 +14,7 @@ from harness.installation import Setting
 from harness.trees import Entry, Tree
 from harness.waiting import NotYet, wait_for
 from harness.windowreports import Widget
+from harness.wine import hide_dotted
 from rig.evidence import LogLine
 from rig.run import INSTALLED
 from rig.screen import Button
@@ -90,6 +91,10 @@ class WindowsRun(StartedUpdater):
     def comparable(self, model: Model) -> Model:
         return {path: replace(node, mode=0o644 if node.mode & 0o222 else 0o444) if isinstance(node, File) else node
                 for path, node in model.items()}
+
+    def make(self, root: Path, model: Model) -> None:
+        super().make(root, model)
+        hide_dotted(root)
 
     def called(self, path: Path) -> str:
         return self._stage.wine.path(path).as_posix()

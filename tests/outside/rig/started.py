@@ -8,6 +8,7 @@ import subprocess
 import time
 from pathlib import Path
 
+import foldermodel
 from foldermodel import Model
 from harness.trees import Tree
 from harness.waiting import PATIENCE, wait_for
@@ -54,6 +55,10 @@ class StartedUpdater:
     def comparable(self, model: Model) -> Model:
         """What was seen, in the words of possible()."""
         return model
+
+    def make(self, root: Path, model: Model) -> None:
+        """Makes the folder root with these entries, those hidden whose names begin with a full stop."""
+        foldermodel.make(root, model)
 
     def called(self, path: Path) -> str:
         """What the updater calls a file or folder."""

@@ -1,12 +1,14 @@
 // Stands in for Windows' xcopy.exe, in its place among the system's programs: calls Wine's, which lies in the folder
 // "wine" of the Windows folder, without the switch /G, which Wine's does not know.
 // It also makes up for Wine's command interpreter, which reads batch files in the code page of DOS, whatever the one of
-// its console; Windows' goes by its console. Each byte has a letter in the code pages of DOS, so nothing is lost.
+// its console; Windows' goes by its console. Each byte has a letter in the code pages of DOS, so nothing is lost. What
+// Wine's xcopy.exe prints is in that code page, too; letters that it lacks are lost.
 // XCOPY_PAUSE: seconds to wait before copying; a small test package is copied sooner than anybody can look.
 // XCOPY_EXIT_CODE: what to end with, without copying.
 
 #include <windows.h>
 
+#include <array>
 #include <cstdlib>
 #include <string>
 
@@ -24,16 +26,42 @@ std::wstring arguments()
     return begin == std::wstring::npos ? std::wstring() : line.substr(begin);
 }
 
+std::string bytesOf(const std::wstring &text, UINT codePage)
+{
+    const auto length = static_cast<int>(text.size());
+    // A letter takes four bytes at most.
+    std::string bytes(4 * text.size(), '\0');
+    const auto room = static_cast<int>(bytes.size());
+    bytes.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(codePage, 0, text.data(), length, bytes.data(), room, nullptr, nullptr)));
+    return bytes;
+}
+
+std::wstring textOf(const std::string &bytes, UINT codePage)
+{
+    const auto length = static_cast<int>(bytes.size());
+    std::wstring text(bytes.size(), L'\0');
+    text.resize(
+        static_cast<std::size_t>(MultiByteToWideChar(codePage, 0, bytes.data(), length, text.data(), length)));
+    return text;
+}
+
 /// A text of the batch file as Windows' command interpreter would have read it.
 std::wstring readByConsole(const std::wstring &readByDos)
 {
-    const auto length = static_cast<int>(readByDos.size());
-    std::string bytes(readByDos.size(), '\0');
-    const int size = WideCharToMultiByte(CP_OEMCP, 0, readByDos.data(), length, bytes.data(), length, nullptr, nullptr);
-    std::wstring text(readByDos.size(), L'\0');
-    const int read = MultiByteToWideChar(GetConsoleOutputCP(), 0, bytes.data(), size, text.data(), length);
-    text.resize(static_cast<std::size_t>(read));
-    return text;
+    return textOf(bytesOf(readByDos, CP_OEMCP), GetConsoleOutputCP());
+}
+
+/// Prints what comes out of \a pipe, until its other end is closed.
+void passOn(HANDLE pipe)
+{
+    std::string output;
+    std::array<char, 4096> part{};
+    DWORD size = 0;
+    while (ReadFile(pipe, part.data(), static_cast<DWORD>(part.size()), &size, nullptr) && size > 0)
+        output.append(part.data(), size);
+    const std::string printed = bytesOf(textOf(output, CP_OEMCP), GetConsoleOutputCP());
+    WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), printed.data(), static_cast<DWORD>(printed.size()), &size, nullptr);
 }
 
 } // namespace
@@ -53,11 +81,21 @@ int wmain()
     wchar_t folder[MAX_PATH] = {};
     GetWindowsDirectoryW(folder, MAX_PATH);
     const std::wstring program = std::wstring(folder) + L"\\wine\\xcopy.exe";
+    HANDLE output = nullptr;
     STARTUPINFOW start = {};
     start.cb = sizeof(start);
+    start.dwFlags = STARTF_USESTDHANDLES;
+    start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
+    if (!CreatePipe(&output, &start.hStdOutput, &inherited, 0))
+        return cannotCopy;
+    SetHandleInformation(output, HANDLE_FLAG_INHERIT, 0);
     PROCESS_INFORMATION process = {};
     if (!CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process))
         return cannotCopy;
+    CloseHandle(start.hStdOutput);
+    passOn(output);
     WaitForSingleObject(process.hProcess, INFINITE);
     DWORD exitCode = cannotCopy;
     GetExitCodeProcess(process.hProcess, &exitCode);

@@ -145,7 +145,8 @@ class Stage:
     def move(self, user: str, installation: str) -> None:
         """Lets a user of this name work with an installation in a folder of this name."""
         self.wine.user = user
-        self.wine.local_data.mkdir(parents=True, exist_ok=True)
+        for name in ("Local", "LocalLow", "Roaming"):
+            (self.wine.profile / "AppData" / name).mkdir(parents=True, exist_ok=True)
         self.installation = self.installation.with_name(installation)
 
     def _leave(self) -> None:

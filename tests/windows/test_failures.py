@@ -283,7 +283,7 @@ def test_pages_of_a_whole_run(stage: Stage, look: Look, server: Nginx) -> None:
     running = stage.wine.start(stage.installation / "Tavlopc.exe")
     stage.windows.wait_for("Tavlopc")
     process = start_relocated(stage, "menu")
-    assert stage.windows.read_box(PRECHECK_TITLE) == Box(PRECHECK_TITLE, PRECHECK, ("Retry",))
+    assert stage.windows.read_box(PRECHECK_TITLE) == Box(PRECHECK_TITLE, PRECHECK, texts.buttons("Retry"))
     stage.show("precheck", PRECHECK_TITLE)
     stage.windows.keys("Tavlopc", "Return")
     # It runs on for a moment when its window is gone.

@@ -9,12 +9,9 @@ from harness import processes, trees
 from harness.packages import VERSIONS_PATH
 from harness.xwindows import Box
 from rig.servers import Nginx
-from stage import (FILES_TO_KEEP, NEW, TITLE, VERSIONS, Stage, application, old_installation, plain,
+from stage import (FILES_TO_KEEP, NEW, TITLE, VERSIONS, Look, Stage, application, old_installation, plain,
                    values_for_log)
-from texts import PRECHECK, PRECHECK_TITLE, Texts
-
-_TEXTS = Texts("en")
-_QUESTION = _TEXTS("Tavlopro Update")
+from texts import PRECHECK, PRECHECK_TITLE
 
 
 def choose_and_download(stage: Stage) -> None:
@@ -28,10 +25,12 @@ def choose_and_download(stage: Stage) -> None:
 def install(stage: Stage, answer: str) -> None:
     """Starts the installation and answers the question whether to clean."""
     stage.windows.keys(TITLE, "Tab", "space")
-    assert stage.windows.read_box(_QUESTION) == Box(
-        _QUESTION, _TEXTS.starting_with("We need to clean", stage.wine.path(stage.installation).as_posix()),
-        ("OK", "&No"))
-    stage.windows.keys(_QUESTION, answer)
+    texts = stage.texts
+    title = texts("Tavlopro Update")
+    assert stage.windows.read_box(title) == Box(
+        title, texts.starting_with("We need to clean", stage.wine.path(stage.installation).as_posix()),
+        texts.buttons("OK", "&No"))
+    stage.windows.keys(title, answer)
 
 
 def check_outcome(stage: Stage, server: Nginx, copy: int, log: str, cleaned: bool) -> None:
@@ -48,10 +47,12 @@ def check_outcome(stage: Stage, server: Nginx, copy: int, log: str, cleaned: boo
     starts = [line.split("\t") for line in stage.starts.read_text(encoding="utf-8").splitlines()]
     assert [(start[0], start[-1]) for start in starts] == [("26.06.7205", program)]
 
-    # The batch file is in the system's 8-bit code page, with the line end of Windows.
+    # The batch file is in UTF-8, with the line end of Windows.
     source = stage.wine.path(stage.data) / "freshen" / ".." / "out" / "Tavlopro"
     batch = f'xcopy.exe /E /Y /G /K "{source}" "{stage.wine.path(stage.installation).as_posix()}"\r\n'
-    assert (stage.copy.parent / "copyBatch.bat").read_bytes() == batch.encode("cp1252")
+    assert (stage.copy.parent / "copyBatch.bat").read_bytes() == batch.replace("%", "%%").encode()
+    # The copying program names each file.
+    assert r"\\documents\\Änderungen.txt\r\n" in stage.log()
     assert not (stage.data / "out").exists()
     assert not list(stage.data.glob("*.zip"))
 
@@ -65,7 +66,7 @@ def test_from_the_installation_to_the_new_application(stage: Stage, server: Ngin
     running = stage.wine.start(stage.installation / "Tavlopc.exe")
     stage.windows.wait_for("Tavlopc")
     first = stage.start(reader=False)
-    assert stage.windows.read_box(PRECHECK_TITLE) == Box(PRECHECK_TITLE, PRECHECK, ("Retry",))
+    assert stage.windows.read_box(PRECHECK_TITLE) == Box(PRECHECK_TITLE, PRECHECK, stage.texts.buttons("Retry"))
     stage.windows.answer(PRECHECK_TITLE, "Return")
     # Still held: the box comes again, and takes the keyboard.
     stage.windows.answer(PRECHECK_TITLE, "Return")
@@ -105,3 +106,26 @@ def test_automatic_mode(stage: Stage, server: Nginx, cleaned: bool) -> None:
     stage.wait_for_log("update unzipped to")
     install(stage, "Return" if cleaned else "alt+n")
     check_outcome(stage, server, copy, "auto.log", cleaned)
+
+
+@pytest.mark.parametrize("user", ["Gr\u00fc\u00dfe \u00df", "\u6e2c\u8a66"])
+@pytest.mark.parametrize("mode", ["menu", "auto"])
+def test_any_letter_in_the_folders(empty_stage: Stage, server: Nginx, mode: str, user: str) -> None:
+    """Folders with letters of any script, also such as the system's code page has not, and with signs that mean
+    something to a command interpreter."""
+    stage = empty_stage
+    stage.appear(Look("de_DE", 96))
+    stage.move(user, "\u0395\u03bb\u03bb\u03b7\u03bd\u03b9\u03ba\u03ac & 100% (neu), a=b^c!")
+    stage.install(old_installation(stage.build))
+    stage.offer({version: application(stage.build, version) for version in VERSIONS})
+    if mode == "menu":
+        stage.start(reader=False)
+        copy = stage.wait_for_updater("menu")
+        choose_and_download(stage)
+    else:
+        stage.relocate()
+        stage.start("auto", reader=False)
+        copy = stage.wait_for_updater("auto")
+        stage.wait_for_log("update unzipped to")
+    install(stage, "Return")
+    check_outcome(stage, server, copy, f"{mode}.log", cleaned=True)

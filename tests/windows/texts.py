@@ -17,12 +17,16 @@ NO_SELECTION_TITLE = "Information"
 READ_ERROR = "Error reading version description file:\n{}"
 COPY_ERROR = "Error copying update!\n\n{}"
 
+# Of the standard buttons those that say something else in German.
+_BUTTONS = {"en": {}, "de": {"Retry": "Wiederholen", "&No": "&Nein"}}
+
 
 class Texts:
     """The catalogue of a language (en or de): the text of a source text, its place holders filled in."""
 
     def __init__(self, language: str) -> None:
         column = {"en": 1, "de": 2}[language]
+        self._buttons = _BUTTONS[language]
         self._texts = {}
         for line in _MESSAGES.read_text(encoding="utf-8").splitlines():
             if line and not line.startswith("# "):
@@ -34,6 +38,10 @@ class Texts:
         for number, value in enumerate(values, 1):
             text = text.replace(f"%{number}", value)
         return text
+
+    def buttons(self, *sources: str) -> tuple[str, ...]:
+        """The texts of these standard buttons."""
+        return tuple(self._buttons.get(source, source) for source in sources)
 
     def starting_with(self, beginning: str, *values: str) -> str:
         """The same for the one source text that begins so."""

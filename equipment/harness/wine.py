@@ -11,7 +11,7 @@ from hashlib import sha1
 from pathlib import Path, PureWindowsPath
 from struct import pack
 
-RegistryValue = str | int | bool | bytes | Sequence[str]
+RegistryValue = str | int | bool | bytes | Sequence[str] | None
 Registry = Mapping[str, Mapping[str, RegistryValue]]
 
 # Wine's own names for the versions of Windows, with what programs see.
@@ -131,8 +131,8 @@ class Wine:
     # --- its settings
 
     def set_registry(self, keys: Registry, instead_of: Sequence[str] = ()) -> None:
-        """Sets these values of these keys. Texts, numbers, truth values as Qt stores them, bytes, lists of texts.
-        Before that the keys instead_of are removed, with everything below them."""
+        """Sets these values of these keys. Texts, numbers, truth values as Qt stores them, bytes, lists of texts;
+        None takes a value away. Before that the keys instead_of are removed, with everything below them."""
         lines = ["Windows Registry Editor Version 5.00", "", *(f"[-{key}]\r\n" for key in instead_of)]
         for key, values in keys.items():
             lines += [f"[{key}]", *(f'"{name}"={_stored(value)}' for name, value in values.items()), ""]
@@ -220,6 +220,8 @@ def hide_dotted(folder: Path) -> None:
 
 
 def _stored(value: RegistryValue) -> str:
+    if value is None:
+        return "-"
     if isinstance(value, bool):
         return _quoted(str(value).lower())
     if isinstance(value, int):

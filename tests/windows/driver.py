@@ -153,6 +153,9 @@ class WindowsRun(StartedUpdater):
         lines = self._stage.starts.read_text(encoding="utf-8").splitlines()
         return [(PureWindowsPath(line.split("\t")[-1]).as_posix(),) for line in lines]
 
+    def forget_starts(self) -> None:
+        self._stage.starts.unlink()
+
     def log(self) -> list[LogLine]:
         return [line for line in super().log() if not expectedlog.is_only_under_wine(line.text)]
 

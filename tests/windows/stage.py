@@ -108,7 +108,9 @@ class Look:
         return f"{self.language[:2]}-{self.dots_per_inch}"
 
 
-LOOKS = (Look("en_US", 96), Look("de_DE", 96), Look("en_US", 192), Look("de_DE", 192))
+# Each language at one of the densities that are no whole number of pixels.
+LOOKS = (Look("en_US", 96), Look("de_DE", 96), Look("de_DE", 120), Look("en_US", 144), Look("en_US", 192),
+         Look("de_DE", 192))
 
 
 class Stage:
@@ -229,6 +231,13 @@ class Stage:
         """The ids of the processes that run programs of these names."""
         return [pid for pid in processes.descendants()
                 if (command := _command(pid)) and PureWindowsPath(command[0]).name in names]
+
+    def commands(self, *names: str) -> list[list[str]]:
+        """The command lines of the processes that run programs of these names."""
+        return [_command(pid) for pid in self.programs(*names)]
+
+    def wait_for_process(self, name: str) -> None:
+        wait_for(lambda: self.programs(name), f"a process of {name}")
 
     # --- what there is to see
 

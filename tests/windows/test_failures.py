@@ -9,6 +9,8 @@ from collections.abc import Iterator
 from contextlib import contextmanager
 from pathlib import Path
 
+import pytest
+
 import expectedlog
 from harness import trees
 from harness.packages import write_package
@@ -201,6 +203,38 @@ def test_package_without_an_executable(empty_stage: Stage, look: Look, server: N
     assert (stage.data / "out" / "Tavlopro" / "version.txt").exists()
 
 
+@pytest.mark.parametrize("length", [254, 255])
+def test_long_path(empty_stage: Stage, server: Nginx, length: int) -> None:
+    """The package has a file with the longest path that the copying program takes, or with one that is longer: then
+    nothing is asked, cleaned or copied."""
+    stage = empty_stage
+    stage.install(old_installation(stage.build))
+    folder = stage.data / "out" / "Tavlopro"
+    name = "x" * (length - len(str(stage.wine.path(folder))) - 1)
+    stage.offer({NEW: {**application(stage.build, NEW), name: trees.file("long")}})
+    process = start_relocated(stage, "auto")
+    start_installation(stage)
+    texts = stage.texts
+    title = texts("Tavlopro Update")
+    box = stage.windows.read_box(title)
+    if length == 254:
+        assert box.buttons == texts.buttons("OK", "&No")
+        stage.windows.keys(title, "Return")
+        assert process.wait(60) == 0
+        assert (stage.installation / name).exists()
+        return
+    reason = f"Path too long: {stage.wine.path(folder / name)}"
+    assert box == Box(title, texts.starting_with("Couldn't copy updated files", reason), ("OK",))
+    stage.windows.keys(title, "Return")
+    stage.windows.wait_for_end(title)
+    assert not stage.widgets()["multiButton"]["enabled"]
+    close_window(stage)
+    assert process.wait(30) == 0
+    assert last_lines(stage, 1) == [f'[W][:0]  Copy not begun: "{expectedlog.escaped(reason)}"']
+    check_installation(stage, old_installation(stage.build))
+    assert (folder / name).exists()
+
+
 def test_no_updater_to_relocate(stage: Stage, look: Look, server: Nginx) -> None:
     """The installation has no Freshen.exe: the copy cannot be started, and the user is shown the way to the web."""
     renamed = stage.installation / "Renamed.exe"
@@ -248,6 +282,7 @@ def test_refused_system_version(empty_stage: Stage, look: Look, server: Nginx) -
     stage.wait_for_log(f'Get: "https://localhost:{server.port}{FOR_WINDOWS_10.package_path}"')
     stage.wait_for_text("multiButton", stage.texts("Install Update and Relaunch Tavlopro..."))
     stage.show("automatic")
+    assert stage.reports.window(TITLE)["rectangle"][2:] == [460, 140]
     close_window(stage)
     assert process.wait(30) == 0
     check_installation(stage, old_installation(stage.build))

@@ -5,26 +5,52 @@ from __future__ import annotations
 import re
 import shutil
 from collections.abc import Iterator
-from pathlib import PureWindowsPath
+from pathlib import Path, PureWindowsPath
 
 import pytest
 
+from harness import trees
 from rig.servers import Nginx
-from stage import TITLE, Stage
-from test_failures import agree_to_clean, choose, start_installation, start_relocated
+from stage import NEW, TITLE, Stage, application, plain
+from test_failures import agree_to_clean, cleaned, start_installation, start_relocated
 
 _ENVIRONMENT = r"HKEY_CURRENT_USER\Environment"
+_INTERPRETER = r"HKEY_CURRENT_USER\Software\Microsoft\Command Processor"
+_LIBRARY = "planted.dll"
 
 
-def test_libraries_come_from_its_own_folder(stage: Stage, server: Nginx) -> None:
+@pytest.fixture
+def elsewhere(stage: Stage) -> Iterator[Path]:
+    """A folder of the user's own."""
+    path = stage.wine.drive / "elsewhere"
+    path.mkdir()
+    yield path
+    trees.remove(path)
+
+
+def started(stage: Stage) -> list[str]:
+    """The programs and libraries that have noted their start, as Windows calls them."""
+    if not stage.starts.exists():
+        return []
+    lines = stage.starts.read_text(encoding="utf-8").splitlines()
+    return [str(PureWindowsPath(line.split("\t")[-1])) for line in lines]
+
+
+def test_libraries_come_from_its_own_folder(stage: Stage, elsewhere: Path, server: Nginx) -> None:
     """The libraries and plug-ins of the package are loaded from the folder that the program runs from, all others from
-    Windows' own folder."""
+    Windows' own folder; those that lie where the user's environment leads are not."""
     stage.relocate()
+    stage.reports.place_plugin(elsewhere)
+    shutil.copytree(stage.copy.parent / "platforms", elsewhere / "platforms")
+    # Wine passes variables of Qt on only if they are written so.
+    foreign = {f"WINEQT_{name}": str(stage.wine.path(elsewhere)) for name in ("PLUGIN_PATH", "QPA_PLATFORM_PLUGIN_PATH")}
     output = stage.wine.folder / "loaded.txt"
-    stage.wine.start(stage.copy, "neither", variables={"WINEDEBUG": "+loaddll"}, output=output)
+    stage.wine.start(stage.copy, "neither", output=output,
+                     variables={"WINEDEBUG": "+loaddll", **stage.reports.environment(stage.wine), **foreign})
     stage.wait_for_log("Get:")
     stage.windows.wait_for(TITLE)
     folder = stage.wine.path(stage.copy.parent)
+    assert f'libraryPaths:        ("{folder.as_posix()}")' in stage.log()
     loaded = {PureWindowsPath(path.replace("\\\\", "\\")) for path in
               re.findall(r'Loaded L"(.*?)"', output.read_text(errors="replace"))}
     # Windows leaves out the full stop that ends a folder's name, and minds no capitals.
@@ -35,34 +61,52 @@ def test_libraries_come_from_its_own_folder(stage: Stage, server: Nginx) -> None
     assert {path for path in loaded if not path.is_relative_to(folder) and not path.is_relative_to(system)} == set()
 
 
-def test_copying_tool_is_looked_for_in_its_own_folder(stage: Stage, server: Nginx) -> None:
-    """The tool that copies is called by its name alone, so one beside the updater is taken before Windows' own."""
+@pytest.mark.parametrize("where", ["its own folder", "the current folder", "PATH"])
+def test_library_by_its_bare_name(stage: Stage, elsewhere: Path, server: Nginx, where: str) -> None:
+    """A library that is asked for by its bare name is looked for in the updater's own folder, but not in the current
+    one nor in those of PATH."""
     stage.relocate()
-    shutil.copyfile(stage.build.equipment / "windows" / "tools" / "xcopy.exe", stage.copy.parent / "xcopy.exe")
-    process = stage.start("menu", stand_ins=False)
-    choose(stage)
-    start_installation(stage)
-    agree_to_clean(stage)
-    # Wine's own would have failed.
-    stage.windows.wait_for("Tavlopro 26.06.7205")
-    assert process.wait(30) == 0
+    is_own = where == "its own folder"
+    folder = stage.copy.parent if is_own else elsewhere
+    shutil.copy2(stage.build.equipment / "windows" / _LIBRARY, folder)
+    path = {"WINEPATH": str(stage.wine.path(folder))} if where == "PATH" else {}
+    stage.start("neither", through=["env", f"--chdir={folder}"] if where == "the current folder" else (),
+                variables={"WINDOW_READER_LOADS": _LIBRARY, **path})
+    # The plug-in that asks for it is at work.
+    stage.wait_for_text("versionsGroupBox", stage.texts("Versions"))
+    assert started(stage) == ([str(stage.wine.path(folder / _LIBRARY))] if is_own else [])
 
 
 @pytest.fixture
-def interpreter(stage: Stage) -> Iterator[str]:
-    """Has the user's environment name another command interpreter."""
-    program = str(stage.wine.path(stage.installation / "Tavlopc.exe"))
-    stage.wine.set_registry({_ENVIRONMENT: {"ComSpec": program}})
+def planted(stage: Stage, elsewhere: Path) -> Iterator[Path]:
+    """A folder with programs that note their start. The user's environment and settings name them."""
+    for name in ("xcopy.exe", "cmd.exe", "chcp.com"):
+        shutil.copy2(stage.build.equipment / "windows" / "brief.exe", elsewhere / name)
+    folder = stage.wine.path(elsewhere)
+    stage.wine.set_registry({_ENVIRONMENT: {"ComSpec": str(folder / "cmd.exe"), "PATH": str(folder)},
+                             _INTERPRETER: {"AutoRun": str(folder / "xcopy.exe")}})
     stage.wine.stop()
-    yield program
-    stage.wine.set_registry({_ENVIRONMENT: {"ComSpec": r"C:\windows\system32\cmd.exe"}})
+    yield elsewhere
+    stage.wine.set_registry({_ENVIRONMENT: {"ComSpec": None, "PATH": None}, _INTERPRETER: {"AutoRun": None}})
     stage.wine.stop()
 
 
-def test_interpreter_is_the_one_of_the_environment(stage: Stage, interpreter: str, server: Nginx) -> None:
-    """The batch file is given to the program that the variable ComSpec names."""
-    start_relocated(stage, "menu")
-    choose(stage)
+def test_programs_come_from_the_system(stage: Stage, planted: Path, server: Nginx) -> None:
+    """Command interpreter and copying program are those of the system's folder, whatever lies beside the updater or is
+    named by the user's environment; no command of the user's is run before."""
+    stage.relocate()
+    for program in planted.iterdir():
+        shutil.copy2(program, stage.copy.parent)
+    process = stage.start("auto", variables={"WINEPATH": str(stage.wine.path(planted)), "XCOPY_PAUSE": "3"})
     start_installation(stage)
-    stage.windows.keys(stage.texts("Tavlopro Update"), "alt+n")
-    stage.windows.wait_for("Tavlopc")
+    agree_to_clean(stage)
+    stage.wait_for_process("xcopy.exe")
+    assert [command[0].lower() for command in stage.commands("cmd.exe", "xcopy.exe")] == [
+        r"c:\windows\system32\cmd.exe", "xcopy.exe"]
+    # Wine's interpreter runs no such command of the user's in any case.
+    assert {"/d", "/v:off"} <= set(stage.commands("cmd.exe")[0])
+    assert process.wait(60) == 0
+    stage.windows.wait_for("Tavlopro 26.06.7205")
+    assert trees.differences(plain(trees.after_copying(cleaned(stage), application(stage.build, NEW))),
+                             stage.installed()) == []
+    assert started(stage) == [str(stage.wine.path(stage.installation / "Tavlopro.exe"))]

@@ -13,8 +13,9 @@ template <typename Remove>
 bool removeReadOnly(const QString &path, Remove remove)
 {
     const QFileInfo entry(path);
-    // The permissions of a link are those of what it leads to.
-    if (entry.isSymLink() || entry.isJunction() || (entry.permissions() & QFile::WriteUser) != 0)
+    // The permissions of a link are those of what it leads to. Of a shortcut Qt tells such, but sets its own.
+    if (entry.isSymbolicLink() || entry.isJunction() ||
+        (!entry.isShortcut() && (entry.permissions() & QFile::WriteUser) != 0))
         return false;
     const QFile::Permissions permissions = entry.permissions();
     if (!QFile::setPermissions(path, permissions | QFile::WriteOwner | QFile::WriteUser))

@@ -23,14 +23,16 @@ QFileInfoList filesBelow(const QString &folder)
     return entries;
 }
 
-/// The first path, of those to be read or written, that the copying program cannot take.
-std::optional<QString> tooLongPath(const QDir &source, const QDir &destination, const QFileInfoList &entries)
+/// The first path, of those to be read or written, that the copying program cannot take. It works with the folders as
+/// they are named to it, steps upwards included.
+std::optional<QString> tooLongPath(const QString &source, const QString &destination, const QFileInfoList &entries)
 {
     for (const QFileInfo &entry : entries) {
-        const QString target = destination.absoluteFilePath(source.relativeFilePath(entry.absoluteFilePath()));
-        for (const QString &path : {QDir::cleanPath(entry.absoluteFilePath()), QDir::cleanPath(target)}) {
+        const QString inside = QLatin1Char('/') + QDir(source).relativeFilePath(entry.absoluteFilePath());
+        for (const QString &folder : {source, destination}) {
+            const QString path = folder + inside;
             if (path.size() > longestCopyPath())
-                return QDir::toNativeSeparators(path);
+                return QDir::toNativeSeparators(QDir::cleanPath(path));
         }
     }
     return std::nullopt;
@@ -60,7 +62,7 @@ std::optional<QString> copyObstacle(const QString &source, const QString &destin
                                     const std::optional<DiskSpace> &space)
 {
     const QFileInfoList entries = filesBelow(source);
-    if (const std::optional<QString> path = tooLongPath(QDir(source), QDir(destination), entries))
+    if (const std::optional<QString> path = tooLongPath(source, destination, entries))
         return QStringLiteral("Path too long: %1").arg(*path);
     if (!space)
         return std::nullopt;

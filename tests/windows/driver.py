@@ -25,8 +25,8 @@ from stage import TITLE, Stage, plain
 
 # What names are made of; none ends in a blank or a full stop.
 _NAMES = re.compile(r'(?:[^/<>:"\\|?*\x00-\x1f]*[^/<>:"\\|?*\x00-\x1f. ](?:/|$))+')
-# xcopy.exe reaches no file whose path is longer; Wine's crashes on one.
-_LONGEST_PATH = 255
+# xcopy.exe reaches no file whose path, as it is named to it, is longer; Wine's crashes on one.
+LONGEST_PATH = 254
 
 
 class WindowsRun(StartedUpdater):
@@ -85,8 +85,9 @@ class WindowsRun(StartedUpdater):
                                 and lower.setdefault(path.lower(), path) == path})
 
     def packable(self, model: Model) -> Model:
+        unpacked = self.updater_data / "freshen" / ".." / "out"
         return {path: node for path, node in self.possible(model).items()
-                if len(str(self._stage.wine.path(self.out / path))) < _LONGEST_PATH}
+                if len(str(self._stage.wine.path(unpacked / path))) <= LONGEST_PATH}
 
     def comparable(self, model: Model) -> Model:
         return {path: replace(node, mode=0o644 if node.mode & 0o222 else 0o444) if isinstance(node, File) else node

@@ -12,6 +12,7 @@ from pathlib import Path
 import pytest
 
 import expectedlog
+from driver import LONGEST_PATH
 from harness import trees
 from harness.packages import write_package
 from harness.wine import WINDOWS_7, WINDOWS_10
@@ -203,21 +204,23 @@ def test_package_without_an_executable(empty_stage: Stage, look: Look, server: N
     assert (stage.data / "out" / "Tavlopro" / "version.txt").exists()
 
 
-@pytest.mark.parametrize("length", [254, 255])
+@pytest.mark.parametrize("length", [LONGEST_PATH, LONGEST_PATH + 1])
 def test_long_path(empty_stage: Stage, server: Nginx, length: int) -> None:
     """The package has a file with the longest path that the copying program takes, or with one that is longer: then
     nothing is asked, cleaned or copied."""
     stage = empty_stage
     stage.install(old_installation(stage.build))
     folder = stage.data / "out" / "Tavlopro"
-    name = "x" * (length - len(str(stage.wine.path(folder))) - 1)
+    # As it is named to the program that copies.
+    called = stage.wine.path(stage.data) / "freshen" / ".." / "out" / "Tavlopro"
+    name = "x" * (length - len(str(called / "_")) + 1)
     stage.offer({NEW: {**application(stage.build, NEW), name: trees.file("long")}})
     process = start_relocated(stage, "auto")
     start_installation(stage)
     texts = stage.texts
     title = texts("Tavlopro Update")
     box = stage.windows.read_box(title)
-    if length == 254:
+    if length == LONGEST_PATH:
         assert box.buttons == texts.buttons("OK", "&No")
         stage.windows.keys(title, "Return")
         assert process.wait(60) == 0

@@ -357,7 +357,7 @@ def installation_under_wine(stage: Stage) -> Group:
     wine = stage.resources.enter_context(Wine(stage.folder / "windows", desktop.environment))
     wine.create()
     # Wine's own copying tool does not know all that Windows' does.
-    wine.replace_tool(_WINDOWS / "equipment" / "windows" / "xcopy.exe")
+    wine.replace_tool("xcopy.exe", _WINDOWS / "equipment" / "windows" / "xcopy.exe")
     program = wine.drive / "run" / "bin" / "steps.exe"
     shutil.unpack_archive(package, program.parent)
     shutil.copy2(_WINDOWS / "bin" / "steps.exe", program)

@@ -116,10 +116,10 @@ class Wine:
         except ValueError:
             return PureWindowsPath("Z:\\", *path.parts[1:])
 
-    def replace_tool(self, program: Path) -> None:
-        """Lets a program stand in for Windows' own of the same name, which lies in the folder "wine" then."""
-        tool = self.drive / "windows" / "system32" / program.name
-        own = self.drive / "windows" / "wine" / program.name
+    def replace_tool(self, name: str, program: Path) -> None:
+        """Lets a program stand in for Windows' own of this name, which lies in the folder "wine" then."""
+        tool = self.drive / "windows" / "system32" / name
+        own = self.drive / "windows" / "wine" / name
         if own.exists():
             # Clones share the file, so it must not be written to.
             tool.unlink()

@@ -99,7 +99,7 @@ def set_up(folder: Path, programs: scenario.Programs, wine: Wine) -> WindowsStag
     wine.create()
     equipment = programs.equipment / "windows"
     # What Wine has of a tool of the system's is not enough.
-    wine.replace_tool(equipment / "xcopy.exe")
+    wine.replace_tool("xcopy.exe", equipment / "xcopy.exe")
     reports = folder / "reports"
     reports.mkdir()
     stage = WindowsStage(

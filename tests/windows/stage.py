@@ -129,7 +129,7 @@ class Stage:
         self.starts = wine.drive / "starts.log"
         self._user = wine.user
         # What Wine has of a tool of the system's is not enough.
-        wine.replace_tool(build.equipment / "windows" / "xcopy.exe")
+        wine.replace_tool("xcopy.exe", build.equipment / "windows" / "xcopy.exe")
 
     # --- before the start
 

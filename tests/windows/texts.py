@@ -10,8 +10,8 @@ _MESSAGES = Path(__file__).resolve().parents[1] / "data" / "messages.tsv"
 PRECHECK_TITLE = "Tavlopro Updater Precheck"
 PRECHECK = ("<html><p>Ihre Tavlopro-Anwendung läuft noch.</p><p>Bitte schließen Sie diese erst, um mit der "
             "Installation fortfahren zu können.</p>")
-START_ERROR = ("We are sorry, but the Tavlopro update tool has an error.\nPerhaps it has insufficent rights.\n"
-               "You can also try to re-install Tavlopro by downloading the current version from:\n"
+START_ERROR = ("We are sorry, but the Tavlopro update tool has an error.<br/>Perhaps it has insufficent rights.<br/>"
+               "You can also try to re-install Tavlopro by downloading the current version from:<br/>"
                '<html><a href="{page}">{page}</a></html>')
 NO_SELECTION_TITLE = "Information"
 READ_ERROR = "Error reading version description file:\n{}"

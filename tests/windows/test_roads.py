@@ -8,6 +8,7 @@ import expectedlog
 from harness import processes, trees
 from harness.packages import VERSIONS_PATH
 from harness.xwindows import Box
+from rig.rawarchive import UTF8, Entry, archive
 from rig.servers import Nginx
 from stage import (FILES_TO_KEEP, NEW, TITLE, VERSIONS, Look, Stage, application, old_installation, plain,
                    values_for_log)
@@ -129,3 +130,20 @@ def test_any_letter_in_the_folders(empty_stage: Stage, server: Nginx, mode: str,
         stage.wait_for_log("update unzipped to")
     install(stage, "Return")
     check_outcome(stage, server, copy, f"{mode}.log", cleaned=True)
+
+
+def test_names_in_the_code_page_of_the_system(empty_stage: Stage, server: Nginx) -> None:
+    """Names of a package that are not marked as UTF-8 are in the 8-bit code page that the system's language comes with,
+    though the updater itself works in UTF-8."""
+    stage = empty_stage
+    stage.appear(Look("de_DE", 96))
+    names = {"Gr\u00f6\u00dfe.txt", "Gr\u00f6\u00dfen.txt"}
+    shorter, longer = sorted(names, key=len)
+    stage.offer({NEW: archive([Entry(f"Tavlopro/{shorter}".encode("cp1252")),
+                               Entry(f"Tavlopro/{longer}".encode(), flags=UTF8)])})
+    stage.relocate()
+    process = stage.start("auto", reader=False)
+    stage.wait_for_log("update unzipped to")
+    assert {path.name for path in (stage.data / "out" / "Tavlopro").iterdir()} == names
+    stage.windows.keys(TITLE, "alt+F4")
+    assert process.wait(30) == 0

@@ -4,9 +4,11 @@ from __future__ import annotations
 
 import json
 import shutil
+import subprocess
 import time
 from collections.abc import Callable, Mapping
 from pathlib import Path
+from threading import Thread
 from typing import Any
 
 from .waiting import wait_for
@@ -21,13 +23,30 @@ class WindowReports:
 
     def __init__(self, folder: Path, plugin: Path) -> None:
         self.folder = folder
-        self._plugin = plugin
+        self.plugin = plugin
 
     def place_plugin(self, folder: Path) -> None:
         """Puts the plug-in where programs in this folder look for one of its kind."""
         place = folder / "generic"
         place.mkdir(parents=True, exist_ok=True)
-        shutil.copy2(self._plugin, place)
+        shutil.copy2(self.plugin, place)
+
+    def follow(self, process: subprocess.Popen, copy: Path) -> None:
+        """Puts the plug-in beside copy as soon as the program, just started as process, has made this copy of itself.
+        The copy is started much later."""
+        started = time.time_ns()
+
+        def place() -> None:
+            while process.poll() is None:
+                try:
+                    # An older one may be there until the folder is emptied.
+                    if copy.stat().st_ctime_ns > started:
+                        return self.place_plugin(copy.parent)
+                except FileNotFoundError:
+                    pass
+                time.sleep(0.005)
+
+        Thread(target=place, daemon=True).start()
 
     def environment(self, wine: Wine) -> dict[str, str]:
         """The variables that load the plug-in into a program."""

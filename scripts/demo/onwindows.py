@@ -137,11 +137,8 @@ def start_updater(stage: WindowsStage, mode: str, log: Path) -> Callable[[], int
         stage.reports.place_plugin(stage.home.relocated_updater.parent)
         process = stage.wine.start(stage.home.relocated_updater, "auto", variables=stage.variables(), output=log)
         return lambda: process.wait(60)
-    stage.wine.start(stage.installation / "Freshen.exe", variables=stage.variables(), output=log)
-    # Once the first of its plug-ins is there, the folder is not emptied any more; the start comes much later.
-    platforms = stage.home.relocated_updater.with_name("platforms")
-    wait_for(platforms.exists, "the updater's relocation", 60.0, interval=0.005)
-    stage.reports.place_plugin(platforms.parent)
+    first = stage.wine.start(stage.installation / "Freshen.exe", variables=stage.variables(), output=log)
+    stage.reports.follow(first, stage.home.relocated_updater)
     copy = wait_for(lambda: find_updater("menu"), "the updater's copy of itself", 60.0)
     return lambda: processes.wait_for_exit(copy, 60)
 

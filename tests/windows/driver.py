@@ -134,9 +134,10 @@ class WindowsRun(StartedUpdater):
         return next(iter(self._stage.updaters(mode)), None)
 
     def relocated_files(self) -> set[str]:
-        """The names of the files that a relocation brings."""
-        return {PurePosixPath(path).name for path, entry in self._stage.build.updater_files().items()
-                if not entry.is_folder and not path.startswith("licenses")}
+        """The names of the files that a relocation brings, with that of the eyes on its widgets."""
+        files = {PurePosixPath(path).name for path, entry in self._stage.build.updater_files().items()
+                 if not entry.is_folder and not path.startswith("licenses")}
+        return files | {self._stage.reports.plugin.name}
 
     def processes(self) -> list[int]:
         """The ids of the running processes of the updater, and of those that it has started."""

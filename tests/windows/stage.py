@@ -217,15 +217,20 @@ class Stage:
     def start(self, *arguments: str, program: Path | None = None, reader: bool = True,
               variables: Mapping[str, str] | None = None, through: Sequence[str] = ()) -> subprocess.Popen:
         """Starts the updater: without arguments the one in the installation, with arguments the relocated one. reader:
-        with eyes on its widgets, though not on those of a copy that it makes of itself. through is a command of this
-        machine that runs the rest of its command line."""
+        with eyes on the widgets, of the copy that the one in the installation makes of itself. through is a command of
+        this machine that runs the rest of its command line."""
+        is_relocated = program is not None or bool(arguments)
         if program is None:
             program = self.copy if arguments else self.installation / "Freshen.exe"
         environment = {"TAVLOPRO_START_LOG": str(self.wine.path(self.starts))}
         if reader:
-            self.reports.place_plugin(program.parent)
             environment |= self.reports.environment(self.wine)
-        return self.wine.start(program, *arguments, through=through, variables={**environment, **(variables or {})})
+            if is_relocated:
+                self.reports.place_plugin(program.parent)
+        process = self.wine.start(program, *arguments, through=through, variables={**environment, **(variables or {})})
+        if reader and not is_relocated:
+            self.reports.follow(process, self.copy)
+        return process
 
     def programs(self, *names: str) -> list[int]:
         """The ids of the processes that run programs of these names."""

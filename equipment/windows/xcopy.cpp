@@ -41,8 +41,7 @@ std::wstring textOf(const std::string &bytes, UINT codePage)
 {
     const auto length = static_cast<int>(bytes.size());
     std::wstring text(bytes.size(), L'\0');
-    text.resize(
-        static_cast<std::size_t>(MultiByteToWideChar(codePage, 0, bytes.data(), length, text.data(), length)));
+    text.resize(static_cast<std::size_t>(MultiByteToWideChar(codePage, 0, bytes.data(), length, text.data(), length)));
     return text;
 }
 

@@ -1,4 +1,4 @@
-"""The roads that end early, and what every page and box looks like: in both languages, at both densities. Each with its
+"""The roads that end early, and what every page and box looks like: in both languages, at several densities. Each with its
 box or label, the last lines of the debug log, and what survives."""
 
 from __future__ import annotations

@@ -146,7 +146,11 @@ void MainWindowDiscoveryTest::redirectIsFollowed()
     setArguments({QStringLiteral("menu")});
     TestWindow window;
     QTRY_COMPARE(window.tree().topLevelItemCount(), 1);
-    QCOMPARE(server.targets(), QList<QByteArray>({versionFileTarget, "/elsewhere.txt"}));
+    // Either may be asked for again when a connection is given up.
+    const QList<QByteArray> targets = server.targets();
+    QCOMPARE(targets.first(), QByteArray(versionFileTarget));
+    QCOMPARE(targets.last(), QByteArray("/elsewhere.txt"));
+    QCOMPARE(QSet<QByteArray>(targets.begin(), targets.end()).size(), 2);
 }
 
 void MainWindowDiscoveryTest::firstArgumentDecidesTheMode_data()

@@ -21,6 +21,8 @@
 #include <cstdlib>
 #include <optional>
 
+using namespace freshen;
+
 namespace {
 
 constexpr int listedRows = 10000;

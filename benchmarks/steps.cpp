@@ -21,6 +21,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+using namespace freshen;
+
 namespace {
 
 constexpr double perSecond = 1e-9;
@@ -74,9 +76,9 @@ bool extract(MainWindow &window, const QString &package)
     QCoreApplication::processEvents();
     Watch watch;
     QString errorText;
-    const bool isGood = window.unzip(package, errorText);
+    const bool succeeded = window.unzip(package, errorText);
     watch.report();
-    return isGood;
+    return succeeded;
 }
 
 bool clean(MainWindow &window, const QString &folder)
@@ -92,7 +94,7 @@ bool copy(const QString &source, const QString &destination)
     Watch watch;
     const CopyBatch batch = CopyBatch::in(QCoreApplication::applicationDirPath());
     const bool isWritten = writeBatchFile(batch.path, copyCommand(source, destination, batchShell()));
-    const bool isCopied = isWritten && runCopyBatch(batch).isGood;
+    const bool isCopied = isWritten && runCopyBatch(batch).succeeded;
     watch.report();
     return isCopied;
 }
@@ -126,8 +128,8 @@ void prepareStep()
     constexpr int whenItIsQuiet = 100;
     QTimer::singleShot(whenItIsQuiet, qApp, [] {
         MainWindow *window = mainWindow();
-        const bool isGood = window != nullptr && doStep(*window, QCoreApplication::arguments());
-        QCoreApplication::exit(isGood ? EXIT_SUCCESS : EXIT_FAILURE);
+        const bool succeeded = window != nullptr && doStep(*window, QCoreApplication::arguments());
+        QCoreApplication::exit(succeeded ? EXIT_SUCCESS : EXIT_FAILURE);
     });
 }
 

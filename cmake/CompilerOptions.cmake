@@ -1,7 +1,13 @@
-# freshen_options: the one target that carries every compiler and linker flag. Each target of the project links it.
+# Freshen::options: the one target that carries the language standard and every compiler and linker flag. Each target of
+# the project links it.
 add_library(freshen_options INTERFACE)
+add_library(Freshen::options ALIAS freshen_options)
 
-target_compile_definitions(freshen_options INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII)
+target_compile_features(freshen_options INTERFACE cxx_std_17)
+target_compile_definitions(freshen_options INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_STRICT_ITERATORS
+    # Nothing that Qt 5.15 calls deprecated.
+    QT_DISABLE_DEPRECATED_BEFORE=0x050F00)
 target_compile_options(freshen_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
     $<$<BOOL:${FRESHEN_WERROR}>:-Werror>

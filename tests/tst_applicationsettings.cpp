@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 class ApplicationSettingsTest : public QObject
 {
     Q_OBJECT
@@ -40,7 +42,7 @@ void ApplicationSettingsTest::namesOfTheStores()
 {
     QCOMPARE(organizationName, "Q.U.I.N.T.A.");
     QCOMPARE(applicationStoreName, "Tavlo3");
-    QCOMPARE(updaterStoreName, "Tavlo3 Updater");
+    QCOMPARE(updaterApplicationName, "Tavlo3 Updater");
 }
 
 void ApplicationSettingsTest::namesOfTheKeys_data()
@@ -110,7 +112,7 @@ void ApplicationSettingsTest::updatersOwnStoreIsAnother()
 {
     writeUpdaterSetting("allow_testbuild", true);
     QCOMPARE(setting(applicationSettings(), key::allowTestBuild), QVariant());
-    const QSettings own{QLatin1String(organizationName), QLatin1String(updaterStoreName)};
+    const QSettings own{QLatin1String(organizationName), QLatin1String(updaterApplicationName)};
     QCOMPARE(setting(own, key::allowTestBuild).toBool(), true);
 }
 

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 class AutomaticChoiceTest : public QObject
 {
     Q_OBJECT
@@ -33,7 +35,7 @@ void AutomaticChoiceTest::choice_data()
 
 void AutomaticChoiceTest::choice()
 {
-    VersionMaxima maxima;
+    NewestRevisions maxima;
     QFETCH(qint32, stable);
     QFETCH(qint32, beta);
     QFETCH(qint32, fix);
@@ -49,9 +51,9 @@ void AutomaticChoiceTest::choice()
 
 void AutomaticChoiceTest::heldBackVersionsPlayNoPart()
 {
-    VersionMaxima maxima;
-    maxima.stableHeldBack = 9000;
-    maxima.betaHeldBack = 9001;
+    NewestRevisions maxima;
+    maxima.newestUnsupportedStable = 9000;
+    maxima.newestUnsupportedBeta = 9001;
     QCOMPARE(candidates(maxima).choose(true), 7086);
     QCOMPARE(candidates(maxima).choose(false), 7086);
 }

@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 class CleaningTest : public QObject
 {
     Q_OBJECT

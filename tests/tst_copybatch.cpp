@@ -6,6 +6,8 @@
 #include <QTextCodec>
 #include <QtTest>
 
+using namespace freshen;
+
 Q_DECLARE_METATYPE(BatchShell)
 
 /// Runs batch files of its own: the few words in them mean the same to every command interpreter.
@@ -158,7 +160,7 @@ void CopyBatchTest::longestPathIsTheCopyingPrograms()
 void CopyBatchTest::run_data()
 {
     QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<bool>("isGood");
+    QTest::addColumn<bool>("succeeded");
     QTest::addColumn<int>("exitCode");
     QTest::newRow("good") << QByteArray("exit 0\n") << true << 0;
     for (int code = 1; code <= 5; ++code)
@@ -168,12 +170,12 @@ void CopyBatchTest::run_data()
 void CopyBatchTest::run()
 {
     QFETCH(QByteArray, content);
-    QFETCH(bool, isGood);
+    QFETCH(bool, succeeded);
     QFETCH(int, exitCode);
     MessageCatcher catcher;
     // Nothing of what the interpreter says about its own commands.
     const CopyResult result = runBatch(isWindows() ? "@" + content : content);
-    QCOMPARE(result.isGood, isGood);
+    QCOMPARE(result.succeeded, succeeded);
     QCOMPARE(result.exitCode, exitCode);
     QCOMPARE(result.errorText, "STD ERROR:\n");
     const QStringList expected = {
@@ -192,7 +194,7 @@ void CopyBatchTest::outputIsRead()
     MessageCatcher catcher;
     const CopyResult result = runBatch(isWindows() ? "@echo to the user\r\n@echo oops>&2\r\n@exit 4\r\n"
                                                    : "echo to the user\necho oops>&2\nexit 4\n");
-    QVERIFY(!result.isGood);
+    QVERIFY(!result.succeeded);
     QCOMPARE(result.exitCode, 4);
     QCOMPARE(result.errorText, QString("STD ERROR:\noops" + lineEnd()));
     QCOMPARE(catcher.lines().at(3), logged(result.errorText));
@@ -204,7 +206,7 @@ void CopyBatchTest::missingBatchFile()
 {
     const MessageCatcher catcher;
     const CopyResult result = runCopyBatch(batch());
-    QVERIFY(!result.isGood);
+    QVERIFY(!result.succeeded);
     QVERIFY(catcher.lines().contains(logged(batch().command)));
     QCOMPARE(catcher.lines().size(), 6);
 }
@@ -215,7 +217,7 @@ void CopyBatchTest::crash()
         QSKIP("A command interpreter cannot be made to crash from within a batch file.");
     MessageCatcher catcher;
     const CopyResult result = runBatch("kill -9 $$\n");
-    QVERIFY(!result.isGood);
+    QVERIFY(!result.succeeded);
     QCOMPARE(catcher.lines().at(2), "true");
     QVERIFY2(catcher.lines().last().startsWith("Crashed "), qUtf8Printable(catcher.lines().last()));
     QVERIFY2(catcher.lines().last().endsWith(" CrashExit"), qUtf8Printable(catcher.lines().last()));

@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 int longestPath = 0;
@@ -11,7 +13,7 @@ int longestPath = 0;
 } // namespace
 
 /// Takes the place of the program's when it is linked.
-int longestCopyPath()
+int freshen::longestCopyPath()
 {
     return longestPath;
 }

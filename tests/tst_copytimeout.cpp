@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 /// The copy may take a minute and not longer; this test waits for the end of that minute.
 class CopyTimeoutTest : public QObject
 {
@@ -27,7 +29,7 @@ void CopyTimeoutTest::batchThatDoesNotEnd()
     const CopyResult result = runCopyBatch(batch);
     QVERIFY2(timer.elapsed() >= 60000, qPrintable(QString::number(timer.elapsed())));
     QVERIFY2(timer.elapsed() < 85000, qPrintable(QString::number(timer.elapsed())));
-    QVERIFY(!result.isGood);
+    QVERIFY(!result.succeeded);
     QCOMPARE(catcher.debugLines().size(), 6);
     QCOMPARE(catcher.debugLines().at(0), "true");
     QCOMPARE(catcher.debugLines().at(2), "false");

@@ -7,6 +7,8 @@
 #include <thread>
 #include <vector>
 
+using namespace freshen;
+
 Q_DECLARE_METATYPE(QtMsgType)
 
 /// Hands messages to the log's handler and looks at what is in the file and on standard error.

@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+using namespace freshen;
+
 /// Starts a copy of this very program, which then notes how it was started.
 class ElevatedStartTest : public QObject
 {
@@ -43,9 +45,9 @@ void ElevatedStartTest::initTestCase()
 
 void ElevatedStartTest::startsInTheFolderWithTheArgument()
 {
-    const int result =
+    const StartResult result =
         startElevated(QStringLiteral("Freshen.exe"), QStringLiteral("menu"), QDir::toNativeSeparators(m_folder.path()));
-    QVERIFY2(result > startresult::lastFailure, qPrintable(QString::number(result)));
+    QVERIFY2(result.isStarted(), qPrintable(QString::number(result.code)));
     const QString note = m_folder.filePath(noteFile);
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(note), 30000);
     const QString expected = QLatin1String("menu\n") + QDir(m_folder.path()).canonicalPath();
@@ -55,15 +57,16 @@ void ElevatedStartTest::startsInTheFolderWithTheArgument()
 void ElevatedStartTest::missingProgram()
 {
     QCOMPARE(
-        startElevated(QStringLiteral("Missing.exe"), QStringLiteral("menu"), QDir::toNativeSeparators(m_folder.path())),
+        startElevated(QStringLiteral("Missing.exe"), QStringLiteral("menu"), QDir::toNativeSeparators(m_folder.path()))
+            .code,
         2);
 }
 
 void ElevatedStartTest::missingFolder()
 {
-    const int result = startElevated(QStringLiteral("Freshen.exe"), QStringLiteral("menu"),
-                                     QDir::toNativeSeparators(m_folder.filePath(QStringLiteral("missing"))));
-    QVERIFY2(result <= startresult::lastFailure, qPrintable(QString::number(result)));
+    const StartResult result = startElevated(QStringLiteral("Freshen.exe"), QStringLiteral("menu"),
+                                             QDir::toNativeSeparators(m_folder.filePath(QStringLiteral("missing"))));
+    QVERIFY2(!result.isStarted(), qPrintable(QString::number(result.code)));
 }
 
 void ElevatedStartTest::programThatMayNotRun()
@@ -72,7 +75,7 @@ void ElevatedStartTest::programThatMayNotRun()
     writeFile(program, "no program");
     if (QFileInfo(program).isExecutable())
         QSKIP("The name alone makes a file executable here.");
-    QCOMPARE(startElevated(QStringLiteral("Text.exe"), QStringLiteral("menu"), m_folder.path()), 5);
+    QCOMPARE(startElevated(QStringLiteral("Text.exe"), QStringLiteral("menu"), m_folder.path()).code, 5);
 }
 
 int main(int argc, char *argv[])

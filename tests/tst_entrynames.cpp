@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 class EntryNamesTest : public QObject
 {
     Q_OBJECT
@@ -110,7 +112,7 @@ void EntryNamesTest::unsafeEntriesAreRefused()
     const QString home = place.filePath("one/two");
     QVERIFY(QDir().mkpath(home));
     const ExtractionRun run = runExtractionIn(home, makePackage({first, second, third}));
-    QVERIFY(!run.isGood);
+    QVERIFY(!run.succeeded);
     // The name as it is stored, but for zeros, once in the error text and once in the log.
     const QString stored = QString::fromUtf8(name.constData(), name.size());
     const QString message =

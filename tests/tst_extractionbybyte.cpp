@@ -8,6 +8,8 @@
 
 #include <array>
 
+using namespace freshen;
+
 Q_DECLARE_METATYPE(PackageEntry)
 
 /// The extraction reads an entry in pieces. What it leaves behind is what an extraction that takes one byte after the
@@ -52,13 +54,12 @@ void copyByByte(QuaZipFile &entry, QFile &output)
 }
 
 /// The extraction that takes one byte after the other.
-bool extractByByte(const QString &archivePath, const QString &targetFolder, const ExtractionObserver &observer,
-                   QString &errorText)
+ExtractionResult extractByByte(const QString &archivePath, const QString &targetFolder,
+                               const ExtractionObserver &observer)
 {
-    const auto fail = [&errorText](const QString &message) {
-        errorText += message;
+    const auto fail = [](const QString &message) {
         qWarning().noquote() << message;
-        return false;
+        return ExtractionResult{false, message};
     };
     QuaZip archive(archivePath);
     if (!archive.open(QuaZip::mdUnzip))
@@ -113,8 +114,8 @@ bool extractByByte(const QString &archivePath, const QString &targetFolder, cons
     if (archive.getZipError() != UNZ_OK)
         return fail(QString("testRead(): zip.close(): %1").arg(archive.getZipError()));
     if (!QFile::remove(archive.getZipName()))
-        fail("unzip(): Cannot remove ZIP file: " + archive.getZipName());
-    return true;
+        return {true, fail("unzip(): Cannot remove ZIP file: " + archive.getZipName()).errorText};
+    return {};
 }
 
 /// Removes the warnings that say why an output could not be opened, since only the program gives them.
@@ -184,7 +185,7 @@ void ExtractionByByteTest::soundPackages()
 {
     QFETCH(QByteArray, package);
     QCOMPARE(difference(package), QString());
-    QVERIFY(runExtraction(package).isGood);
+    QVERIFY(runExtraction(package).succeeded);
 }
 
 void ExtractionByByteTest::damagedEntries_data()

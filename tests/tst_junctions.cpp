@@ -8,6 +8,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 /// This folder is the other one.
@@ -17,7 +19,7 @@ QString target;
 } // namespace
 
 /// Takes the place of the program's when it is linked.
-QByteArray folderIdentity(const QString &path)
+QByteArray freshen::folderIdentity(const QString &path)
 {
     return (path == junction ? target : path).toUtf8();
 }

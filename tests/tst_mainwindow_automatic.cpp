@@ -14,6 +14,8 @@
 #include <QPushButton>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 using Lines = QList<QByteArray>;

@@ -14,6 +14,8 @@
 
 #include <type_traits>
 
+using namespace freshen;
+
 // The members' types.
 static_assert(std::is_same_v<decltype(TestWindow::ui), std::unique_ptr<Ui::MainWindow>>);
 static_assert(std::is_same_v<decltype(TestWindow::version_main), QString>);
@@ -41,7 +43,6 @@ public:
         delete networkAccessManager;
         networkAccessManager = nullptr;
     }
-    using MainWindow::parentDir;
 };
 
 } // namespace
@@ -95,7 +96,7 @@ void MainWindowConstructionTest::membersHaveTheirDefaults()
 void MainWindowConstructionTest::folderIsTheOneAboveTheProgram()
 {
     const PlainWindow window;
-    QCOMPARE(window.parentDir, QCoreApplication::applicationDirPath() + QLatin1String("/.."));
+    QCOMPARE(TestWindow::parentDirOf(window), QCoreApplication::applicationDirPath() + QLatin1String("/.."));
 }
 
 void MainWindowConstructionTest::settingsAreRead()

@@ -15,6 +15,8 @@
 #include <QTreeWidget>
 #include <QtTest>
 
+using namespace freshen;
+
 class MainWindowDiscoveryTest : public WindowTest
 {
     Q_OBJECT

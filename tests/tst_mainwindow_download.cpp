@@ -23,6 +23,8 @@
 #include <QTreeWidget>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 constexpr int megabyte = 1024 * 1024;

@@ -12,6 +12,8 @@
 #include <QPushButton>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 const QByteArray packageTarget = "/update/Tavlopc/windows/Tavlopc26.05.7200STABLE.zip";

@@ -14,6 +14,8 @@
 #include <QTreeWidget>
 #include <QtTest>
 
+using namespace freshen;
+
 class MainWindowFormTest : public WindowTest
 {
     Q_OBJECT

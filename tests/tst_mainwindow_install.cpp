@@ -16,6 +16,8 @@
 #include <QTreeWidget>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 using Files = QMap<QString, QByteArray>;

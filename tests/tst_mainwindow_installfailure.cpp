@@ -13,6 +13,8 @@
 #include <QStorageInfo>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 const QString current = QStringLiteral("Tavlopro.exe");

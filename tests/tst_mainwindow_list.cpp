@@ -15,6 +15,8 @@
 #include <QTreeWidget>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 /// A list of ASCII or UTF-8 texts.
@@ -352,7 +354,8 @@ void MainWindowListTest::replyIsDeleted()
     TestWindow window;
     QPointer<QNetworkReply> reply;
     bool isFinished = false;
-    connect(networkAccessManager, &QNetworkAccessManager::finished, &window, [&](QNetworkReply *finished) {
+    const QObject watcher;
+    connect(networkAccessManager, &QNetworkAccessManager::finished, &watcher, [&](QNetworkReply *finished) {
         reply = finished;
         isFinished = true;
     });

@@ -9,6 +9,8 @@
 #include <QTextDocument>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 const QString running = QStringLiteral("Tavlopc.exe");

@@ -9,6 +9,8 @@
 #include <QDir>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 QString native(const QString &path)

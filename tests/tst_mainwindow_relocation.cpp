@@ -10,6 +10,8 @@
 #include <QStandardPaths>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 QString localData()

@@ -9,6 +9,8 @@
 #include <QPushButton>
 #include <QtTest>
 
+using namespace freshen;
+
 class MainWindowSlowCopyTest : public InstallTest
 {
     Q_OBJECT

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 class PackageNameTest : public QObject
 {
     Q_OBJECT

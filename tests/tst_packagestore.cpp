@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 /// A body that notes how many bytes were asked for at once.

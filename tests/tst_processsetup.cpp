@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 class ProcessSetupTest : public QObject
 {
     Q_OBJECT

@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 Q_DECLARE_METATYPE(QNetworkProxy::ProxyType)
 
 class ProxySettingsTest : public QObject

@@ -8,6 +8,8 @@
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
 
+using namespace freshen;
+
 namespace {
 
 /// Minizip's code for an internal error.
@@ -68,14 +70,14 @@ void ReaderErrorsTest::failure()
     entry.name = "a.txt";
     entry.content = "content";
     const QByteArray package = asStored(makePackage({entry}));
-    QVERIFY(runExtraction(package).isGood);
+    QVERIFY(runExtraction(package).succeeded);
 
     archiveFails = ofArchive;
     failingQuestion = question;
     const ExtractionRun run = runExtraction(package);
     failingQuestion = 0;
 
-    QVERIFY2(!run.isGood, qPrintable(run.describe()));
+    QVERIFY2(!run.succeeded, qPrintable(run.describe()));
     QCOMPARE(run.errorText, text);
     QVERIFY(run.messages.contains(text));
     QVERIFY(run.archiveIsLeft);

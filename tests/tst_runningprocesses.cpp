@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+using namespace freshen;
+
 /// Runs copies of this very program under other names and looks for them in the list.
 class RunningProcessesTest : public QObject
 {

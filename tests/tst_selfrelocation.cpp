@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 /// Relocates a made-up updater from one temporary folder into another.
 class SelfRelocationTest : public QObject
 {
@@ -72,7 +74,7 @@ void SelfRelocationTest::handOverHoldsTheSourceFolder()
     QDir().mkpath(file("data"));
     RelocationPaths paths = somePaths();
     paths.source = native(file("Prögramme/Tavlo pro/../Tavlo pro"));
-    QVERIFY(messagesOf([&] { writeHandOver(paths); }).isEmpty());
+    QVERIFY(messagesOf([&] { QVERIFY(writeHandOver(paths)); }).isEmpty());
     // The absolute path as it is, with forward slashes and without a line end.
     const QString expected = QDir(file("Prögramme/Tavlo pro/../Tavlo pro")).absolutePath();
     QCOMPARE(QString::fromUtf8(readFile(file("data/settings.ini"))), expected);
@@ -82,7 +84,7 @@ void SelfRelocationTest::handOverReplacesAnOlderOne()
 {
     writeFile(file("data/settings.ini"),
               "an older and much, much longer path than the one that is written now" + QByteArray(1000, 'x') + "\n");
-    writeHandOver(somePaths());
+    QVERIFY(writeHandOver(somePaths()));
     QCOMPARE(QString::fromUtf8(readFile(file("data/settings.ini"))), file("installation"));
 }
 
@@ -90,7 +92,7 @@ void SelfRelocationTest::handOverThatCannotBeWrittenIsLogged()
 {
     const RelocationPaths paths = somePaths();
     MessageCatcher catcher;
-    writeHandOver(paths);
+    QVERIFY(!writeHandOver(paths));
     QCOMPARE(catcher.debugLines(), QStringList());
     QCOMPARE(catcher.warnings().size(), 1);
     QVERIFY(catcher.warnings().first().startsWith(QLatin1String("Cannot write ") + logged(paths.handOver)));
@@ -102,7 +104,7 @@ void SelfRelocationTest::handOverThatCannotBeRemovedIsLogged()
     writeFile(file("data/settings.ini/inside.txt"), "in the way");
     const RelocationPaths paths = somePaths();
     MessageCatcher catcher;
-    writeHandOver(paths);
+    QVERIFY(!writeHandOver(paths));
     QCOMPARE(catcher.warnings().size(), 2);
     QVERIFY(catcher.warnings().at(0).startsWith(QLatin1String("Cannot remove ") + logged(paths.handOver) + " - \""));
     QVERIFY(catcher.warnings().at(1).startsWith(QLatin1String("Cannot write ") + logged(paths.handOver) + " - \""));
@@ -274,7 +276,7 @@ void SelfRelocationTest::startFailure()
     QFETCH(int, result);
     RelocationPaths paths;
     paths.temporary = QStringLiteral("C:/data/freshen");
-    QTEST(messagesOf([&] { logStartFailure(result, paths); }), "messages");
+    QTEST(messagesOf([&] { logStartFailure({result}, paths); }), "messages");
 }
 
 QTEST_GUILESS_MAIN(SelfRelocationTest)

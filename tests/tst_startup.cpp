@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace freshen;
+
 namespace {
 
 constexpr int longEnough = 10000;

@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 using Settings = QMap<QString, QVariant>;
 Q_DECLARE_METATYPE(Settings)
 
@@ -123,7 +125,7 @@ void UpdateServerTest::redirects()
 void UpdateServerTest::addressThatIsNoneIsLogged_data()
 {
     QTest::addColumn<QString>("address");
-    QTest::addColumn<bool>("isGood");
+    QTest::addColumn<bool>("succeeded");
     QTest::newRow("good") << "https://host:443/x" << true;
     QTest::newRow("the highest port") << "https://host:65535/x" << true;
     QTest::newRow("port beyond 65535") << "https://host:65536/x" << false;
@@ -133,12 +135,12 @@ void UpdateServerTest::addressThatIsNoneIsLogged_data()
 void UpdateServerTest::addressThatIsNoneIsLogged()
 {
     QFETCH(QString, address);
-    QFETCH(bool, isGood);
+    QFETCH(bool, succeeded);
     MessageCatcher catcher;
     const QNetworkRequest request = updateRequest(address, "26", "05");
-    QCOMPARE(request.url().isValid(), isGood);
-    QCOMPARE(catcher.lines().size(), isGood ? 0 : 1);
-    if (!isGood)
+    QCOMPARE(request.url().isValid(), succeeded);
+    QCOMPARE(catcher.lines().size(), succeeded ? 0 : 1);
+    if (!succeeded)
         QVERIFY(catcher.warnings().first().startsWith("Invalid address " + logged(address) + " - \""));
 }
 

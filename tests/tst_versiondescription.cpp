@@ -3,8 +3,10 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 Q_DECLARE_METATYPE(QList<qint32>)
-Q_DECLARE_METATYPE(VersionMaxima)
+Q_DECLARE_METATYPE(NewestRevisions)
 
 namespace {
 
@@ -14,9 +16,9 @@ RunningSystem windows(int majorVersion, int minorVersion)
 }
 
 /// Maxima of a file in which no more was seen than is given.
-VersionMaxima maxima(qint32 stable, qint32 beta = 7086, qint32 fix = 7086)
+NewestRevisions maxima(qint32 stable, qint32 beta = 7086, qint32 fix = 7086)
 {
-    VersionMaxima result;
+    NewestRevisions result;
     result.newestStable = stable;
     result.newestBeta = beta;
     result.latestStableFix = fix;
@@ -24,11 +26,12 @@ VersionMaxima maxima(qint32 stable, qint32 beta = 7086, qint32 fix = 7086)
 }
 
 /// Text that QCOMPARE shows for maxima.
-QString describe(const VersionMaxima &m)
+QString describe(const NewestRevisions &m)
 {
     return QString("stable %1, beta %2, fix %3, held back: stable %4, beta %5; \"%6\", \"%7\"")
         .arg(QString::number(m.newestStable), QString::number(m.newestBeta), QString::number(m.latestStableFix),
-             QString::number(m.stableHeldBack), QString::number(m.betaHeldBack), m.stableNotice, m.betaNotice);
+             QString::number(m.newestUnsupportedStable), QString::number(m.newestUnsupportedBeta), m.stableNotice,
+             m.betaNotice);
 }
 
 } // namespace
@@ -57,7 +60,7 @@ void VersionDescriptionTest::eligibleLines_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QList<qint32>>("revisions");
-    QTest::addColumn<VersionMaxima>("seen");
+    QTest::addColumn<NewestRevisions>("seen");
     QTest::addColumn<QStringList>("messages");
     const QStringList none;
     const auto one = [](const char *message) { return QStringList{message}; };
@@ -153,7 +156,7 @@ void VersionDescriptionTest::eligibleLines_data()
 void VersionDescriptionTest::eligibleLines()
 {
     QFETCH(QString, text);
-    QFETCH(VersionMaxima, seen);
+    QFETCH(NewestRevisions, seen);
     MessageCatcher catcher;
     const VersionDescription description = readVersionDescription(text, windows(10, 0), [] { return false; });
     QTEST(description.versions.keys(), "revisions");
@@ -197,8 +200,8 @@ void VersionDescriptionTest::refusedForTheSystem()
     QCOMPARE(description.maxima.newestStable, 7086);
     QCOMPARE(description.maxima.newestBeta, 7086);
     QCOMPARE(description.maxima.latestStableFix, 7086);
-    QTEST(description.maxima.stableHeldBack, "stable");
-    QTEST(description.maxima.betaHeldBack, "beta");
+    QTEST(description.maxima.newestUnsupportedStable, "stable");
+    QTEST(description.maxima.newestUnsupportedBeta, "beta");
     QTEST(description.maxima.stableNotice, "stableNotice");
     QTEST(description.maxima.betaNotice, "betaNotice");
     QTEST(catcher.debugLines(), "messages");
@@ -272,14 +275,14 @@ void VersionDescriptionTest::maximaDoNotDependOnTheOrder()
 void VersionDescriptionTest::refusalsKeepTheHighestAndTellOfTheLast()
 {
     MessageCatcher catcher;
-    const VersionMaxima seen = readVersionDescription("26.05.7400|Stable|0|d|i|0|11.0\n"
-                                                      "26.05.7300|Stable|0|d|i|0|10.1\n"
-                                                      "26.05.7500|Beta|0|d|i|0|12.0\n"
-                                                      "26.05.7200|Test|0|d|i|0|13.2\n",
-                                                      windows(6, 1), [] { return true; })
-                                   .maxima;
-    QCOMPARE(seen.stableHeldBack, 7400);
-    QCOMPARE(seen.betaHeldBack, 7500);
+    const NewestRevisions seen = readVersionDescription("26.05.7400|Stable|0|d|i|0|11.0\n"
+                                                        "26.05.7300|Stable|0|d|i|0|10.1\n"
+                                                        "26.05.7500|Beta|0|d|i|0|12.0\n"
+                                                        "26.05.7200|Test|0|d|i|0|13.2\n",
+                                                        windows(6, 1), [] { return true; })
+                                     .maxima;
+    QCOMPARE(seen.newestUnsupportedStable, 7400);
+    QCOMPARE(seen.newestUnsupportedBeta, 7500);
     QCOMPARE(seen.stableNotice, "To update to newest version (7300) you need to update you operating system to at "
                                 "least (Windows 10.1)");
     QCOMPARE(seen.betaNotice, "To update to newest version (7200) you need to update you operating system to at "
@@ -300,7 +303,7 @@ void VersionDescriptionTest::testBuildsAreAskedForEachLine()
                                                                   windows(10, 0), onlyTheSecond);
     QCOMPARE(asked, 3);
     QCOMPARE(description.maxima.newestBeta, 7200);
-    QCOMPARE(description.maxima.betaHeldBack, 7250);
+    QCOMPARE(description.maxima.newestUnsupportedBeta, 7250);
     QCOMPARE(description.versions.keys(), (QList<qint32>{7200, 7300}));
     QCOMPARE(catcher.debugLines().filter("test build"),
              (QStringList{"WARNING: ignoring test build 7300", "WARNING: ignoring test build 7400"}));
@@ -313,7 +316,7 @@ void VersionDescriptionTest::nothingIsLeftOfAnEarlierReading()
     };
     QCOMPARE(read("26.05.7200|Stable|0|d|i").versions.size(), 1);
     QVERIFY(read("").versions.isEmpty());
-    QCOMPARE(describe(read("").maxima), describe(VersionMaxima()));
+    QCOMPARE(describe(read("").maxima), describe(NewestRevisions()));
 }
 
 void VersionDescriptionTest::runningSystem()

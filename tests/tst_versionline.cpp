@@ -6,6 +6,8 @@
 
 #include <limits>
 
+using namespace freshen;
+
 class VersionLineTest : public QObject
 {
     Q_OBJECT

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace freshen;
+
 Q_DECLARE_METATYPE(QList<qint32>)
 
 class VersionListTest : public QObject

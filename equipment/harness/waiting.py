@@ -1,6 +1,6 @@
 """Waiting for something to happen, never for ever.
 
-FRESHEN_PATIENCE, a factor, lengthens all time limits for a program that is slower than it should be, such as one under
+FRESHEN_TEST_TIMEOUT_FACTOR, a factor, lengthens all time limits for a program that is slower than it should be, such as one under
 sanitizers.
 """
 
@@ -12,7 +12,7 @@ from typing import TypeVar
 Result = TypeVar("Result")
 
 
-PATIENCE = float(os.environ.get("FRESHEN_PATIENCE", "1"))
+PATIENCE = float(os.environ.get("FRESHEN_TEST_TIMEOUT_FACTOR", "1"))
 
 
 class NotYet(Exception):

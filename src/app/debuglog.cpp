@@ -1,13 +1,16 @@
 #include "app/debuglog.h"
 
-#include "app/appendturn.h"
+#include "app/sharedfile.h"
 
 #include <QDateTime>
 #include <QFile>
 #include <QMutex>
+#include <QScopeGuard>
 #include <QTextStream>
 
 #include <cstdio>
+
+namespace freshen {
 
 namespace {
 
@@ -58,7 +61,8 @@ void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QStr
         return;
     if (!logFile->isOpen() && !logFile->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text))
         return;
-    const AppendTurn turn(*logFile);
+    beginAppend(*logFile);
+    const auto end = qScopeGuard([] { endAppend(*logFile); });
     // One stream for each message: the line is in the file when the stream is gone.
     QTextStream stream(logFile);
     stream.setCodec("UTF-8");
@@ -66,3 +70,5 @@ void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QStr
                   .arg(timeStamp, levelLetter(type), QString::fromUtf8(orEmpty(context.function)),
                        QString::number(line), message);
 }
+
+} // namespace freshen

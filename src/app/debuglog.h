@@ -1,13 +1,16 @@
 #pragma once
 
+/// \file
+/// The debug log, which support reads after a failed update. Every message of the program goes to standard error and,
+/// with a time stamp and a level letter, to the end of one file.
+
 #include <QtGlobal>
 
 class QFile;
 class QMessageLogContext;
 class QString;
 
-/// The debug log, which support reads after a failed update. Every message of the program goes to standard error and,
-/// with a time stamp and a level letter, to the end of one file.
+namespace freshen {
 
 /// Hands over the file that writeDebugLog() appends to; it is opened with the first message. The file must outlive all
 /// messages. A null pointer means that there is no file.
@@ -18,3 +21,5 @@ void setDebugLogFile(QFile *file);
 /// writes there. Where the file cannot be opened, each message tries again and the line on standard error is all there
 /// is.
 void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QString &message);
+
+} // namespace freshen

@@ -2,18 +2,33 @@
 
 class QString;
 
-/// Results of startElevated() that name a known reason.
-namespace startresult {
-inline constexpr int fileNotFound = 2;
-inline constexpr int pathNotFound = 3;
-inline constexpr int accessDenied = 5;
-/// Only a result greater than this one is a success.
-inline constexpr int lastFailure = 32;
-} // namespace startresult
+namespace freshen {
 
-/// Asks the system to start the program \a file with raised rights and the argument \a argument. \a file is a bare name
-/// in \a workingFolder. The started program may take the foreground.
+/// The system's answer to a start with elevated privileges (see ShellExecute).
+struct StartResult
+{
+    ///@{
+    /// A code that names a known reason.
+    static constexpr int fileNotFound = 2;
+    static constexpr int pathNotFound = 3;
+    static constexpr int accessDenied = 5;
+    ///@}
+
+    /// As the system gives it.
+    int code = 0;
+
+    /// Whether the program was started.
+    [[nodiscard]] bool isStarted() const
+    {
+        constexpr int lastFailure = 32;
+        return code > lastFailure;
+    }
+};
+
+/// Asks the system to start the program \a file with elevated privileges and the argument \a argument. \a file is a
+/// bare name in \a workingFolder. The started program may take the foreground.
 ///
-/// Returns the system's answer (see ShellExecute): a value greater than startresult::lastFailure if the program was
-/// started, otherwise the reason; a user who refuses the system's question for consent gives such a reason too.
-[[nodiscard]] int startElevated(const QString &file, const QString &argument, const QString &workingFolder);
+/// A user who refuses the system's question for consent is the reason of a failure, too.
+[[nodiscard]] StartResult startElevated(const QString &file, const QString &argument, const QString &workingFolder);
+
+} // namespace freshen

@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QProcess>
 
+namespace freshen {
+
 namespace {
 
 /// What Windows answers to a start that went well, nearly always.
@@ -11,14 +13,16 @@ constexpr int started = 42;
 
 } // namespace
 
-int startElevated(const QString &file, const QString &argument, const QString &workingFolder)
+StartResult startElevated(const QString &file, const QString &argument, const QString &workingFolder)
 {
     // The program keeps the rights that it has: there is no question for consent to ask here.
     const QFileInfo program(QDir(workingFolder), file);
     if (!program.exists())
-        return startresult::fileNotFound;
+        return {StartResult::fileNotFound};
     if (!program.isExecutable())
-        return startresult::accessDenied;
+        return {StartResult::accessDenied};
     const bool isStarted = QProcess::startDetached(program.filePath(), {argument}, workingFolder);
-    return isStarted ? started : startresult::accessDenied;
+    return {isStarted ? started : StartResult::accessDenied};
 }
+
+} // namespace freshen

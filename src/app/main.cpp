@@ -12,6 +12,8 @@
 #include <QStandardPaths>
 #include <QTranslator>
 
+using namespace freshen;
+
 namespace {
 
 constexpr int languageCodeLength = 2;
@@ -42,7 +44,7 @@ struct Translators
 };
 
 /// Loads the catalogues of the system's language, German where there is none.
-void loadCatalogues(Translators &translators)
+void loadTranslations(Translators &translators)
 {
     const QString catalogue = QStringLiteral(":i18n_%1");
     QString language = QLocale::system().name().left(languageCodeLength);
@@ -79,9 +81,10 @@ int main(int argc, char *argv[])
     QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication application(argc, argv);
     QCoreApplication::setOrganizationName(QLatin1String(organizationName));
-    QCoreApplication::setApplicationName(QLatin1String(updaterStoreName));
+    QCoreApplication::setApplicationName(QLatin1String(updaterApplicationName));
+    // Held for the whole run, although no value is read through it.
     const QSettings updaterSettings(QSettings::SystemScope, QLatin1String(organizationName),
-                                    QLatin1String(updaterStoreName));
+                                    QLatin1String(updaterApplicationName));
 
     // The folder above the executable is always there; whatever else is set up may rely on it.
     QDir().mkpath(QCoreApplication::applicationDirPath() + QLatin1String("/.."));
@@ -91,7 +94,7 @@ int main(int argc, char *argv[])
     qInstallMessageHandler(writeDebugLog);
 
     Translators translators;
-    loadCatalogues(translators);
+    loadTranslations(translators);
     QCoreApplication::addLibraryPath(QCoreApplication::applicationDirPath());
     logEnvironment(logPath);
 

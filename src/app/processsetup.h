@@ -1,7 +1,10 @@
 #pragma once
 
+/// \file
 /// What is settled before the application object is made: which folders code comes from, and how texts in the 8-bit
 /// code page are read.
+
+namespace freshen {
 
 /// Forgets the folders for plug-ins that the environment names. The updater's own folder is left.
 void ignoreForeignPlugins();
@@ -13,3 +16,5 @@ void ignoreForeignLibraries();
 /// Has Qt convert texts in the process's 8-bit code page by its own codec where that page is UTF-8, since the calls of
 /// the system's that Qt makes otherwise are not documented to work for it.
 void adoptCodePage();
+
+} // namespace freshen

@@ -1,5 +1,7 @@
 #include "app/processsetup.h"
 
+namespace freshen {
+
 void ignoreForeignLibraries()
 {
     // Neither the current folder nor PATH is a place for libraries.
@@ -9,3 +11,5 @@ void adoptCodePage()
 {
     // The locale's encoding works for every text.
 }
+
+} // namespace freshen

@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+namespace freshen {
+
 void ignoreForeignLibraries()
 {
     // Windows 7 has the function only with an update from 2011.
@@ -21,3 +23,5 @@ void adoptCodePage()
     if (GetACP() == CP_UTF8)
         QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
 }
+
+} // namespace freshen

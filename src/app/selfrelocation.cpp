@@ -1,6 +1,5 @@
 #include "app/selfrelocation.h"
 
-#include "app/elevatedstart.h"
 #include "install/installation.h"
 #include "install/removal.h"
 
@@ -9,7 +8,7 @@
 #include <QFile>
 #include <QTextStream>
 
-#include <algorithm>
+namespace freshen {
 
 namespace {
 
@@ -55,8 +54,10 @@ bool removeEntry(const QFileInfo &entry)
     if (isFolder) {
         const QDir::Filters everything = QDir::Dirs | QDir::Files | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
         const QFileInfoList entries = QDir(path).entryInfoList(everything, QDir::Unsorted);
-        if (!std::all_of(entries.begin(), entries.end(), removeEntry))
-            return false;
+        for (const QFileInfo &inner : entries) {
+            if (!removeEntry(inner))
+                return false;
+        }
     }
     if (isFolder)
         return removeEmptyFolder(path);
@@ -76,12 +77,12 @@ RelocationPaths relocationPaths(const QString &applicationFolder, const QString 
     return paths;
 }
 
-void writeHandOver(const RelocationPaths &paths)
+bool writeHandOver(const RelocationPaths &paths)
 {
     QFile file(paths.handOver);
-    // What cannot be removed would be written on to, and name two folders in one line.
-    if (file.exists() && !file.remove())
-        qWarning() << "Cannot remove" << paths.handOver << "-" << file.errorString();
+    // What cannot be removed would be written on to, and name two folders in one line; the log tells.
+    if (file.exists())
+        static_cast<void>(removeFile(paths.handOver));
     bool isWritten = file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text);
     if (isWritten) {
         QTextStream stream(&file);
@@ -92,6 +93,7 @@ void writeHandOver(const RelocationPaths &paths)
     }
     if (!isWritten)
         qWarning() << "Cannot write" << paths.handOver << "-" << file.errorString();
+    return isWritten;
 }
 
 bool removeFolder(const QString &path)
@@ -121,19 +123,21 @@ void copyUpdater(const RelocationPaths &paths)
     copyLibraries(paths);
 }
 
-void logStartFailure(int result, const RelocationPaths &paths)
+void logStartFailure(StartResult result, const RelocationPaths &paths)
 {
-    switch (result) {
-    case startresult::accessDenied:
+    switch (result.code) {
+    case StartResult::accessDenied:
         qDebug() << "ERROR_ACCESS_DENIED" << updaterFileName;
         break;
-    case startresult::fileNotFound:
+    case StartResult::fileNotFound:
         qDebug() << "ERROR_FILE_NOT_FOUND" << updaterFileName;
         break;
-    case startresult::pathNotFound:
+    case StartResult::pathNotFound:
         qDebug() << "ERROR_PATH_NOT_FOUND" << paths.temporary;
         break;
     default:
         break;
     }
 }
+
+} // namespace freshen

@@ -13,7 +13,8 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
+
+namespace freshen {
 
 namespace {
 
@@ -22,10 +23,6 @@ constexpr int copyBufferSize = 4096;
 /// Methods of compression that packages use (PKWARE APPNOTE 4.4.5).
 constexpr quint16 methodStored = 0;
 constexpr quint16 methodDeflated = 8;
-
-using Failure = std::optional<QString>;
-
-const Failure noFailure;
 
 /// Copies the entry's bytes until the reader has no more; what the reader still gave before an error is written.
 /// Without an open output, as for the entry of a folder, the bytes are read all the same, since the read check covers
@@ -49,35 +46,41 @@ void makeFolderOf(const QString &target)
     QDir().mkpath(target.left(target.lastIndexOf(QDir::separator())));
 }
 
-QString withCode(const char *message, int code)
+ExtractionResult failure(const QString &errorText)
 {
-    return QString::fromLatin1(message).arg(code);
+    return {false, errorText};
+}
+
+/// The failure that \a message, with a place for \a code, tells of.
+ExtractionResult failure(const char *message, int code)
+{
+    return failure(QString::fromLatin1(message).arg(code));
 }
 
 /// \a name with a sign for each zero, which a label would end at and a log had better not hold.
-QString showable(QString name)
+QString printable(QString name)
 {
     return name.replace(QChar::Null, QChar::ReplacementCharacter);
 }
 
 /// Unpacks the archive's current entry.
-Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const QString &targetFolder)
+ExtractionResult extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const QString &targetFolder)
 {
     QuaZipFile entry(&archive);
-    // The reader knows one method more. But where such an entry is cut short, it would read on for ever.
+    // The reader supports another method but never returns on truncated input.
     if (information.method != methodStored && information.method != methodDeflated)
-        return withCode("unzip(): file.open(): %1", UNZ_BADZIPFILE);
+        return failure("unzip(): file.open(): %1", UNZ_BADZIPFILE);
     if (!entry.open(QIODevice::ReadOnly))
-        return withCode("unzip(): file.open(): %1", entry.getZipError());
+        return failure("unzip(): file.open(): %1", entry.getZipError());
 
     // The reader is asked for the sake of its check: it knows the first 256 bytes of a name, the record all of them.
     static_cast<void>(entry.getActualFileName());
     const QString &storedName = information.name;
     const QString name = QDir::toNativeSeparators(storedName);
     if (entry.getZipError() != UNZ_OK)
-        return withCode("unzip(): file.getFileName(): %1", entry.getZipError());
+        return failure("unzip(): file.getFileName(): %1", entry.getZipError());
     if (!isSafeEntryName(storedName))
-        return QStringLiteral("unzip(): unsafe entry name: %1").arg(showable(storedName));
+        return failure(QStringLiteral("unzip(): unsafe entry name: %1").arg(printable(storedName)));
 
     const QString target = QDir::toNativeSeparators(targetFolder + QLatin1Char('/')) + name;
     if (name.contains(QDir::separator()))
@@ -97,19 +100,19 @@ Failure extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const
 
     // The text names another step than the one that failed; support knows it by these words.
     if (entry.getZipError() != UNZ_OK)
-        return withCode("testRead(): file.getFileName(): %1", entry.getZipError());
+        return failure("testRead(): file.getFileName(): %1", entry.getZipError());
     if (!entry.atEnd())
-        return QStringLiteral("testRead(): read all but not EOF");
+        return failure(QStringLiteral("testRead(): read all but not EOF"));
     entry.close();
     if (entry.getZipError() != UNZ_OK)
-        return withCode("testRead(): file.close(): %1", entry.getZipError());
-    return noFailure;
+        return failure("testRead(): file.close(): %1", entry.getZipError());
+    return {};
 }
 
-Failure extractAll(QuaZip &archive, const QString &targetFolder, const ExtractionObserver &observer)
+ExtractionResult extractAll(QuaZip &archive, const QString &targetFolder, const ExtractionObserver &observer)
 {
     if (!archive.open(QuaZip::mdUnzip))
-        return withCode("unzip(): zip.open(): %1", archive.getZipError());
+        return failure("unzip(): zip.open(): %1", archive.getZipError());
     const int count = archive.getEntriesCount();
     observer.started(count);
 
@@ -118,42 +121,36 @@ Failure extractAll(QuaZip &archive, const QString &targetFolder, const Extractio
         observer.beforeEntry();
         QuaZipFileInfo64 information;
         if (!archive.getCurrentFileInfo(&information))
-            return withCode("testRead(): getCurrentFileInfo(): %1\n", archive.getZipError());
+            return failure("testRead(): getCurrentFileInfo(): %1\n", archive.getZipError());
         observer.entry(++number);
-        if (Failure failure = extractEntry(archive, information, targetFolder))
-            return failure;
+        ExtractionResult result = extractEntry(archive, information, targetFolder);
+        if (!result.succeeded)
+            return result;
     }
     // The directory could not be read on: what is missing must not pass for unpacked.
     if (number < count)
-        return withCode("testRead(): getCurrentFileInfo(): %1\n", archive.getZipError());
+        return failure("testRead(): getCurrentFileInfo(): %1\n", archive.getZipError());
 
     archive.close();
     if (archive.getZipError() != UNZ_OK)
-        return withCode("testRead(): zip.close(): %1", archive.getZipError());
-    return noFailure;
-}
-
-void report(const QString &message, QString &errorText)
-{
-    errorText += message;
-    qWarning().noquote() << message;
+        return failure("testRead(): zip.close(): %1", archive.getZipError());
+    return {};
 }
 
 } // namespace
 
-bool extractPackage(const QString &archivePath, const QString &targetFolder, const ExtractionObserver &observer,
-                    QString &errorText)
+ExtractionResult extractPackage(const QString &archivePath, const QString &targetFolder,
+                                const ExtractionObserver &observer)
 {
     StoredArchive file(archivePath);
     QuaZip archive(&file);
     archive.setFileNameCodec(systemCodec());
-    if (const Failure failure = extractAll(archive, targetFolder, observer)) {
-        report(*failure, errorText);
-        return false;
-    }
-    if (!QFile::remove(archivePath))
-        report(QStringLiteral("unzip(): Cannot remove ZIP file: %1").arg(archivePath), errorText);
-    return true;
+    ExtractionResult result = extractAll(archive, targetFolder, observer);
+    if (result.succeeded && !QFile::remove(archivePath))
+        result.errorText = QStringLiteral("unzip(): Cannot remove ZIP file: %1").arg(archivePath);
+    if (!result.errorText.isEmpty())
+        qWarning().noquote() << result.errorText;
+    return result;
 }
 
 bool isSafeEntryName(const QString &name)
@@ -164,7 +161,7 @@ bool isSafeEntryName(const QString &name)
         QStringLiteral("^(con|prn|aux|nul|com[0-9¹²³]|lpt[0-9¹²³]|conin\\$|conout\\$)"
                        " *(\\..*)?$"),
         QRegularExpression::CaseInsensitiveOption);
-    static const QRegularExpression upwards(QStringLiteral("^\\.[. ]*\\.[. ]*$"));
+    static const QRegularExpression parentReference(QStringLiteral("^\\.[. ]*\\.[. ]*$"));
     const QString slashed = QString(name).replace(QLatin1Char('\\'), QLatin1Char('/'));
     // An entry without a name would be the target folder itself.
     if (slashed.isEmpty() || slashed.startsWith(QLatin1Char('/')) || slashed.contains(QLatin1Char(':')))
@@ -174,6 +171,8 @@ bool isSafeEntryName(const QString &name)
         return false;
     const QStringList steps = slashed.split(QLatin1Char('/'));
     return std::none_of(steps.begin(), steps.end(), [](const QString &step) {
-        return upwards.match(step).hasMatch() || device.match(step).hasMatch();
+        return parentReference.match(step).hasMatch() || device.match(step).hasMatch();
     });
 }
+
+} // namespace freshen

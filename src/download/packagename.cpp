@@ -2,6 +2,8 @@
 
 #include <QRegularExpression>
 
+namespace freshen {
+
 namespace {
 
 /// The first revision whose beta packages have BETA in their name on the server.
@@ -14,6 +16,12 @@ QString packageName(const QString &selectedVersion, const PackageNaming &naming)
 }
 
 } // namespace
+
+QString operatingSystemTag(const RunningSystem &system)
+{
+    const bool isXp = system.isWindows && system.majorVersion == 5 && system.minorVersion == 1;
+    return isXp ? QString() : QStringLiteral("WIN7");
+}
 
 QString selectedVersionName(const VersionRow &row)
 {
@@ -31,6 +39,8 @@ QString serverPackageName(const VersionRow &row, qint32 revision, const PackageN
 QString localPackageName(const QString &selectedVersion, const PackageNaming &naming)
 {
     // Version and type are the server's own texts, and the package must not be stored in another folder than its own.
-    static const QRegularExpression leadsElsewhere(QStringLiteral("[/\\\\:]"));
-    return packageName(selectedVersion, naming).replace(leadsElsewhere, QStringLiteral("_"));
+    static const QRegularExpression pathSeparators(QStringLiteral("[/\\\\:]"));
+    return packageName(selectedVersion, naming).replace(pathSeparators, QStringLiteral("_"));
 }
+
+} // namespace freshen

@@ -1,8 +1,12 @@
 #pragma once
 
+/// \file
+/// The names of a package, on the server and where the updater stores it.
+
+#include "versions/runningsystem.h"
 #include "versions/versionline.h"
 
-/// The names of a package, on the server and where the updater stores it.
+namespace freshen {
 
 /// What the installation at hand adds to the names.
 struct PackageNaming
@@ -15,6 +19,10 @@ struct PackageNaming
     QString archTag;
 };
 
+/// Tag of the Windows that \a system is. Windows XP has packages of its own, without a tag; any other system, whatever
+/// its kind, has "WIN7".
+[[nodiscard]] QString operatingSystemTag(const RunningSystem &system);
+
 /// The version text of \a row followed by its type in upper case, for example 26.05.7200STABLE. It names the chosen
 /// version from the choice on. \a row has at least the columns version and type.
 [[nodiscard]] QString selectedVersionName(const VersionRow &row);
@@ -26,3 +34,5 @@ struct PackageNaming
 /// Name of the stored package of \a selectedVersion. It keeps BETA where serverPackageName() replaces it, and
 /// has an underscore for each sign that would lead to another folder or drive.
 [[nodiscard]] QString localPackageName(const QString &selectedVersion, const PackageNaming &naming);
+
+} // namespace freshen

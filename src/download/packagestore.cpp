@@ -6,14 +6,15 @@
 #include <QFile>
 
 #include <algorithm>
-#include <optional>
+
+namespace freshen {
 
 namespace {
 
-constexpr int pieceSize = 64 * 1024;
+constexpr int chunkSize = 64 * 1024;
 
 /// A full disk takes a part of \a data without a word; only what is written next is refused with the system's reason.
-bool writePiece(QFile &file, const char *data, qint64 size)
+bool writeChunk(QFile &file, const char *data, qint64 size)
 {
     while (size > 0) {
         const qint64 written = file.write(data, size);
@@ -32,19 +33,20 @@ bool writeLength(QFile &file, qint64 length)
     return stream.status() == QDataStream::Ok;
 }
 
-/// Why the \a length bytes of \a body are not in \a file; nothing where they are.
-std::optional<QString> copyBody(QIODevice &body, qint64 length, QFile &file)
+/// Copies \a length bytes of \a body to \a file. Returns the device that failed, which knows the reason; nullptr where
+/// neither did.
+const QIODevice *copyBody(QIODevice &body, qint64 length, QFile &file)
 {
-    QByteArray piece(pieceSize, Qt::Uninitialized);
+    QByteArray chunk(chunkSize, Qt::Uninitialized);
     while (length > 0) {
-        const qint64 size = body.read(piece.data(), std::min<qint64>(length, piece.size()));
+        const qint64 size = body.read(chunk.data(), std::min<qint64>(length, chunk.size()));
         if (size <= 0)
-            return body.errorString();
-        if (!writePiece(file, piece.constData(), size))
-            return file.errorString();
+            return &body;
+        if (!writeChunk(file, chunk.constData(), size))
+            return &file;
         length -= size;
     }
-    return std::nullopt;
+    return file.flush() ? nullptr : &file;
 }
 
 } // namespace
@@ -53,14 +55,11 @@ bool storePackage(QIODevice &body, const QString &path)
 {
     QFile file(path);
     const qint64 length = body.bytesAvailable();
-    std::optional<QString> failure;
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || !writeLength(file, length))
-        failure = file.errorString();
-    else
-        failure = copyBody(body, length, file);
-    if (!file.flush() && !failure)
-        failure = file.errorString();
-    if (failure)
-        qWarning() << "Cannot store the package in" << path << "-" << *failure;
-    return !failure;
+    const bool isBegun = file.open(QIODevice::WriteOnly | QIODevice::Truncate) && writeLength(file, length);
+    const QIODevice *failed = isBegun ? copyBody(body, length, file) : &file;
+    if (failed != nullptr)
+        qWarning() << "Cannot store the package in" << path << "-" << failed->errorString();
+    return failed == nullptr;
 }
+
+} // namespace freshen

@@ -7,6 +7,8 @@
 
 #include <limits>
 
+namespace freshen {
+
 namespace {
 
 /// Signature of the record that ends an archive (PKWARE APPNOTE 4.3.16).
@@ -60,3 +62,5 @@ qint64 StoredArchive::writeData(const char *data, qint64 size)
     Q_UNUSED(size)
     return -1;
 }
+
+} // namespace freshen

@@ -3,6 +3,8 @@
 #include <QFile>
 #include <QIODevice>
 
+namespace freshen {
+
 /// The archive inside a stored package, without the length that storePackage() writes before it.
 ///
 /// A reader of ZIP archives finds most of them from the end of the file, whatever stands before. But an archive that
@@ -14,16 +16,24 @@ public:
     /// The archive in the file \a path. A file that does not start with its own length is taken as a whole.
     explicit StoredArchive(const QString &path);
 
+    ///@{
+    /// See QIODevice. The device can only be read; position 0 is the archive's first byte.
     bool open(OpenMode mode) override;
     void close() override;
     bool seek(qint64 position) override;
     [[nodiscard]] qint64 size() const override;
+    ///@}
 
 protected:
+    ///@{
+    /// See QIODevice; nothing can be written.
     qint64 readData(char *data, qint64 maximum) override;
     qint64 writeData(const char *data, qint64 size) override;
+    ///@}
 
 private:
     QFile m_file;
     qint64 m_start = 0;
 };
+
+} // namespace freshen

@@ -2,7 +2,11 @@
 
 #include <QTextCodec>
 
+namespace freshen {
+
 QTextCodec *systemCodec()
 {
     return QTextCodec::codecForLocale();
 }
+
+} // namespace freshen

@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+namespace freshen {
+
 namespace {
 
 /// The page that the system's language comes with. The process's own is UTF-8, as its manifest says.
@@ -60,3 +62,5 @@ QTextCodec *systemCodec()
     static auto *const codec = new SystemCodec;
     return codec;
 }
+
+} // namespace freshen

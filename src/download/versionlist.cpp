@@ -6,10 +6,13 @@
 
 #include <algorithm>
 
+namespace freshen {
+
 namespace {
 
-/// Logs the type of \a row if it is unknown, and the highest stable fix seen; the row is listed in any case.
-void checkType(const VersionRow &row, qint32 revision, qint32 &latestStableFix)
+/// Logs what there is to say of the type of \a row: that it is unknown, or the highest stable fix seen so far. The row
+/// is listed in any case.
+void logType(const VersionRow &row, qint32 revision, qint32 &latestStableFix)
 {
     const QString &type = row.at(column::type);
     if (type != stableType && type != betaType) {
@@ -41,7 +44,7 @@ VersionTable readVersionList(const QString &text)
         if (row.size() == updaterColumns && !allowsThisUpdater(row, *revision))
             continue;
         versions.insert(*revision, row);
-        checkType(row, *revision, latestStableFix);
+        logType(row, *revision, latestStableFix);
     }
     return versions;
 }
@@ -63,3 +66,5 @@ QList<QStringList> listRows(const VersionTable &versions, bool showBeta)
     }
     return rows;
 }
+
+} // namespace freshen

@@ -1,11 +1,14 @@
 #pragma once
 
+/// \file
+/// The list from which the user chooses a version by hand.
+
 #include "versions/versionline.h"
 
 #include <QList>
 #include <QStringList>
 
-/// The list from which the user chooses a version by hand.
+namespace freshen {
 
 /// Reads \a text, the version description file, for the manual choice. This reading is narrower than the automatic one
 /// (readVersionDescription): lines with the column for the minimum system version are refused, and test builds are no
@@ -14,15 +17,20 @@
 
 /// Columns of the list, in order.
 namespace listcolumn {
+///@{
+/// Where the list shows what the name says.
 inline constexpr int revision = 0;
 inline constexpr int version = 1;
 inline constexpr int type = 2;
 inline constexpr int reference = 3;
 inline constexpr int date = 4;
 inline constexpr int info = 5;
+///@}
 } // namespace listcolumn
 
 /// The rows that the list shows for \a versions: the texts of the six columns for each version, revisions ascending.
 /// Without \a showBeta the beta versions are left out. A version with a reference is called "Update N", numbered among
 /// the rows shown, so a label can change with \a showBeta.
 [[nodiscard]] QList<QStringList> listRows(const VersionTable &versions, bool showBeta);
+
+} // namespace freshen

@@ -3,6 +3,8 @@
 class QProcess;
 class QString;
 
+namespace freshen {
+
 /// The two kinds of shell that read a batch file.
 enum class BatchShell {
     /// Windows' own.
@@ -20,3 +22,5 @@ enum class BatchShell {
 /// system's own, whatever the environment, the current folder or the user's settings name. Whether the batch file could
 /// be started is told by the process.
 void startBatch(QProcess &process, const QString &path);
+
+} // namespace freshen

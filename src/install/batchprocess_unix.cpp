@@ -5,6 +5,8 @@
 
 #include <climits>
 
+namespace freshen {
+
 BatchShell batchShell()
 {
     return BatchShell::Posix;
@@ -21,3 +23,5 @@ void startBatch(QProcess &process, const QString &path)
     // The one line of the batch file means the same to the shell.
     process.start(systemFolder() + QLatin1String("/sh"), {path}, QIODevice::ReadWrite);
 }
+
+} // namespace freshen

@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+namespace freshen {
+
 BatchShell batchShell()
 {
     return BatchShell::CommandInterpreter;
@@ -39,3 +41,5 @@ void startBatch(QProcess &process, const QString &path)
             .arg(system, QString::number(GetACP())));
     process.start(QIODevice::ReadWrite);
 }
+
+} // namespace freshen

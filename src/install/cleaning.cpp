@@ -7,6 +7,8 @@
 #include <QDir>
 #include <QSet>
 
+namespace freshen {
+
 namespace {
 
 /// What the cleaning sees of a folder, each list sorted by name.
@@ -56,7 +58,8 @@ void removeFiles(const QFileInfoList &files, const QStringList &filesToKeep)
         if (filesToKeep.contains(file.fileName()))
             qDebug() << "skipping ...";
         else
-            removeFile(file.absoluteFilePath());
+            // What is left over stays, and the log tells: the copy may still replace it.
+            static_cast<void>(removeFile(file.absoluteFilePath()));
     }
 }
 
@@ -78,7 +81,8 @@ void clean(const QString &path, bool removeSelf, const QStringList &filesToKeep,
 
     if (removeSelf) {
         qDebug() << folder.path();
-        removeEmptyFolder(folder.path());
+        // It stays where anything in it does.
+        static_cast<void>(removeEmptyFolder(folder.path()));
     }
 }
 
@@ -121,3 +125,5 @@ qint64 inBlocks(qint64 size, qint64 blockSize)
 {
     return (size + blockSize - 1) / blockSize * blockSize;
 }
+
+} // namespace freshen

@@ -7,10 +7,21 @@
 #include <QRegularExpression>
 #include <QTextStream>
 
+#include <chrono>
+
+namespace freshen {
+
+using namespace std::chrono_literals;
+
 namespace {
 
-constexpr int startTimeoutMs = 60000;
-constexpr int copyTimeoutMs = 60000;
+constexpr std::chrono::milliseconds startTimeout = 60s;
+constexpr std::chrono::milliseconds copyTimeout = 60s;
+
+int milliseconds(std::chrono::milliseconds time)
+{
+    return static_cast<int>(time.count());
+}
 
 template <typename Enumeration>
 const char *enumeratorName(Enumeration value)
@@ -26,6 +37,7 @@ QString quotable(QString path, BatchShell shell)
     if (shell == BatchShell::CommandInterpreter)
         return path.replace(QLatin1Char('%'), QLatin1String("%%"));
     static const QRegularExpression special(QStringLiteral("([$`\"\\\\])"));
+    // A backslash, and behind it "\1": the character that was found.
     return path.replace(special, QStringLiteral("\\\\1"));
 }
 
@@ -63,17 +75,17 @@ CopyResult runCopyBatch(const CopyBatch &batch)
 {
     QProcess process;
     startBatch(process, batch.path);
-    const bool isStarted = process.waitForStarted(startTimeoutMs);
+    const bool isStarted = process.waitForStarted(milliseconds(startTimeout));
     qDebug() << isStarted;
     qDebug() << batch.command;
-    const bool isFinished = process.waitForFinished(copyTimeoutMs);
+    const bool isFinished = process.waitForFinished(milliseconds(copyTimeout));
     qDebug() << isFinished;
 
     const QProcess::ExitStatus exitStatus = process.exitStatus();
     CopyResult result;
     result.exitCode = process.exitCode();
-    result.isGood = isFinished && exitStatus == QProcess::NormalExit && result.exitCode == 0;
-    result.errorText = QLatin1String("STD ERROR:\n") + QString::fromLocal8Bit(process.readAllStandardError());
+    result.succeeded = isFinished && exitStatus == QProcess::NormalExit && result.exitCode == 0;
+    result.errorText = QLatin1String(standardErrorHeading) + QString::fromLocal8Bit(process.readAllStandardError());
     qDebug() << result.errorText;
     qDebug() << "STD OUT:\n" << QString::fromLocal8Bit(process.readAllStandardOutput());
 
@@ -87,3 +99,5 @@ const char *errorName(QProcess::ProcessError error)
 {
     return enumeratorName(error);
 }
+
+} // namespace freshen

@@ -1,12 +1,15 @@
 #pragma once
 
+/// \file
+/// The copy of the new files into the installation. Windows' own xcopy.exe does it, since it knows the file attributes
+/// of the system; a batch file of one line starts it.
+
 #include "install/batchprocess.h"
 
 #include <QProcess>
 #include <QString>
 
-/// The copy of the new files into the installation. Windows' own xcopy.exe does it, since it knows the file attributes
-/// of the system; a batch file of one line starts it.
+namespace freshen {
 
 /// Where the batch file lies.
 struct CopyBatch
@@ -30,13 +33,17 @@ struct CopyBatch
 /// 10 knows from version 1903 on, holds all. Returns whether the file holds the whole line; the log tells why not.
 [[nodiscard]] bool writeBatchFile(const QString &path, const QString &line);
 
+/// Heads what a copy wrote to its standard error, in the log and for the user.
+inline constexpr char standardErrorHeading[] = "STD ERROR:\n";
+
 /// How a copy ended.
 struct CopyResult
 {
     /// The batch ended within the time allowed, without a crash and with exit code 0.
-    bool isGood = false;
+    bool succeeded = false;
+    /// What the interpreter ended with; 0 where it did not run to its end.
     int exitCode = 0;
-    /// What the copy wrote to its standard error, read in the process's 8-bit code page and headed "STD ERROR:".
+    /// What the copy wrote to its standard error, read in the process's 8-bit code page and under standardErrorHeading.
     QString errorText;
 };
 
@@ -46,3 +53,5 @@ struct CopyResult
 
 /// Name of the enumerator \a error, for the log.
 [[nodiscard]] const char *errorName(QProcess::ProcessError error);
+
+} // namespace freshen

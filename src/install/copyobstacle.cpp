@@ -9,6 +9,8 @@
 
 #include <algorithm>
 
+namespace freshen {
+
 namespace {
 
 /// What the copying program goes through below \a folder; hidden files are not copied.
@@ -32,7 +34,7 @@ std::optional<QString> tooLongPath(const QString &source, const QString &destina
         for (const QString &folder : {source, destination}) {
             const QString path = folder + inside;
             if (path.size() > longestCopyPath())
-                return QDir::toNativeSeparators(QDir::cleanPath(path));
+                return QDir::toNativeSeparators(path);
         }
     }
     return std::nullopt;
@@ -73,3 +75,5 @@ std::optional<QString> copyObstacle(const QString &source, const QString &destin
     return QStringLiteral("Not enough space in %1: %2 bytes needed, %3 bytes free")
         .arg(QDir::toNativeSeparators(destination), QString::number(needed), QString::number(free));
 }
+
+} // namespace freshen

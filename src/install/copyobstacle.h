@@ -1,17 +1,22 @@
 #pragma once
 
+/// \file
+/// What would make the copy of the new files fail. It is looked for before the old version is cleaned: an installation
+/// that can only be replaced by half stays as it is.
+
 #include <QString>
 #include <QStringList>
 
 #include <optional>
 
-/// What would make the copy of the new files fail. It is looked for before the old version is cleaned: an installation
-/// that can only be replaced by half stays as it is.
+namespace freshen {
 
 /// The space on the disk that the installation goes to, in bytes.
 struct DiskSpace
 {
+    /// Free for this user.
     qint64 available = 0;
+    /// What a file takes is a multiple of this.
     qint64 blockSize = 1;
 
     /// The space where \a folder lies; nothing where the system does not tell.
@@ -24,3 +29,5 @@ struct DiskSpace
 [[nodiscard]] std::optional<QString> copyObstacle(const QString &source, const QString &destination,
                                                   const QStringList &filesToKeep,
                                                   const std::optional<DiskSpace> &space);
+
+} // namespace freshen

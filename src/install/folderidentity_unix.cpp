@@ -2,7 +2,11 @@
 
 #include <QDir>
 
+namespace freshen {
+
 QByteArray folderIdentity(const QString &path)
 {
     return QDir(path).canonicalPath().toUtf8();
 }
+
+} // namespace freshen

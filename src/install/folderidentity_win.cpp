@@ -1,8 +1,11 @@
 #include "install/folderidentity.h"
 
 #include <QDir>
+#include <QScopeGuard>
 
 #include <windows.h>
+
+namespace freshen {
 
 namespace {
 
@@ -26,12 +29,15 @@ QByteArray folderIdentity(const QString &path)
                                       FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (folder == INVALID_HANDLE_VALUE)
         return QDir(path).canonicalPath().toUtf8();
+    const auto close = qScopeGuard([folder] { CloseHandle(folder); });
     BY_HANDLE_FILE_INFORMATION information = {};
-    const bool isKnown = GetFileInformationByHandle(folder, &information);
-    CloseHandle(folder);
-    if (!isKnown)
+    // Some network file systems number no files.
+    if (!GetFileInformationByHandle(folder, &information) ||
+        (information.nFileIndexHigh == 0 && information.nFileIndexLow == 0))
         return QDir(path).canonicalPath().toUtf8();
     return QByteArray::number(static_cast<quint32>(information.dwVolumeSerialNumber), 16) + ':' +
            QByteArray::number(static_cast<quint32>(information.nFileIndexHigh), 16) + ':' +
            QByteArray::number(static_cast<quint32>(information.nFileIndexLow), 16);
 }
+
+} // namespace freshen

@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QTextStream>
 
+namespace freshen {
+
 QString handOverFile(const QString &parentDir)
 {
     return parentDir + QLatin1String("/settings.ini");
@@ -22,10 +24,12 @@ QString readHandOver(const QString &parentDir)
     return stream.readLine();
 }
 
-QString packageFolder(const QString &unpackedFolder)
+std::optional<QString> packageFolder(const QString &unpackedFolder)
 {
     const QStringList entries = QDir(unpackedFolder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
-    return entries.isEmpty() ? QString() : entries.last();
+    if (entries.isEmpty())
+        return std::nullopt;
+    return entries.last();
 }
 
 Executables Executables::in(const QString &folder)
@@ -34,9 +38,13 @@ Executables Executables::in(const QString &folder)
             QDir::toNativeSeparators(folder + QLatin1String("/Tavlopc.exe"))};
 }
 
-QString Executables::existing() const
+std::optional<QString> Executables::existing() const
 {
-    if (QFile::exists(current))
-        return current;
-    return QFile::exists(old) ? old : QString();
+    for (const QString &executable : {current, old}) {
+        if (QFile::exists(executable))
+            return executable;
+    }
+    return std::nullopt;
 }
+
+} // namespace freshen

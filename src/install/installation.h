@@ -1,8 +1,13 @@
 #pragma once
 
+/// \file
+/// The installation that is to be replaced, as the relocated updater finds it.
+
 #include <QString>
 
-/// The installation that is to be replaced, as the relocated updater finds it.
+#include <optional>
+
+namespace freshen {
 
 /// The hand-over file in \a parentDir: the relocating updater leaves it there for its copy.
 [[nodiscard]] QString handOverFile(const QString &parentDir);
@@ -12,19 +17,23 @@
 [[nodiscard]] QString readHandOver(const QString &parentDir);
 
 /// The entry of \a unpackedFolder that holds the new files: the name that comes last when the folder's entries are
-/// sorted without regard to case. A package has exactly one folder at its top. Empty where the folder is missing or
+/// sorted without regard to case. A package has exactly one folder at its top. Nothing where the folder is missing or
 /// empty.
-[[nodiscard]] QString packageFolder(const QString &unpackedFolder);
+[[nodiscard]] std::optional<QString> packageFolder(const QString &unpackedFolder);
 
 /// The paths of the application's executable under its present and its older name.
 struct Executables
 {
+    /// Under the present name.
     QString current;
+    /// Under the older name.
     QString old;
 
     /// In \a folder, in native separators; neither needs to exist.
     [[nodiscard]] static Executables in(const QString &folder);
 
-    /// The one that exists, the present name first; empty if there is none.
-    [[nodiscard]] QString existing() const;
+    /// The one that exists, the present name first; nothing if there is none.
+    [[nodiscard]] std::optional<QString> existing() const;
 };
+
+} // namespace freshen

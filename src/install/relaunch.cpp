@@ -4,6 +4,8 @@
 
 #include <QDir>
 
+namespace freshen {
+
 namespace {
 
 QString quoted(const QString &path)
@@ -13,11 +15,11 @@ QString quoted(const QString &path)
 
 } // namespace
 
-QString shellProgram(const QStringList &environment)
+std::optional<QString> shellProgram(const QStringList &environment)
 {
     const QStringList entries = environment.filter(QStringLiteral("SYSTEMROOT"), Qt::CaseInsensitive);
     if (entries.size() != 1)
-        return QString();
+        return std::nullopt;
     const QString systemRoot = entries.first().split(QLatin1Char('=')).last();
     return QDir::toNativeSeparators(systemRoot + QLatin1String("/explorer.exe"));
 }
@@ -33,3 +35,5 @@ bool startThroughShell(const QString &shell, const QString &executable)
     // without a shell the executable itself would be started, with the updater's rights.
     return !shell.isEmpty() && startShell(shell, executable);
 }
+
+} // namespace freshen

@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+namespace freshen {
+
 namespace {
 
 /// Lets \a remove try again after \a path, as far as it is read-only, has been made writable. What cannot be removed
@@ -57,3 +59,5 @@ bool removeEmptyFolder(const QString &path)
     warn(path, reason);
     return false;
 }
+
+} // namespace freshen

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <unistd.h>
 
+namespace freshen {
+
 namespace {
 
 /// The kernel's name of the process's program: the first 15 characters of the executable's file name, for a script the
@@ -20,8 +22,8 @@ namespace {
 QString commandName(const std::string &processFolder)
 {
     // "1234 (name) S ..."; the name itself may hold brackets.
-    constexpr std::size_t enough = 128;
-    std::array<char, enough> status{};
+    constexpr std::size_t statPrefixSize = 128;
+    std::array<char, statPrefixSize> status{};
     std::size_t size = 0;
     if (FILE *file = std::fopen((processFolder + "/stat").c_str(), "re")) {
         size = std::fread(status.data(), 1, status.size(), file);
@@ -44,6 +46,7 @@ bool isProcessId(const char *name)
 
 bool listRunningProcesses(QStringList &names)
 {
+    // An empty line sets the rounds of the check apart in the log.
     qDebug() << "";
     const std::unique_ptr<DIR, int (*)(DIR *)> processes(opendir("/proc"), closedir);
     if (!processes) {
@@ -59,3 +62,5 @@ bool listRunningProcesses(QStringList &names)
     }
     return true;
 }
+
+} // namespace freshen

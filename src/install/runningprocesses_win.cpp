@@ -1,12 +1,15 @@
 #include "install/runningprocesses.h"
 
 #include <QDebug>
+#include <QScopeGuard>
 
 #include <windows.h>
 
 #include <cstdio>
 #include <iterator>
 #include <tlhelp32.h>
+
+namespace freshen {
 
 namespace {
 
@@ -48,22 +51,24 @@ void warn(const wchar_t *operation)
 
 bool listRunningProcesses(QStringList &names)
 {
+    // An empty line sets the rounds of the check apart in the log.
     qDebug() << "";
     const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     if (snapshot == INVALID_HANDLE_VALUE) {
         warn(L"CreateToolhelp32Snapshot (of processes)");
         return false;
     }
+    const auto close = qScopeGuard([snapshot] { CloseHandle(snapshot); });
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     if (!Process32FirstW(snapshot, &entry)) {
         warn(L"Process32First");
-        CloseHandle(snapshot);
         return false;
     }
     do {
         names.append(QString::fromWCharArray(entry.szExeFile));
     } while (Process32NextW(snapshot, &entry));
-    CloseHandle(snapshot);
     return true;
 }
+
+} // namespace freshen

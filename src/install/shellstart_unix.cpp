@@ -2,7 +2,11 @@
 
 #include <QProcess>
 
+namespace freshen {
+
 bool startShell(const QString &shell, const QString &executable)
 {
     return QProcess::startDetached(shell, {executable});
 }
+
+} // namespace freshen

@@ -2,6 +2,8 @@
 
 #include <QProcess>
 
+namespace freshen {
+
 bool startShell(const QString &shell, const QString &executable)
 {
     // Explorer splits what is not quoted at commas and equals signs; by itself, QProcess quotes only around blanks.
@@ -10,3 +12,5 @@ bool startShell(const QString &shell, const QString &executable)
     process.setNativeArguments(QLatin1Char('"') + executable + QLatin1Char('"'));
     return process.startDetached();
 }
+
+} // namespace freshen

@@ -2,6 +2,10 @@
 
 class QString;
 
+namespace freshen {
+
 /// The folder of the system's own programs, in native separators. It is asked of the system, not of the environment,
 /// which any program of the user's can change.
 [[nodiscard]] QString systemFolder();
+
+} // namespace freshen

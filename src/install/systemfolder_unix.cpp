@@ -2,7 +2,11 @@
 
 #include <QString>
 
+namespace freshen {
+
 QString systemFolder()
 {
     return QStringLiteral("/bin");
 }
+
+} // namespace freshen

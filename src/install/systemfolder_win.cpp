@@ -6,9 +6,13 @@
 
 #include <array>
 
+namespace freshen {
+
 QString systemFolder()
 {
     std::array<wchar_t, MAX_PATH> folder{};
     const UINT length = GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
     return QString::fromWCharArray(folder.data(), static_cast<int>(length));
 }
+
+} // namespace freshen

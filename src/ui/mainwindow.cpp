@@ -6,11 +6,12 @@
 #include <QDebug>
 #include <QNetworkAccessManager>
 #include <QSettings>
-#include <QSysInfo>
 #include <QTextDocument>
 #include <QTextDocumentFragment>
 
-QNetworkAccessManager *networkAccessManager = nullptr;
+using namespace freshen;
+
+QNetworkAccessManager *freshen::networkAccessManager = nullptr;
 
 namespace {
 
@@ -24,22 +25,12 @@ constexpr int progressPageHeight = 140;
 /// The application's logo is kept by every installation, whatever the application's settings say.
 const QLatin1String logoFile("logo.png");
 
-/// Tag of the running Windows in extended package names. Windows XP has packages of its own, without a tag.
-QString operatingSystemTag()
-{
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    const bool isXp = QSysInfo::windowsVersion() == QSysInfo::WV_XP;
-    QT_WARNING_POP
-    return isXp ? QString() : QStringLiteral("WIN7");
-}
-
 } // namespace
 
 MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(std::make_unique<Ui::MainWindow>())
 {
     parentDir = QCoreApplication::applicationDirPath() + QLatin1String("/..");
-    keepLogo();
+    protectLogoFile();
 
     networkAccessManager = new QNetworkAccessManager;
     connect(networkAccessManager, SIGNAL(proxyAuthenticationRequired(QNetworkProxy, QAuthenticator *)), this,
@@ -56,7 +47,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(std::make_uniq
     connect(&precheckTrigger, SIGNAL(timeout()), this, SLOT(precheckTimer()));
     precheckTrigger.start(0);
 
-    osTag = operatingSystemTag();
+    osTag = operatingSystemTag(RunningSystem::current());
 
     connect(ui->showBetaCheckBox, SIGNAL(clicked()), this, SLOT(betaCheckBoxBlicked()));
     connect(ui->versionsTreeWidget, SIGNAL(currentItemChanged(QTreeWidgetItem *, QTreeWidgetItem *)), this,
@@ -67,7 +58,7 @@ MainWindow::MainWindow(QWidget *parent) : QMainWindow(parent), ui(std::make_uniq
 
 MainWindow::~MainWindow() = default;
 
-void MainWindow::keepLogo()
+void MainWindow::protectLogoFile()
 {
     QSettings store = applicationSettings();
     QStringList filesToKeep = setting(store, key::filesToKeep).toStringList();
@@ -108,6 +99,30 @@ void MainWindow::showProgressPage()
 {
     ui->stackedWidget->setCurrentWidget(ui->autoUpdate);
     setFixedSize(progressPageWidth, progressPageHeight);
+}
+
+QString MainWindow::unpackedFolder() const
+{
+    return parentDir + QLatin1String("/out");
+}
+
+PackageNaming MainWindow::packageNaming() const
+{
+    return {extendedNaming, osTag, archTag};
+}
+
+void MainWindow::expectReply(const char *slot)
+{
+    disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, nullptr);
+    if (slot != nullptr)
+        connect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, slot);
+}
+
+void MainWindow::setMultiButtonSlot(const QObject *receiver, const char *slot)
+{
+    disconnect(ui->multiButton, SIGNAL(clicked()), nullptr, nullptr);
+    if (slot != nullptr)
+        connect(ui->multiButton, SIGNAL(clicked()), receiver, slot);
 }
 
 void MainWindow::showStatus(const QString &text)

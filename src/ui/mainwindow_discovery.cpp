@@ -16,6 +16,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 
+using namespace freshen;
+
 namespace {
 
 // The catalogues hold a text that ends otherwise, so this one appears in English in every language; both are as the
@@ -72,11 +74,11 @@ void MainWindow::startVersionCheck()
             QTimer::singleShot(0, qApp, SLOT(quit()));
     } else if (arguments.at(1) == QLatin1String("auto")) {
         showProgressPage();
-        connect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersion(QNetworkReply *)));
+        expectReply(SLOT(getVersion(QNetworkReply *)));
         networkAccessManager->get(request);
     } else if (arguments.at(1) == QLatin1String("menu")) {
         ui->stackedWidget->setCurrentWidget(ui->chooseUpdate);
-        connect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersions(QNetworkReply *)));
+        expectReply(SLOT(getVersions(QNetworkReply *)));
         connect(ui->button, SIGNAL(clicked()), this, SLOT(downloadVersion()));
         networkAccessManager->get(request);
     }
@@ -89,8 +91,8 @@ QNetworkRequest MainWindow::requestFor(const QString &address) const
 
 void MainWindow::getVersion(QNetworkReply *p_reply)
 {
-    disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersion(QNetworkReply *)));
-    const std::optional<QString> body = takeDescription(*p_reply);
+    expectReply(nullptr);
+    const std::optional<QString> body = readVersionFileOrReport(*p_reply);
     if (!body)
         return;
 
@@ -104,14 +106,14 @@ void MainWindow::getVersion(QNetworkReply *p_reply)
     const qint32 revision = newest.choose(useBeta);
     const VersionRow row = versions.value(revision);
     qDebug() << "Choosing" << row << useBeta << newest.withBeta << newest.stable;
-    if (row.size() <= column::type) {
+    if (row.isEmpty()) {
         reportNoVersion(*body, *p_reply);
         return;
     }
-    startDownload(row, revision, PortInAddress::IfSet, Qt::UniqueConnection);
+    startDownload(row, revision, PortInAddress::IfSet);
 }
 
-std::optional<QString> MainWindow::takeDescription(QNetworkReply &reply)
+std::optional<QString> MainWindow::readVersionFileOrReport(QNetworkReply &reply)
 {
     reply.deleteLater();
     if (reply.error() == QNetworkReply::NoError)
@@ -141,8 +143,8 @@ void MainWindow::reportNoVersion(const QString &description, const QNetworkReply
 
 void MainWindow::getVersions(QNetworkReply *p_reply)
 {
-    disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(getVersions(QNetworkReply *)));
-    const std::optional<QString> body = takeDescription(*p_reply);
+    expectReply(nullptr);
+    const std::optional<QString> body = readVersionFileOrReport(*p_reply);
     if (!body)
         return;
 

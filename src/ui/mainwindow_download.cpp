@@ -15,6 +15,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 
+using namespace freshen;
+
 void MainWindow::downloadVersion()
 {
     const QTreeWidgetItem *item = ui->versionsTreeWidget->currentItem();
@@ -30,12 +32,11 @@ void MainWindow::downloadVersion()
         return;
     }
     disconnect(ui->button, SIGNAL(clicked()), this, SLOT(downloadVersion()));
-    startDownload(row, revision, PortInAddress::Always, Qt::AutoConnection);
+    startDownload(row, revision, PortInAddress::Always);
     showProgressPage();
 }
 
-void MainWindow::startDownload(const VersionRow &row, qint32 revision, PortInAddress portRule,
-                               Qt::ConnectionType connection)
+void MainWindow::startDownload(const VersionRow &row, qint32 revision, PortInAddress portRule)
 {
     selectedVersion = selectedVersionName(row);
     showStatus(tr("Downloading Tavlopro Software Update %1 %2 ...").arg(row.at(column::type), row.at(column::version)));
@@ -44,16 +45,9 @@ void MainWindow::startDownload(const VersionRow &row, qint32 revision, PortInAdd
                                            serverPackageName(row, revision, packageNaming()), portRule);
     qDebug() << "Get:" << address;
     downloadReply = networkAccessManager->get(requestFor(address));
-    connect(downloadReply, SIGNAL(downloadProgress(qint64, qint64)), this, SLOT(downloadProgress(qint64, qint64)),
-            connection);
-    connect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this, SLOT(readAndUnzipDownload(QNetworkReply *)),
-            connection);
-    connect(ui->multiButton, SIGNAL(clicked()), this, SLOT(abortDownload()));
-}
-
-PackageNaming MainWindow::packageNaming() const
-{
-    return {extendedNaming, osTag, archTag};
+    connect(downloadReply, SIGNAL(downloadProgress(qint64, qint64)), this, SLOT(downloadProgress(qint64, qint64)));
+    expectReply(SLOT(readAndUnzipDownload(QNetworkReply *)));
+    setMultiButtonSlot(this, SLOT(abortDownload()));
 }
 
 void MainWindow::downloadProgress(qint64 p_bytesReceived, qint64 p_bytesTotal)
@@ -74,39 +68,39 @@ void MainWindow::downloadProgress(qint64 p_bytesReceived, qint64 p_bytesTotal)
 void MainWindow::abortDownload()
 {
     qDebug() << "download aborted";
-    disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this,
-               SLOT(readAndUnzipDownload(QNetworkReply *)));
-    // The transfer is not aborted here: it ends when the event loop deletes the reply.
+    expectReply(nullptr);
+    // Nothing is aborted here: the transfer ends when the event loop deletes the reply. That errors of TLS are ignored
+    // until then is of no consequence, and meant so.
     downloadReply->ignoreSslErrors();
-    disconnect(ui->multiButton, SIGNAL(clicked()), this, SLOT(abortDownload()));
+    setMultiButtonSlot(nullptr, nullptr);
     ui->sizeLabel->setText(tr("Download aborted!"));
     ui->progressBar->setValue(0);
-    connect(ui->multiButton, SIGNAL(clicked()), qApp, SLOT(quit()));
+    setMultiButtonSlot(qApp, SLOT(quit()));
     ui->multiButton->setText(tr("Close"));
     downloadReply->deleteLater();
 }
 
 void MainWindow::readAndUnzipDownload(QNetworkReply *p_reply)
 {
-    disconnect(networkAccessManager, SIGNAL(finished(QNetworkReply *)), this,
-               SLOT(readAndUnzipDownload(QNetworkReply *)));
-    disconnect(ui->multiButton, SIGNAL(clicked()), this, SLOT(abortDownload()));
+    expectReply(nullptr);
+    setMultiButtonSlot(nullptr, nullptr);
 
     // A failed download is stored as it came; the extraction tells what is wrong with it.
     if (p_reply->error() != QNetworkReply::NoError)
         qWarning() << "Download failed:" << p_reply->errorString();
     const QString path =
         QDir::toNativeSeparators(parentDir + QLatin1Char('/') + localPackageName(selectedVersion, packageNaming()));
-    storePackage(*p_reply, path);
+    // Without a whole package the extraction fails, and its words are the user's.
+    static_cast<void>(storePackage(*p_reply, path));
     p_reply->deleteLater();
     qDebug() << "update stored in " << path;
 
     QString errorText;
     if (unzip(path, errorText)) {
-        connect(ui->multiButton, SIGNAL(clicked()), this, SLOT(installUpdate()));
+        setMultiButtonSlot(this, SLOT(installUpdate()));
         showStatus(tr("Update ready to install!"));
         ui->multiButton->setText(tr("Install Update and Relaunch Tavlopro..."));
-        qDebug() << "update unzipped to " << QDir::toNativeSeparators(parentDir + QLatin1String("/out"));
+        qDebug() << "update unzipped to " << QDir::toNativeSeparators(unpackedFolder());
     } else {
         showStatus(tr("Error unzipping update!\n\n%1").arg(errorText));
         ui->multiButton->setDisabled(true);
@@ -126,5 +120,7 @@ bool MainWindow::unzip(const QString &archivePath, QString &errorText)
     };
     observer.beforeEntry = [] { QCoreApplication::processEvents(); };
     observer.entry = [this](int number) { ui->progressBar->setValue(number); };
-    return extractPackage(archivePath, parentDir + QLatin1String("/out"), observer, errorText);
+    const ExtractionResult result = extractPackage(archivePath, unpackedFolder(), observer);
+    errorText += result.errorText;
+    return result.succeeded;
 }

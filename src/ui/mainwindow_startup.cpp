@@ -12,16 +12,21 @@
 #include <QMessageBox>
 #include <QStandardPaths>
 
+#include <chrono>
+
+using namespace freshen;
+using namespace std::chrono_literals;
+
 namespace {
 
 /// The executable whose process holds the updater back. The application's newer name is not looked for.
-const QLatin1String awaitedProcess("Tavlopc.exe");
+const QLatin1String blockingProcess("Tavlopc.exe");
 
-/// Time between two rounds of the check, in milliseconds.
-constexpr int checkInterval = 100;
+/// Time between two rounds of the check.
+constexpr std::chrono::milliseconds checkInterval = 100ms;
 
-/// Time that the application has to close by itself before the user is asked, in milliseconds.
-constexpr qint64 silentTime = 1000;
+/// Time that the application has to close by itself before the user is asked.
+constexpr std::chrono::milliseconds gracePeriod = 1s;
 
 // Not in the catalogues, so these appear in every language as they stand. The check's text is the one German source
 // text. Both are kept out of the tr() calls so that they are not collected into the catalogues.
@@ -43,12 +48,13 @@ void MainWindow::precheckTimer()
     QStringList processes;
     // Where the list cannot be read, the application counts as closed.
     listRunningProcesses(processes);
-    if (!processes.contains(awaitedProcess)) {
+    if (!processes.contains(blockingProcess)) {
         startVersionCheck();
         return;
     }
 
-    if (startTime.msecsTo(QDateTime::currentDateTime()) > silentTime) {
+    if (std::chrono::milliseconds(startTime.msecsTo(QDateTime::currentDateTime())) > gracePeriod) {
+        // Without a parent, so that it also stands on its own before the window has been shown.
         // The box has no Cancel button although Cancel is its default; the static functions of QMessageBox would add
         // one. So the user cannot leave the check from here, only by closing the application.
         QMessageBox box(QMessageBox::Information, tr(precheckTitle), tr(precheckText), QMessageBox::Retry);
@@ -72,14 +78,15 @@ bool MainWindow::relocateToTempFolder()
         return false;
     }
 
-    writeHandOver(paths);
+    // What fails here is in the log, and shows where the copy is started or the installation begins.
+    static_cast<void>(writeHandOver(paths));
     removeFolder(paths.temporary);
     QDir().mkpath(paths.temporary);
     copyUpdater(paths);
 
-    const int result = startElevated(QLatin1String(updaterFileName), QStringLiteral("menu"), paths.temporary);
-    qDebug() << result;
-    if (result > startresult::lastFailure) {
+    const StartResult result = startElevated(QLatin1String(updaterFileName), QStringLiteral("menu"), paths.temporary);
+    qDebug() << result.code;
+    if (result.isStarted()) {
         QTimer::singleShot(0, qApp, SLOT(quit()));
         return true;
     }
@@ -96,5 +103,5 @@ bool MainWindow::relocateToTempFolder()
 
 bool MainWindow::removeFolder(const QString &path)
 {
-    return ::removeFolder(path);
+    return freshen::removeFolder(path);
 }

@@ -1,19 +1,27 @@
 #pragma once
 
-#include <QSettings>
-#include <QString>
-
+/// \file
 /// The settings that the updater shares with the application, and the names under which both keep them.
 ///
 /// The updater only reads the application's store, apart from the list of files to keep. A store is opened where a
 /// value is needed and never cached, so that a change made by the application in the meantime is seen.
 
+#include <QSettings>
+#include <QString>
+
+namespace freshen {
+
+///@{
+/// What a store of settings is opened by: the organisation, and the application that it belongs to.
 inline constexpr char organizationName[] = "Q.U.I.N.T.A.";
 inline constexpr char applicationStoreName[] = "Tavlo3";
-inline constexpr char updaterStoreName[] = "Tavlo3 Updater";
+inline constexpr char updaterApplicationName[] = "Tavlo3 Updater";
+///@}
 
 /// Names of the settings, as they are stored. All but the last are the application's.
 namespace key {
+///@{
+/// Name of the application's setting for what the name says.
 inline constexpr char versionMain[] = "version_main";
 inline constexpr char versionMinor[] = "version_minor";
 inline constexpr char versionState[] = "version_state";
@@ -29,12 +37,13 @@ inline constexpr char proxyHost[] = "config/proxy/data/ip";
 inline constexpr char proxyPort[] = "config/proxy/data/port";
 inline constexpr char proxyUser[] = "config/proxy/data/username";
 inline constexpr char proxyPassword[] = "config/proxy/data/password";
+///@}
 /// In the updater's own store: test builds count as beta versions.
 inline constexpr char allowTestBuild[] = "allow_testbuild";
 } // namespace key
 
 /// Opens the application's user store in the system's native format (on Windows the registry key
-/// HKEY_CURRENT_USER\Software\Q.U.I.N.T.A.\Tavlo3).
+/// `HKEY_CURRENT_USER\Software\Q.U.I.N.T.A.\Tavlo3`).
 [[nodiscard]] QSettings applicationSettings();
 
 /// The value under \a name in \a store, or \a fallback where the key is missing.
@@ -42,3 +51,5 @@ inline constexpr char allowTestBuild[] = "allow_testbuild";
 {
     return store.value(QLatin1String(name), fallback);
 }
+
+} // namespace freshen

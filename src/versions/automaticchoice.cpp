@@ -2,10 +2,14 @@
 
 #include <algorithm>
 
-Candidates candidates(const VersionMaxima &maxima)
+namespace freshen {
+
+Candidates candidates(const NewestRevisions &maxima)
 {
     Candidates result;
     result.withBeta = std::max({maxima.newestBeta, maxima.newestStable, maxima.latestStableFix});
     result.stable = maxima.latestStableFix > ownRevision ? maxima.latestStableFix : maxima.newestStable;
     return result;
 }
+
+} // namespace freshen

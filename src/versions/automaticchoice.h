@@ -1,8 +1,11 @@
 #pragma once
 
+/// \file
+/// The choice that the automatic mode makes for the user.
+
 #include "versions/versiondescription.h"
 
-/// The choice that the automatic mode makes for the user.
+namespace freshen {
 
 /// The newest revisions to choose from.
 struct Candidates
@@ -13,6 +16,7 @@ struct Candidates
     /// version has a higher revision.
     qint32 stable = ownRevision;
 
+    /// The revision for a user who, with \a useBeta, takes beta versions.
     [[nodiscard]] qint32 choose(bool useBeta) const
     {
         return useBeta ? withBeta : stable;
@@ -21,4 +25,6 @@ struct Candidates
 
 /// What \a maxima leave to choose from. A candidate equal to the updater's own revision says that nothing newer is
 /// there.
-[[nodiscard]] Candidates candidates(const VersionMaxima &maxima);
+[[nodiscard]] Candidates candidates(const NewestRevisions &maxima);
+
+} // namespace freshen

@@ -2,6 +2,8 @@
 
 #include "versions/applicationsettings.h"
 
+namespace freshen {
+
 namespace {
 
 QNetworkProxy::ProxyType proxyType(int settingsType)
@@ -31,3 +33,5 @@ QNetworkProxy readProxy(const QSettings &store)
                          static_cast<quint16>(setting(store, key::proxyPort).toInt()),
                          setting(store, key::proxyUser).toString(), setting(store, key::proxyPassword).toString());
 }
+
+} // namespace freshen

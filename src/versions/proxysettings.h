@@ -1,10 +1,13 @@
 #pragma once
 
+/// \file
+/// The proxy that the user set in the application's login window.
+
 #include <QNetworkProxy>
 
 class QSettings;
 
-/// The proxy that the user set in the application's login window.
+namespace freshen {
 
 /// Reads the proxy from \a store, the application's settings, whose numbers for the kinds of proxies are not those of
 /// QNetworkProxy. Without a known kind it is QNetworkProxy::NoProxy with all else empty, so that no proxy of the system
@@ -26,3 +29,5 @@ public:
 private:
     bool m_wasAnswered = false;
 };
+
+} // namespace freshen

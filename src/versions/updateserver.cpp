@@ -5,6 +5,8 @@
 
 #include <QDebug>
 
+namespace freshen {
+
 namespace {
 
 constexpr uint defaultPort = 443;
@@ -53,3 +55,5 @@ QNetworkRequest updateRequest(const QString &address, const QString &versionMain
     request.setRawHeader("User-Agent", agent.toUtf8());
     return request;
 }
+
+} // namespace freshen

@@ -1,12 +1,15 @@
 #pragma once
 
+/// \file
+/// Where the update server is and how it is asked. The server publishes one version description file for each platform
+/// and, beside it, the packages; both are fetched with a plain GET.
+
 #include <QNetworkRequest>
 #include <QString>
 
 class QSettings;
 
-/// Where the update server is and how it is asked. The server publishes one version description file for each platform
-/// and, beside it, the packages; both are fetched with a plain GET.
+namespace freshen {
 
 /// Name of the platform on the server: the version description file, the folder of the packages, and the last piece of
 /// the "User-Agent" value.
@@ -15,8 +18,11 @@ inline constexpr char platformName[] = "windows";
 /// The update server as the application's settings describe it.
 struct UpdateServer
 {
+    /// Scheme of the addresses, "https" or "http".
     QString protocol;
+    /// Name or address of the server.
     QString host;
+    /// TCP port.
     uint port = 0;
     /// The settings name a port; without one, \c port is the default.
     bool portIsSet = false;
@@ -45,3 +51,5 @@ enum class PortInAddress {
 /// \a versionMinor, the installed application's version, go into the "User-Agent" header (RFC 9110, 10.1.5).
 [[nodiscard]] QNetworkRequest updateRequest(const QString &address, const QString &versionMain,
                                             const QString &versionMinor);
+
+} // namespace freshen

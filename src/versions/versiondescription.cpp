@@ -2,10 +2,11 @@
 
 #include <QCoreApplication>
 #include <QDebug>
-#include <QOperatingSystemVersion>
 
 #include <algorithm>
 #include <tuple>
+
+namespace freshen {
 
 namespace {
 
@@ -35,10 +36,10 @@ void raise(qint32 &maximum, qint32 revision)
 }
 
 /// One reading of the file, line by line.
-class Reading
+class DescriptionParser
 {
 public:
-    Reading(const RunningSystem &system, const std::function<bool()> &testBuildsAllowed)
+    DescriptionParser(const RunningSystem &system, const std::function<bool()> &testBuildsAllowed)
         : m_system(system), m_testBuildsAllowed(testBuildsAllowed)
     {
     }
@@ -52,7 +53,7 @@ public:
 private:
     void accept(const VersionRow &row, qint32 revision);
     void acceptFix(const VersionRow &row, qint32 revision);
-    void holdBack(const VersionRow &row, qint32 revision, const SystemVersion &required);
+    void recordUnsupported(const VersionRow &row, qint32 revision, const SystemVersion &required);
     [[nodiscard]] bool allowsTestBuild(qint32 revision) const;
     [[nodiscard]] QString notice(qint32 revision, const SystemVersion &required) const;
 
@@ -61,7 +62,7 @@ private:
     VersionDescription m_result;
 };
 
-void Reading::readLine(const QString &line)
+void DescriptionParser::readLine(const QString &line)
 {
     const VersionRow row = splitColumns(line);
     if (row.size() < plainColumns || row.size() > systemColumns) {
@@ -76,14 +77,14 @@ void Reading::readLine(const QString &line)
     if (row.size() == systemColumns) {
         const SystemVersion required = readSystemVersion(row.at(column::minimumSystem));
         if (!isAtLeast(m_system, required)) {
-            holdBack(row, *revision, required);
+            recordUnsupported(row, *revision, required);
             return;
         }
     }
     accept(row, *revision);
 }
 
-void Reading::accept(const VersionRow &row, qint32 revision)
+void DescriptionParser::accept(const VersionRow &row, qint32 revision)
 {
     // Before the type is looked at: a line of unknown type is offered all the same.
     m_result.versions.insert(revision, row);
@@ -102,7 +103,7 @@ void Reading::accept(const VersionRow &row, qint32 revision)
     }
 }
 
-void Reading::acceptFix(const VersionRow &row, qint32 revision)
+void DescriptionParser::acceptFix(const VersionRow &row, qint32 revision)
 {
     const int reference = toNumber(row.at(column::reference));
     if (reference == 0)
@@ -112,28 +113,29 @@ void Reading::acceptFix(const VersionRow &row, qint32 revision)
         qDebug() << "latestStableFix" << reference << m_result.maxima.latestStableFix;
 }
 
-void Reading::holdBack(const VersionRow &row, qint32 revision, const SystemVersion &required)
+void DescriptionParser::recordUnsupported(const VersionRow &row, qint32 revision, const SystemVersion &required)
 {
-    VersionMaxima &maxima = m_result.maxima;
+    NewestRevisions &maxima = m_result.maxima;
     const QString &type = row.at(column::type);
     if (type == stableType) {
         maxima.stableNotice = notice(revision, required);
-        raise(maxima.stableHeldBack, revision);
+        raise(maxima.newestUnsupportedStable, revision);
     } else if (type == betaType || type == testType) {
         if (type == betaType || allowsTestBuild(revision)) {
             maxima.betaNotice = notice(revision, required);
-            raise(maxima.betaHeldBack, revision);
+            raise(maxima.newestUnsupportedBeta, revision);
         }
     } else {
         warnAboutType(type);
     }
-    qDebug() << "t0" << maxima.betaHeldBack << maxima.stableHeldBack;
+    // Support knows the line by its first word, whatever that once stood for.
+    qDebug() << "t0" << maxima.newestUnsupportedBeta << maxima.newestUnsupportedStable;
     // The required system is of the running system's type, so both have the same name.
     qDebug() << "WARNING: current os" << m_system.name << "not eligible for" << revision << "- os needs update to"
              << m_system.name << row.at(column::minimumSystem);
 }
 
-bool Reading::allowsTestBuild(qint32 revision) const
+bool DescriptionParser::allowsTestBuild(qint32 revision) const
 {
     if (m_testBuildsAllowed())
         return true;
@@ -141,7 +143,7 @@ bool Reading::allowsTestBuild(qint32 revision) const
     return false;
 }
 
-QString Reading::notice(qint32 revision, const SystemVersion &required) const
+QString DescriptionParser::notice(qint32 revision, const SystemVersion &required) const
 {
     return QCoreApplication::translate("MainWindow",
                                        "To update to newest version (%1) you need to update you operating system to "
@@ -152,18 +154,13 @@ QString Reading::notice(qint32 revision, const SystemVersion &required) const
 
 } // namespace
 
-RunningSystem RunningSystem::current()
-{
-    const QOperatingSystemVersion system = QOperatingSystemVersion::current();
-    return {system.type() == QOperatingSystemVersion::Windows, system.majorVersion(), system.minorVersion(),
-            system.name()};
-}
-
 VersionDescription readVersionDescription(const QString &text, const RunningSystem &system,
                                           const std::function<bool()> &testBuildsAllowed)
 {
-    Reading reading(system, testBuildsAllowed);
+    DescriptionParser parser(system, testBuildsAllowed);
     for (const QString &line : splitLines(text))
-        reading.readLine(line);
-    return reading.result();
+        parser.readLine(line);
+    return parser.result();
 }
+
+} // namespace freshen

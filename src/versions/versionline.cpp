@@ -7,6 +7,8 @@
 
 #include <limits>
 
+namespace freshen {
+
 namespace {
 
 constexpr int versionParts = 3;
@@ -80,3 +82,5 @@ void warnAboutType(const QString &type)
 {
     qDebug() << "WARNING:" << type << "is unknown type";
 }
+
+} // namespace freshen

@@ -1,10 +1,6 @@
 #pragma once
 
-#include <QMap>
-#include <QStringList>
-
-#include <optional>
-
+/// \file
 /// One line of the version description file.
 ///
 /// The update server publishes one UTF-8 text file for each platform. Each line offers one version of the application,
@@ -15,14 +11,23 @@
 /// The version is three parts separated by "."; the third, the revision, is the key of the line. What is common to the
 /// readings of the automatic and of the manual choice stands here: the table, and the checks with their log lines.
 
+#include <QMap>
+#include <QStringList>
+
+#include <optional>
+
+namespace freshen {
+
 /// The column texts of one accepted line, as split; nothing is converted or trimmed.
 using VersionRow = QStringList;
 
-/// The accepted lines by revision, ascending. Of two lines with the same revision the later one holds.
+/// The accepted lines by revision, ascending. Of two lines with the same revision the later line wins.
 using VersionTable = QMap<qint32, VersionRow>;
 
 /// Positions in a VersionRow.
 namespace column {
+///@{
+/// Where the row holds what the name says.
 inline constexpr int version = 0;
 inline constexpr int type = 1;
 inline constexpr int reference = 2;
@@ -30,17 +35,22 @@ inline constexpr int date = 3;
 inline constexpr int info = 4;
 inline constexpr int minimumUpdater = 5;
 inline constexpr int minimumSystem = 6;
+///@}
 } // namespace column
 
-/// Numbers of columns that a line can have.
+///@{
+/// Number of columns of a line: without limits, with the updater's minimum revision, with the system's minimum version.
 inline constexpr int plainColumns = 5;
 inline constexpr int updaterColumns = 6;
 inline constexpr int systemColumns = 7;
+///@}
 
-/// Release types, as written in the file.
+///@{
+/// A release type, as written in the file.
 inline const QLatin1String stableType("Stable");
 inline const QLatin1String betaType("Beta");
 inline const QLatin1String testType("Test");
+///@}
 
 /// Decodes the file: UTF-8 up to a first zero byte.
 [[nodiscard]] QString decodeVersionFile(const QByteArray &body);
@@ -68,3 +78,5 @@ void warnAboutCount(const QStringList &parts);
 
 /// Logs that \a type is no release type.
 void warnAboutType(const QString &type);
+
+} // namespace freshen

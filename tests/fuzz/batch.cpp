@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <optional>
 
+using namespace freshen;
+
 namespace {
 
 constexpr int linesForEachFile = 8;

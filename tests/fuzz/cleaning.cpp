@@ -27,6 +27,8 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace freshen;
+
 namespace {
 
 using Names = std::vector<std::string>;

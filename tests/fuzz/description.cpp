@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 
+using namespace freshen;
+
 namespace {
 
 /// The bits of the number.
@@ -23,9 +25,10 @@ VersionDescription reading(const QString &text, const RunningSystem &system, boo
     return readVersionDescription(text, system, [testBuildsAllowed] { return testBuildsAllowed; });
 }
 
-std::array<qint32, 5> numbers(const VersionMaxima &maxima)
+std::array<qint32, 5> numbers(const NewestRevisions &maxima)
 {
-    return {maxima.newestStable, maxima.newestBeta, maxima.latestStableFix, maxima.stableHeldBack, maxima.betaHeldBack};
+    return {maxima.newestStable, maxima.newestBeta, maxima.latestStableFix, maxima.newestUnsupportedStable,
+            maxima.newestUnsupportedBeta};
 }
 
 /// The integer \a text, which may be of any size; 0 where it is none.
@@ -110,7 +113,8 @@ VersionTable checkAutomatic(const QString &text, const RunningSystem &system, bo
 
     // The first half of the lines never gives more than all of them.
     const int half = text.indexOf(QLatin1Char('\n'), text.size() / 2);
-    const auto early = numbers(half < 0 ? VersionMaxima() : reading(text.left(half), system, testBuildsAllowed).maxima);
+    const auto early =
+        numbers(half < 0 ? NewestRevisions() : reading(text.left(half), system, testBuildsAllowed).maxima);
     const auto late = numbers(description.maxima);
     for (std::size_t i = 0; i < early.size(); ++i) {
         require(early.at(i) >= ownRevision, "a maximum starts at the updater's revision");

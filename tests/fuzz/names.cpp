@@ -9,6 +9,8 @@
 
 #include <algorithm>
 
+using namespace freshen;
+
 namespace {
 
 constexpr qint32 firstRevisionWithBetaNames = 2085;

@@ -20,6 +20,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace freshen;
+
 namespace {
 
 /// The most that one byte of an archive becomes, compressed as the packages are.
@@ -85,7 +87,7 @@ private:
 
 struct Outcome
 {
-    bool isGood = false;
+    bool succeeded = false;
     QString errorText;
     int announced = -1;
     int counted = 0;
@@ -96,11 +98,12 @@ Outcome extract(const Place &place)
     Outcome outcome;
     ExtractionObserver observer;
     observer.started = [&outcome](int entries) { outcome.announced = entries; };
-    observer.beforeEntry = [] {};
     observer.entry = [&outcome](int number) {
         require(number == ++outcome.counted, "the entries are counted one by one");
     };
-    outcome.isGood = extractPackage(place.archive(), place.out(), observer, outcome.errorText);
+    const ExtractionResult result = extractPackage(place.archive(), place.out(), observer);
+    outcome.succeeded = result.succeeded;
+    outcome.errorText = result.errorText;
     return outcome;
 }
 
@@ -138,13 +141,13 @@ void emptyFolder(const std::string &folder, const std::function<void(const std::
     ::closedir(stream);
 }
 
-void checkFiles(const Place &place, const QByteArray &body, bool isGood)
+void checkFiles(const Place &place, const QByteArray &body, bool succeeded)
 {
     const std::set<quint32> checksums = zip::checksumsIn(body);
     emptyFolder(place.out().toStdString(), [&](const std::string &path, const struct stat &status) {
         require(S_ISREG(status.st_mode), "only files and folders are made");
         require(status.st_size <= largestRatio * body.size(), "a file is no larger than its compressed bytes can hold");
-        if (!isGood || status.st_size > largestChecked)
+        if (!succeeded || status.st_size > largestChecked)
             return;
         QFile file(QFile::decodeName(path.c_str()));
         file.setPermissions(QFile::ReadOwner);
@@ -179,13 +182,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
             outcome = extract(place);
         });
 
-    require(outcome.isGood == !QFile::exists(place.archive()), "the archive goes if all was unpacked, and only then");
-    require(outcome.isGood == outcome.errorText.isEmpty(), "a failure has a text, a success none");
-    if (outcome.isGood)
+    require(outcome.succeeded == !QFile::exists(place.archive()),
+            "the archive goes if all was unpacked, and only then");
+    require(outcome.succeeded == outcome.errorText.isEmpty(), "a failure has a text, a success none");
+    if (outcome.succeeded)
         // An archive may announce fewer entries than it has: the number has 16 bits.
         require(outcome.counted >= outcome.announced, "all entries were unpacked");
     QFile::remove(place.archive());
-    checkFiles(place, body, outcome.isGood);
+    checkFiles(place, body, outcome.succeeded);
     require(place.surroundings() == before && place.isSound(), "nothing is written outside of the target folder");
     return 0;
 }

@@ -9,6 +9,8 @@
 
 #include <tuple>
 
+using namespace freshen;
+
 namespace {
 
 /// Gives back the permissions that the entries of a package took from their folders, so that they can be removed.
@@ -24,7 +26,7 @@ void openFolders(const QString &folder)
 QString ExtractionRun::describe() const
 {
     return QStringLiteral("result %1, error text \"%2\", messages \"%3\", steps \"%4\", files \"%5\", archive left %6")
-        .arg(QString::number(static_cast<int>(isGood)), errorText, messages.join(QLatin1Char(';')),
+        .arg(QString::number(static_cast<int>(succeeded)), errorText, messages.join(QLatin1Char(';')),
              steps.join(QLatin1Char(';')), QStringList(tree.keys()).join(QLatin1Char(';')),
              QString::number(static_cast<int>(archiveIsLeft)));
 }
@@ -32,7 +34,7 @@ QString ExtractionRun::describe() const
 bool ExtractionRun::operator==(const ExtractionRun &other) const
 {
     const auto values = [](const ExtractionRun &run) {
-        return std::tie(run.isGood, run.errorText, run.messages, run.steps, run.tree, run.archiveIsLeft);
+        return std::tie(run.succeeded, run.errorText, run.messages, run.steps, run.tree, run.archiveIsLeft);
     };
     return values(*this) == values(other);
 }
@@ -58,7 +60,11 @@ ExtractionRun runExtractionIn(const QString &folder, const QByteArray &package, 
     observer.started = [&run](int entries) { run.steps += QStringLiteral("started %1").arg(entries); };
     observer.beforeEntry = [&run] { run.steps += QStringLiteral("before"); };
     observer.entry = [&run](int number) { run.steps += QStringLiteral("entry %1").arg(number); };
-    run.messages = messagesOf([&] { run.isGood = extraction(archive, target, observer, run.errorText); });
+    run.messages = messagesOf([&] {
+        const ExtractionResult result = extraction(archive, target, observer);
+        run.succeeded = result.succeeded;
+        run.errorText = result.errorText;
+    });
     run.tree = treeOf(target);
     run.archiveIsLeft = QFile::exists(archive);
     return run;

@@ -11,7 +11,7 @@
 /// All that can be seen of one extraction, to be compared with what was expected or with another one.
 struct ExtractionRun
 {
-    bool isGood = false;
+    bool succeeded = false;
     QString errorText;
     /// All messages that were logged.
     QStringList messages;
@@ -27,12 +27,14 @@ struct ExtractionRun
 };
 
 /// The signature of extractPackage().
-using Extraction = std::function<bool(const QString &, const QString &, const ExtractionObserver &, QString &)>;
+using Extraction =
+    std::function<freshen::ExtractionResult(const QString &, const QString &, const freshen::ExtractionObserver &)>;
 
 /// Stores \a package in a folder of its own, beside an empty target folder, and runs \a extraction on it.
-[[nodiscard]] ExtractionRun runExtraction(const QByteArray &package, const Extraction &extraction = extractPackage);
+[[nodiscard]] ExtractionRun runExtraction(const QByteArray &package,
+                                          const Extraction &extraction = freshen::extractPackage);
 
 /// The same below the existing folder \a folder: the archive is "Package.zip", the target folder "out", which is left
 /// as it is.
 [[nodiscard]] ExtractionRun runExtractionIn(const QString &folder, const QByteArray &package,
-                                            const Extraction &extraction = extractPackage);
+                                            const Extraction &extraction = freshen::extractPackage);

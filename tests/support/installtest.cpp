@@ -8,6 +8,8 @@
 #include <QStackedWidget>
 #include <QTest>
 
+using namespace freshen;
+
 void InstallTest::prepare()
 {
     setArguments({QStringLiteral("other")});

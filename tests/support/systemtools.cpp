@@ -9,6 +9,8 @@
 #include <QFile>
 #include <QTest>
 
+using namespace freshen;
+
 namespace {
 
 /// The folder of the stand-ins, while there are any.
@@ -17,7 +19,7 @@ QString toolsFolder;
 } // namespace
 
 /// On Windows, the copying program is looked for in the system's folder only. Elsewhere the shell has to be there.
-QString systemFolder()
+QString freshen::systemFolder()
 {
     return isWindows() ? QDir::toNativeSeparators(toolsFolder) : QStringLiteral("/bin");
 }

@@ -21,6 +21,8 @@
 
 #include <array>
 
+using namespace freshen;
+
 namespace {
 
 // QApplication keeps references to both, and looks at them whenever it is asked for the arguments.
@@ -40,7 +42,7 @@ FakeSystem &fakeSystem()
     return system;
 }
 
-bool listRunningProcesses(QStringList &names)
+bool freshen::listRunningProcesses(QStringList &names)
 {
     ++fakeSystem().rounds;
     if (!fakeSystem().isListReadable)
@@ -49,10 +51,10 @@ bool listRunningProcesses(QStringList &names)
     return true;
 }
 
-int startElevated(const QString &file, const QString &argument, const QString &workingFolder)
+StartResult freshen::startElevated(const QString &file, const QString &argument, const QString &workingFolder)
 {
     fakeSystem().elevatedStarts.append({file, argument, workingFolder});
-    return fakeSystem().elevatedResult;
+    return {fakeSystem().elevatedResult};
 }
 
 void setArguments(const QStringList &arguments)
@@ -142,6 +144,11 @@ QProgressBar &TestWindow::progressBar() const
 QPushButton &TestWindow::multiButton() const
 {
     return child<QPushButton>("multiButton");
+}
+
+QString TestWindow::parentDirOf(const MainWindow &window)
+{
+    return window.parentDir;
 }
 
 QString TestWindow::pathOf(const QString &name) const

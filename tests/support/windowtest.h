@@ -107,6 +107,9 @@ public:
     [[nodiscard]] QProgressBar &progressBar() const;
     [[nodiscard]] QPushButton &multiButton() const;
 
+    /// The folder that the constructor of \a window has chosen.
+    [[nodiscard]] static QString parentDirOf(const MainWindow &window);
+
     /// The path of \a name in the temporary folder.
     [[nodiscard]] QString pathOf(const QString &name) const;
 

@@ -226,7 +226,7 @@ def test_long_path(empty_stage: Stage, server: Nginx, length: int) -> None:
         assert process.wait(60) == 0
         assert (stage.installation / name).exists()
         return
-    reason = f"Path too long: {stage.wine.path(folder / name)}"
+    reason = f"Path too long: {called / name}"
     assert box == Box(title, texts.starting_with("Couldn't copy updated files", reason), ("OK",))
     stage.windows.keys(title, "Return")
     stage.windows.wait_for_end(title)

@@ -1,10 +1,12 @@
-#include "app/appendturn.h"
+#include "app/sharedfile.h"
 
 #include <QFile>
 
 #include <windows.h>
 
 #include <io.h>
+
+namespace freshen {
 
 namespace {
 
@@ -24,32 +26,32 @@ OVERLAPPED lockedPlace()
     return place;
 }
 
-bool lock(HANDLE file)
+void lock(HANDLE file)
 {
     for (int attempt = 0; attempt < attempts; ++attempt) {
         OVERLAPPED place = lockedPlace();
-        if (LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place))
-            return true;
         // A file system without locks answers otherwise, at once.
-        if (GetLastError() != ERROR_LOCK_VIOLATION)
-            return false;
+        if (LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) ||
+            GetLastError() != ERROR_LOCK_VIOLATION)
+            return;
         Sleep(pauseMs);
     }
-    return false;
 }
 
 } // namespace
 
-AppendTurn::AppendTurn(QFile &file) : m_file(file), m_isLocked(lock(handleOf(file)))
+void beginAppend(QFile &file)
 {
+    lock(handleOf(file));
     // Qt looks for the end of a file when it opens it, and never again.
     file.seek(file.size());
 }
 
-AppendTurn::~AppendTurn()
+void endAppend(QFile &file)
 {
-    if (!m_isLocked)
-        return;
+    // Where this process holds no lock, nothing happens.
     OVERLAPPED place = lockedPlace();
-    UnlockFileEx(handleOf(m_file), 0, 1, 0, &place);
+    UnlockFileEx(handleOf(file), 0, 1, 0, &place);
 }
+
+} // namespace freshen

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """Writes the files of a folder into a ZIP package: zip-package.py FOLDER PACKAGE TIME
 
-TIME, in seconds since 1970, is the time of every file. Equal folders give equal packages: nothing of this machine, of the
-moment or of the order in which the folder is read gets into the package."""
+TIME, in seconds since 1970, is the time of every file. Equal folders give equal packages: nothing of this machine, of
+the moment or of the order in which the folder is read gets into the package."""
 
 import stat
 import sys

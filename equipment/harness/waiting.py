@@ -1,7 +1,7 @@
 """Waiting for something to happen, never for ever.
 
-FRESHEN_TEST_TIMEOUT_FACTOR, a factor, lengthens all time limits for a program that is slower than it should be, such as one under
-sanitizers.
+FRESHEN_TEST_TIMEOUT_FACTOR, a factor, lengthens all time limits for a program that is slower than it should be, such as
+one under sanitizers.
 """
 
 import os

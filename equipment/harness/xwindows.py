@@ -49,7 +49,7 @@ class XWindows:
         self._desktop.keys(*names)
 
     def answer(self, title: str, *names: str) -> None:
-        """Presses keys in the window of this title, and waits until it is gone; another of the same title may follow."""
+        """Presses keys in the window of this title, and waits until it is gone. Another of that title may follow."""
         self.wait_for(title)
         window = self._window(title)
         self._desktop.keys(*names)

@@ -31,7 +31,8 @@ _PICTURES = _ROOT / "build" / "demo"
 
 _BYTES_PER_SECOND = 4 * 1024 * 1024
 # The updater's whole run, but not the tools that it starts.
-_MEMCHECK = ("valgrind", "--child-silent-after-fork=yes", "--leak-check=full", "--errors-for-leak-kinds=definite,indirect,possible", "--num-callers=40",
+_MEMCHECK = ("valgrind", "--child-silent-after-fork=yes", "--leak-check=full",
+             "--errors-for-leak-kinds=definite,indirect,possible", "--num-callers=40",
              f"--suppressions={_ROOT / 'tests' / 'memcheck.supp'}", "--error-exitcode=9")
 _LANGUAGES = {"en": "en_US", "de": "de_DE"}
 _PATIENCE_WITH_USER = 20 * 60.0

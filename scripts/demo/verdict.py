@@ -34,8 +34,8 @@ class Verdict:
             f"files kept      {_listed(self.kept)}",
         ]
         if self.is_good:
-            lines.append("verdict         UPDATED: the installation equals the package plus the kept files, byte for byte, "
-                         "and the shell has started the new application")
+            lines.append("verdict         UPDATED: the installation equals the package plus the kept files, byte for "
+                         "byte, and the shell has started the new application")
         else:
             lines.append("verdict         NOT AS IT SHOULD BE")
             lines += [f"                {fault}" for fault in self.faults]

@@ -71,7 +71,8 @@ def packages() -> dict[str, bytes]:
                          (entry("a"), b"2")),
         "link": archive((entry("link", zipfile.ZIP_STORED, 0o120777), b"/tmp"), (entry("link/below"), b"z")),
         "dos": archive((entry("folder\\file", system=0, mode=0), b"x")),
-        "other-methods": archive((entry("bzip2", zipfile.ZIP_BZIP2), b"x" * 100), (entry("lzma", zipfile.ZIP_LZMA), b"")),
+        "other-methods": archive((entry("bzip2", zipfile.ZIP_BZIP2), b"x" * 100),
+                                 (entry("lzma", zipfile.ZIP_LZMA), b"")),
         "page": b"<html><body>404 Not Found</body></html>\n",
         "cut": plain[:-30],
     }

@@ -19,10 +19,11 @@ from harness import processes, trees
 from harness.desktop import Desktop, ToolFailure
 from harness.waiting import wait_for
 from rig.certificates import Authority
-from rig.fixtures import exits, folder, views  # noqa: F401
 from rig.run import Programs, Run, sanitizer_reports
 from rig.screen import Screen
 from rig.views import TRUSTED, seeing
+
+pytest_plugins = ["rig.fixtures"]
 
 _EVIDENCE = Path(os.environ["FRESHEN_EVIDENCE"])
 

@@ -89,8 +89,8 @@ def test_full_disk_storing(run: Run, screen: Screen, server: WireServer) -> None
 def test_full_disk_unpacking(run: Run, screen: Screen, server: WireServer) -> None:
     """Files that the disk has no room for are named in the log with the reason. The window does not know of them."""
     start(run, screen, small_disk(run.installation.parent, 7 * MEGABYTE // 2))
-    saw(run, screen, READY, [warning("Cannot write", f"INSTALLATION/../out/Tavlopro/{name}", FULL) for name in FILES[1:]],
-        [UNPACKED, UNTOUCHED])
+    log = [warning("Cannot write", f"INSTALLATION/../out/Tavlopro/{name}", FULL) for name in FILES[1:]]
+    saw(run, screen, READY, log, [UNPACKED, UNTOUCHED])
     ends(run, screen)
 
 
@@ -209,8 +209,8 @@ def test_read_only_parent(run: Run, screen: Screen, server: WireServer) -> None:
 
 @pytest.mark.fault("files", "The batch file cannot be written")
 def test_read_only_batch(run: Run, screen: Screen, server: WireServer) -> None:
-    """Where the batch file cannot be written, what is in its place is not run, here an empty file that would do nothing:
-    the copy has failed. The unpacked package stays."""
+    """Where the batch file cannot be written, what is in its place is not run, here an empty file that would do
+    nothing: the copy has failed. The unpacked package stays."""
     batch = run.place_relocated().with_name("copyBatch.bat")
     batch.touch()
     start_copy(run, screen, read_only(batch))
@@ -273,7 +273,8 @@ def test_file_for_out(run: Run, screen: Screen, server: WireServer) -> None:
     run.wait_for_log("update unzipped to ")
     saw(run, screen, READY, log, ["out", UNTOUCHED])
     screen.press(TEXTS["en_US"].install)
-    saw(run, screen, 'box "Tavlopro Update": Couldn\'t copy updated files. Aborting! Error: STD ERROR: DATA/freshen/../out/',
+    saw(run, screen, 'box "Tavlopro Update": Couldn\'t copy updated files. Aborting! Error: STD ERROR: '
+                     "DATA/freshen/../out/",
         [*log, '[W] No unpacked package in "DATA/freshen/../out/"'], ["out", UNTOUCHED])
     confirm(screen)
     ends(run, screen)
@@ -320,8 +321,8 @@ def test_relocation_on_full_disk(run: Run, screen: Screen, server: WireServer) -
     """Where the copy has no room a box tells that it cannot be started, and the log why."""
     run.home.updater_data.mkdir(parents=True)
     start_installed(run, screen, small_disk(run.home.updater_data, 128 * 1024))
-    saw(run, screen, 'box "Error starting Updater": We are sorry, but the Tavlopro update tool has an error. Perhaps it '
-                     "has insufficent rights. You can also try to re-install Tavlopro by downloading the…",
+    saw(run, screen, 'box "Error starting Updater": We are sorry, but the Tavlopro update tool has an error. Perhaps '
+                     "it has insufficent rights. You can also try to re-install Tavlopro by downloading the…",
         ['[W] Cannot copy "INSTALLATION/Freshen.exe" to "DATA/freshen/Freshen.exe" - "Failure to write block"',
          "[D] ERROR_FILE_NOT_FOUND Freshen.exe"])
     ends(run, screen, "OK")

@@ -79,8 +79,8 @@ DAMAGED = {
 @pytest.mark.parametrize("damage", DAMAGED)
 @pytest.mark.fault("package", "Damaged: {damage}")
 def test_damaged_package(run: Run, exits: ExitStack, screen: Screen, damage: str) -> None:
-    """What a damaged package holds is not installed: window and log tell the reader's code, and what was unpacked before
-    stays, with the package."""
+    """What a damaged package holds is not installed: window and log tell the reader's code, and what was unpacked
+    before stays, with the package."""
     content, reason, files = DAMAGED[damage]
     unpack(run, exits, screen, content)
     saw(run, screen, failed_unpacking(reason), unpacking_log(reason),

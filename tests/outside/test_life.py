@@ -437,8 +437,8 @@ def test_log_folder_read_only(run: Run, desktop: Desktop, folder: Path) -> None:
         screen.wait_for_rows(1)
         screen.keys("Home", "Return")
         wait_for(lambda: "Error unzipping" in run.output(), "the end of the download")
-        becomes(True, lambda: screen.status().startswith(TEXTS["en_US"].extraction_failed.format("unzip(): zip.open()")),
-                "status")
+        failed = TEXTS["en_US"].extraction_failed.format("unzip(): zip.open()")
+        becomes(True, lambda: screen.status().startswith(failed), "status")
         same(False, screen.button().can_be_pressed, "the button can be pressed")
         note(run, screen)
     same(False, run.home.debug_log.exists(), "there is a log")

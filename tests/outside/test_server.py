@@ -244,7 +244,7 @@ def test_error_instead_of_version_file(run: Run, screen: Screen, nginx: Callable
     run.write_settings(port2=server.port)
     run.start(mode, desktop=screen.desktop)
     connection_failed(run, screen, f"Error transferring http://127.0.0.1:{server.port}{offers.DESCRIPTION_PATH} - "
-                                    f"server replied: {reason}")
+                                   f"server replied: {reason}")
     same([(FILE_LINE, status)], [(request.request, request.status) for request in server.served()], "requests")
 
 

@@ -235,8 +235,8 @@ def beneath_top(model: Model) -> Model:
 @pytest.mark.parametrize("package", PACKAGES.values(), ids=PACKAGES)
 @pytest.mark.parametrize("old", INSTALLATIONS.values(), ids=INSTALLATIONS)
 def test_upgrade(run: Run, desktop: Desktop, ground: Path, old: Installation, package: Package) -> None:
-    """After an agreed cleaning the installation is the package plus the files to keep at its top and what is hidden, and
-    folders behind its links are emptied; everything else beside it is untouched."""
+    """After an agreed cleaning the installation is the package plus the files to keep at its top and what is hidden,
+    and folders behind its links are emptied; everything else beside it is untouched."""
     old, package = old.on(run), package.on(run)
     seen = upgrade(run, desktop, ground, old, package, "OK")
     cleaned = foldermodel.after_cleaning(old.world(), TOP, {*old.kept, "logo.png"})

@@ -19,7 +19,7 @@ from harness.waiting import wait_for
 from rig import texts as words
 from rig.catalogue import listed, offered, version
 from rig.evidence import becomes, same
-from rig.opening import choose, download, make_ready, open_list, open_window
+from rig.opening import choose, download, make_ready, open_window
 from rig.run import Run
 from rig.screen import Button, Screen
 from rig.texts import LANGUAGES, TEXTS

@@ -17,9 +17,10 @@ from driver import WindowsRun, WindowsScreen
 from harness.waiting import NotYet
 from harness.wine import Wine
 from rig.certificates import Authority
-from rig.fixtures import exits, folder, views  # noqa: F401
 from rig.servers import Nginx
 from stage import LOOKS, VERSIONS, Build, Look, Stage, application, old_installation, serving
+
+pytest_plugins = ["rig.fixtures"]
 
 _BUILD = Path(os.environ["FRESHEN_WINDOWS_BUILD"])
 _SCREEN = (1600, 1200)

@@ -1,5 +1,5 @@
-"""The roads that end early, and what every page and box looks like: in both languages, at several densities. Each with its
-box or label, the last lines of the debug log, and what survives."""
+"""The updates that end early, and what every page and box looks like: in both languages, at several densities. Each
+with its box or label, the last lines of the debug log, and what survives."""
 
 from __future__ import annotations
 

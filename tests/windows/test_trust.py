@@ -12,7 +12,7 @@ import pytest
 from harness import trees
 from rig.servers import Nginx
 from stage import NEW, TITLE, Stage, application, plain
-from test_failures import agree_to_clean, cleaned, start_installation, start_relocated
+from test_failures import agree_to_clean, cleaned, start_installation
 
 _ENVIRONMENT = r"HKEY_CURRENT_USER\Environment"
 _INTERPRETER = r"HKEY_CURRENT_USER\Software\Microsoft\Command Processor"
@@ -43,7 +43,8 @@ def test_libraries_come_from_its_own_folder(stage: Stage, elsewhere: Path, serve
     stage.reports.place_plugin(elsewhere)
     shutil.copytree(stage.copy.parent / "platforms", elsewhere / "platforms")
     # Wine passes variables of Qt on only if they are written so.
-    foreign = {f"WINEQT_{name}": str(stage.wine.path(elsewhere)) for name in ("PLUGIN_PATH", "QPA_PLATFORM_PLUGIN_PATH")}
+    foreign = {f"WINEQT_{name}": str(stage.wine.path(elsewhere))
+               for name in ("PLUGIN_PATH", "QPA_PLATFORM_PLUGIN_PATH")}
     output = stage.wine.folder / "loaded.txt"
     stage.wine.start(stage.copy, "neither", output=output,
                      variables={"WINEDEBUG": "+loaddll", **stage.reports.environment(stage.wine), **foreign})

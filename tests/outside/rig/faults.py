@@ -35,13 +35,15 @@ _MOST_FILES = 3
 _OWN_FILES = ("debug_update.log", "freshen", "settings.ini")
 # Messages of the level debug that tell of a failure.
 _TELLING = re.compile(r'WARNING|ERROR_|\bError |Connection failed|No Version found|Testpath:|cant find file'
-                      r'|explorer not found|success: false|download aborted|"STD ERROR:\\n[^"]|[1-9] NormalExit|CrashExit')
+                      r'|explorer not found|success: false|download aborted|"STD ERROR:\\n[^"]|[1-9] NormalExit'
+                      r'|CrashExit')
 # The display's own complaints.
 _NOISE = re.compile(r"QXcbConnection|This plugin does not support ")
 
 
 def serving(exits: ExitStack, run: Run, installed: Mapping[str, Entry]) -> WireServer:
-    """A server that offers one version with its package, for a run with these files installed, whose settings name it."""
+    """A server that offers one version with its package, for a run with these files installed whose settings name
+    it."""
     server = exits.enter_context(WireServer({offers.DESCRIPTION_PATH: Answer(offers.description(offers.CHOSEN)),
                                              offers.PACKAGE_PATH: Answer(offers.package(run.program))}))
     run.write_settings(port2=server.port)
@@ -99,7 +101,8 @@ def told(run: Run, screen: Screen) -> str:
     """What the updater tells the user: a box, or else what the page says."""
     boxes = screen.boxes()
     if boxes:
-        return "; ".join(f'box "{box.title}": {_short(_anonymous(run, box.text.partition(_ADVICE)[0]))}' for box in boxes)
+        return "; ".join(f'box "{box.title}": {_short(_anonymous(run, box.text.partition(_ADVICE)[0]))}'
+                         for box in boxes)
     if not screen.is_open():
         # A window that is busy cannot be read either.
         return "nothing so far" if run.processes() else ENDED

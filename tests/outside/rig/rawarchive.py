@@ -42,7 +42,9 @@ class Entry:
         if self.method == DEFLATED:
             packer = zlib.compressobj(9, zlib.DEFLATED, -15)
             data = packer.compress(data) + packer.flush()
-        return _encrypted(bytes(11) + bytes([zlib.crc32(self.content) >> 24]) + data) if self.flags & ENCRYPTED else data
+        if not self.flags & ENCRYPTED:
+            return data
+        return _encrypted(bytes(11) + bytes([zlib.crc32(self.content) >> 24]) + data)
 
 
 def _encrypted(data: bytes) -> bytes:

@@ -67,9 +67,10 @@ TEXTS = {
         clean="We need to clean the old version first. Do you agree to delete all contents in:\n\n{} ",
         not_copied="Couldn't copy updated files. Aborting!\n\nError:\n{}",
         connection_title="Connection Failed",
-        connection="Connection to server could not be established:\n\n\"{}\"\n\nPlease make sure that...\nYour internet "
-                   "connection is up and running.\nYou made the right proxy settings in Tavlopro's login window "
-                   "(restart Tavlopro and answer \"No\" to the update question, then click on \"Proxy settings\").",
+        connection="Connection to server could not be established:\n\n\"{}\"\n\nPlease make sure that...\nYour "
+                   "internet connection is up and running.\nYou made the right proxy settings in Tavlopro's login "
+                   "window (restart Tavlopro and answer \"No\" to the update question, then click on \"Proxy "
+                   "settings\").",
         update_failed="Update Failed",
         start_failed="Error starting Updater",
         no="No",
@@ -116,8 +117,8 @@ LANGUAGES = tuple(TEXTS)
 CHECKING = "Checking for Tavlopro Software Update..."
 READ_ERROR = "Error reading version description file:\n{}"
 COPY_ERROR = "Error copying update!\n\n{}"
-START_ERROR = ("We are sorry, but the Tavlopro update tool has an error.\nPerhaps it has insufficent rights.\nYou can also "
-               f"try to re-install Tavlopro by downloading the current version from:\n{DOWNLOAD_PAGE}")
+START_ERROR = ("We are sorry, but the Tavlopro update tool has an error.\nPerhaps it has insufficent rights.\nYou can "
+               f"also try to re-install Tavlopro by downloading the current version from:\n{DOWNLOAD_PAGE}")
 RUNNING_TITLE = "Tavlopro Updater Precheck"
 RUNNING = ("Ihre Tavlopro-Anwendung läuft noch.\nBitte schließen Sie diese erst, um mit der Installation fortfahren zu "
            "können.")

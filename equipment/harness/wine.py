@@ -27,6 +27,9 @@ _OVERRIDES = "mscoree,mshtml=;winemenubuilder.exe=d;xcopy.exe=n,b"
 
 _FONT = "Liberation Sans"
 
+# How often a Windows that was not complete is installed again.
+_INSTALLATIONS = 3
+
 # Where Wine keeps the attributes of a file that this machine's file systems have not, and "hidden" among them.
 _ATTRIBUTES, _HIDDEN = "user.DOSATTRIB", b"0x2"
 
@@ -67,7 +70,7 @@ class Wine:
         """Installs it, with the same look everywhere."""
         self.folder.mkdir(parents=True, exist_ok=True)
         (self.folder / "home").mkdir()
-        self.run("wineboot.exe", "--init", seconds=180)
+        self._install()
         # Wine points the user's folders at the home of the one who calls it.
         for path in self.profile.iterdir():
             if path.is_symlink():
@@ -76,6 +79,21 @@ class Wine:
         self.set_registry(_LOOK)
         self.set_windows(WINDOWS_10)
         self.stop()
+
+    def _install(self) -> None:
+        """Makes the prefix. The program that does so ends before all of it is there: what still works on it is waited
+        for, and what it should have made is looked for, since a tool that is missing fails in ways of its own."""
+        tools = [self.drive / "windows" / name for name in
+                 ("regedit.exe", "explorer.exe", "system32/cmd.exe", "system32/reg.exe", "system32/winecfg.exe",
+                  "system32/xcopy.exe")]
+        for _ in range(_INSTALLATIONS):
+            self.run("wineboot.exe", "--init", seconds=180)
+            subprocess.run(["wineserver", "--wait"], env=self.environment(), stdin=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=180)
+            missing = [str(tool) for tool in tools if not tool.exists()]
+            if not missing and (self.prefix / "user.reg").exists():
+                return
+        raise OSError(f"the Windows in {self.prefix} is not complete: {missing}")
 
     def clone(self, folder: Path) -> Wine:
         """Another one like this, which must not be running, in a folder on the same file system. The files of Windows

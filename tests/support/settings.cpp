@@ -1,9 +1,11 @@
 #include "support/settings.h"
 
 #include <QDir>
+#include <QFile>
 #include <QOperatingSystemVersion>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 
 namespace {
 
@@ -22,15 +24,29 @@ void write(const char *application, const char *key, const QVariant &value)
         qFatal("Cannot write the setting %s", key);
 }
 
+/// A home for a test that nobody gave one. The system looks for it in the environment each time.
+void makePrivateHome()
+{
+    static const QTemporaryDir home;
+    const QByteArray path = QFile::encodeName(home.path());
+    qputenv("FRESHEN_TEST_HOME", path);
+    qputenv("HOME", path);
+    for (const char *folder : {"CONFIG", "DATA", "CACHE"})
+        qputenv(("XDG_" + QByteArray(folder) + "_HOME").constData(), path + '/' + QByteArray(folder).toLower());
+}
+
 } // namespace
 
 void requirePrivateHome()
 {
+    const bool isWindows = QOperatingSystemVersion::currentType() == QOperatingSystemVersion::Windows;
+    if (!isWindows && !qEnvironmentVariableIsSet("FRESHEN_TEST_HOME"))
+        makePrivateHome();
     const QString home = QDir::cleanPath(qEnvironmentVariable("FRESHEN_TEST_HOME"));
     if (home.isEmpty() || home == QLatin1String("."))
         qFatal("FRESHEN_TEST_HOME does not name a home for this test. Run the test through ctest.");
     // On Windows the settings are in the registry, and whoever sets the variable vouches for it being a private one.
-    if (QOperatingSystemVersion::currentType() == QOperatingSystemVersion::Windows)
+    if (isWindows)
         return;
     for (const QString &folder :
          {QDir::homePath(), QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation),

@@ -2,7 +2,7 @@
 #
 # The SDK's folder is taken from the cache variable FRESHEN_WINDOWS_SDK, else from the environment variable of that
 # name, else it is where scripts/windows-sdk puts it. moc, rcc and uic for this machine are part of the SDK and found
-# through its CMake packages. lrelease and lupdate are this machine's: find_program(... PATHS /usr/lib/qt5/bin) finds
+# through its CMake packages. lrelease and lupdate are this machine's: find_program(... HINTS /usr/lib/qt5/bin) finds
 # them, while find_package(Qt5LinguistTools) would look inside the SDK.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)

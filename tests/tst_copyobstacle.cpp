@@ -12,8 +12,12 @@ int longestPath = 0;
 
 } // namespace
 
-/// Takes the place of the program's when it is linked.
+// They take the place of the program's when they are linked.
 int freshen::longestCopyPath()
+{
+    return longestPath;
+}
+int freshen::longestCopyFolder()
 {
     return longestPath;
 }

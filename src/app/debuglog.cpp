@@ -61,8 +61,10 @@ void writeDebugLog(QtMsgType type, const QMessageLogContext &context, const QStr
         return;
     if (!logFile->isOpen() && !logFile->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text))
         return;
-    beginAppend(*logFile);
+    const bool isAtEnd = beginAppend(*logFile);
     const auto end = qScopeGuard([] { endAppend(*logFile); });
+    if (!isAtEnd)
+        return;
     // One stream for each message: the line is in the file when the stream is gone.
     QTextStream stream(logFile);
     stream.setCodec("UTF-8");

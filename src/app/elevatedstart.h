@@ -28,7 +28,7 @@ struct StartResult
 /// Asks the system to start the program \a file with elevated privileges and the argument \a argument. \a file is a
 /// bare name in \a workingFolder. The started program may take the foreground.
 ///
-/// A user who refuses the system's question for consent is the reason of a failure, too.
+/// A start also fails where the user refuses the consent prompt.
 [[nodiscard]] StartResult startElevated(const QString &file, const QString &argument, const QString &workingFolder);
 
 } // namespace freshen

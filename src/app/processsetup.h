@@ -10,7 +10,8 @@ namespace freshen {
 void ignoreForeignPlugins();
 
 /// Takes the current folder and the folders of PATH out of the places that libraries are loaded from. The updater's own
-/// folder and the system's are left. Does nothing where the system has no such setting.
+/// folder and the system's are left. Windows 7 without its updates cannot leave out PATH; other systems know no such
+/// places.
 void ignoreForeignLibraries();
 
 /// Has Qt convert texts in the process's 8-bit code page by its own codec where that page is UTF-8, since the calls of

@@ -10,7 +10,8 @@ namespace freshen {
 
 namespace {
 
-constexpr int attempts = 1000;
+/// How long a line waits for that of another process. One that takes longer stands still.
+constexpr ULONGLONG longestWaitMs = 2000;
 constexpr DWORD pauseMs = 1;
 
 HANDLE handleOf(const QFile &file)
@@ -28,23 +29,26 @@ OVERLAPPED lockedPlace()
 
 void lock(HANDLE file)
 {
-    for (int attempt = 0; attempt < attempts; ++attempt) {
+    // After one wait in vain the next lines do not wait again.
+    static bool isWaitedFor = true;
+    const ULONGLONG end = GetTickCount64() + (isWaitedFor ? longestWaitMs : 0);
+    do {
         OVERLAPPED place = lockedPlace();
+        isWaitedFor = LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place);
         // A file system without locks answers otherwise, at once.
-        if (LockFileEx(file, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) ||
-            GetLastError() != ERROR_LOCK_VIOLATION)
+        if (isWaitedFor || GetLastError() != ERROR_LOCK_VIOLATION)
             return;
         Sleep(pauseMs);
-    }
+    } while (GetTickCount64() < end);
 }
 
 } // namespace
 
-void beginAppend(QFile &file)
+bool beginAppend(QFile &file)
 {
     lock(handleOf(file));
     // Qt looks for the end of a file when it opens it, and never again.
-    file.seek(file.size());
+    return file.seek(file.size());
 }
 
 void endAppend(QFile &file)

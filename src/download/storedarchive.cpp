@@ -24,9 +24,9 @@ bool StoredArchive::open(OpenMode mode)
     if (mode != ReadOnly || !m_file.open(ReadOnly | Unbuffered))
         return false;
     const QByteArray begin = m_file.read(packageLengthSize + qstrlen(endRecord));
-    // An archive without entries is nothing but its end record, which the reader does not find at the very start.
     // The length has 32 bits: it says of a package from 4 GiB on what they hold of it.
     const auto length = static_cast<quint32>(m_file.size() - packageLengthSize);
+    // An archive without entries is nothing but its end record, which the reader does not find at the very start.
     const bool hasLength = begin.size() > packageLengthSize && !begin.endsWith(endRecord) &&
                            qFromBigEndian<quint32>(begin.constData()) == length;
     m_start = hasLength ? packageLengthSize : 0;

@@ -8,7 +8,8 @@ namespace freshen {
 
 namespace {
 
-/// The page that the system's language comes with. The process's own is UTF-8, as its manifest says.
+/// The page that the system's language comes with. The process's own is UTF-8 from Windows 10 1903 on, as its
+/// manifest says.
 UINT systemCodePage()
 {
     DWORD page = CP_ACP;

@@ -15,8 +15,11 @@ enum class BatchShell {
 /// The shell that startBatch() starts on this system.
 [[nodiscard]] BatchShell batchShell();
 
-/// Number of characters in the longest path that the copying program of this system takes.
+/// Length of the longest path of a file that the copying program of this system takes, in UTF-16 units.
 [[nodiscard]] int longestCopyPath();
+
+/// Length of the longest path of a folder that it can make.
+[[nodiscard]] int longestCopyFolder();
 
 /// Starts the batch file \a path in \a process, open for reading and writing. Shell and copying program are the
 /// system's own, whatever the environment, the current folder or the user's settings name. Whether the batch file could

@@ -14,8 +14,14 @@ BatchShell batchShell()
 
 int longestCopyPath()
 {
-    // The limit counts the zero at the end.
+    // The limit counts the zero at the end, and bytes: a path with many letters beyond ASCII ends sooner, with an
+    // error.
     return PATH_MAX - 1;
+}
+
+int longestCopyFolder()
+{
+    return longestCopyPath();
 }
 
 void startBatch(QProcess &process, const QString &path)

@@ -19,12 +19,20 @@ int longestCopyPath()
     return 254;
 }
 
+int longestCopyFolder()
+{
+    // Windows keeps room for a short file name in each folder that is made.
+    return 247;
+}
+
 void startBatch(QProcess &process, const QString &path)
 {
     const QString system = systemFolder();
+    if (system.isEmpty())
+        return;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // The batch file calls the copying program by its bare name: it is found in the system's folder, which is the
-    // current one and the first in PATH.
+    // The batch file calls the copying program by its bare name: it is found in the system's folder, the first in PATH.
+    // The current folder is not searched, and is the system's as well.
     environment.insert(QStringLiteral("PATH"), system + QLatin1Char(';') + environment.value(QStringLiteral("PATH")));
     environment.insert(QStringLiteral("NoDefaultCurrentDirectoryInExePath"), QStringLiteral("1"));
     // By way of a variable, since a per cent sign in a command line cannot be escaped.

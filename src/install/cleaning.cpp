@@ -42,6 +42,9 @@ public:
     bool enter(const QString &path)
     {
         const QByteArray identity = folderIdentity(path);
+        // What a link leads to may be gone.
+        if (identity.isEmpty())
+            return true;
         const bool isNew = !m_identities.contains(identity);
         m_identities.insert(identity);
         return isNew;

@@ -5,8 +5,8 @@
 ///
 /// Files to keep are those that lie directly in the folder under one of these bare names, compared case-sensitively.
 /// The list does not hold in subfolders; each of them is removed whatever it contains. A link or junction to a folder
-/// is followed unless it leads back; a shortcut is a file. Hidden files are left alone, so the folders that hold one
-/// stay.
+/// is followed unless it leads back; a shortcut is a file. Hidden files are left alone (of a shortcut, what it leads to
+/// decides), so the folders that hold one stay.
 
 #include <QString>
 #include <QStringList>

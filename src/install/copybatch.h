@@ -41,7 +41,8 @@ struct CopyResult
 {
     /// The batch ended within the time allowed, without a crash and with exit code 0.
     bool succeeded = false;
-    /// What the interpreter ended with; 0 where it did not run to its end.
+    /// What the interpreter ended with; 0 where it did not end in time or was never started, and what Qt tells where it
+    /// crashed or could not be started.
     int exitCode = 0;
     /// What the copy wrote to its standard error, read in the process's 8-bit code page and under standardErrorHeading.
     QString errorText;

@@ -5,9 +5,6 @@
 
 #include <QDir>
 #include <QDirIterator>
-#include <QStorageInfo>
-
-#include <algorithm>
 
 namespace freshen {
 
@@ -33,7 +30,7 @@ std::optional<QString> tooLongPath(const QString &source, const QString &destina
         const QString inside = QLatin1Char('/') + QDir(source).relativeFilePath(entry.absoluteFilePath());
         for (const QString &folder : {source, destination}) {
             const QString path = folder + inside;
-            if (path.size() > longestCopyPath())
+            if (path.size() > (entry.isDir() ? longestCopyFolder() : longestCopyPath()))
                 return QDir::toNativeSeparators(path);
         }
     }
@@ -44,21 +41,16 @@ qint64 neededBytes(const QFileInfoList &entries, qint64 blockSize)
 {
     qint64 bytes = 0;
     for (const QFileInfo &entry : entries) {
-        if (entry.isFile())
+        // Qt tells the size of what a shortcut leads to; the shortcut itself is small.
+        if (entry.isShortcut())
+            bytes += blockSize;
+        else if (entry.isFile())
             bytes += inBlocks(entry.size(), blockSize);
     }
     return bytes;
 }
 
 } // namespace
-
-std::optional<DiskSpace> DiskSpace::at(const QString &folder)
-{
-    const QStorageInfo storage(folder);
-    if (!storage.isValid() || storage.bytesAvailable() < 0)
-        return std::nullopt;
-    return DiskSpace{storage.bytesAvailable(), std::max(storage.blockSize(), 1)};
-}
 
 std::optional<QString> copyObstacle(const QString &source, const QString &destination, const QStringList &filesToKeep,
                                     const std::optional<DiskSpace> &space)

@@ -15,16 +15,19 @@ template <typename Remove>
 bool removeReadOnly(const QString &path, Remove remove)
 {
     const QFileInfo entry(path);
-    // The permissions of a link are those of what it leads to. Of a shortcut Qt tells such, but sets its own.
+    // The permissions of a link are those of what it leads to. Of a shortcut, too, Qt reads those, but it sets the
+    // shortcut's own.
     if (entry.isSymbolicLink() || entry.isJunction() ||
-        (!entry.isShortcut() && (entry.permissions() & QFile::WriteUser) != 0))
+        (!entry.isShortcut() && (entry.permissions() & QFile::WriteOwner) != 0))
         return false;
     const QFile::Permissions permissions = entry.permissions();
     if (!QFile::setPermissions(path, permissions | QFile::WriteOwner | QFile::WriteUser))
         return false;
     if (remove())
         return true;
-    QFile::setPermissions(path, permissions);
+    // A shortcut that stays is left writable: what it was cannot be told.
+    if (!entry.isShortcut())
+        QFile::setPermissions(path, permissions);
     return false;
 }
 

@@ -126,7 +126,8 @@ std::optional<QString> MainWindow::readVersionFileOrReport(QNetworkReply &reply)
            "<ul><li>Your internet connection is up and running.<li>You made the right proxy settings in Tavlopro's "
            "login window (restart Tavlopro and answer \"No\" to the update question, then click on \"Proxy "
            "settings\").</ul>")
-            .arg(reply.errorString()));
+            // The server's own words may be in it; the text around them is rich text.
+            .arg(reply.errorString().toHtmlEscaped()));
     close();
     return std::nullopt;
 }

@@ -82,7 +82,7 @@ void MainWindow::copyUpdate(const QString &source, const QString &destination)
 {
     const CopyBatch batch = CopyBatch::in(QCoreApplication::applicationDirPath());
     const bool isWritten = writeBatchFile(batch.path, copyCommand(source, destination, batchShell()));
-    // The window cannot be drawn while it waits for the copy; so it shows by now what is going on.
+    // The window cannot be drawn while it waits for the copy, so let it be drawn first.
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     // Half a command would copy nothing, or something else, and might even say that it went well.
     const CopyResult result = isWritten ? runCopyBatch(batch) : CopyResult();

@@ -47,7 +47,7 @@ enum class PortInAddress {
 [[nodiscard]] QString packageAddress(const UpdateServer &server, const QString &packageName, PortInAddress portRule);
 
 /// The request for \a address. Redirects are followed unless they lead from https to http. An
-/// address that is none, as with a port above 65535, is logged; its request fails. \a versionMain and
+/// invalid address, for example with a port above 65535, is logged and its request fails. \a versionMain and
 /// \a versionMinor, the installed application's version, go into the "User-Agent" header (RFC 9110, 10.1.5).
 [[nodiscard]] QNetworkRequest updateRequest(const QString &address, const QString &versionMain,
                                             const QString &versionMinor);

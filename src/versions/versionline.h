@@ -61,15 +61,15 @@ inline const QLatin1String testType("Test");
 /// Splits a line into its columns; empty columns are kept.
 [[nodiscard]] VersionRow splitColumns(const QString &line);
 
-/// The decimal integer \a text, where it is one too large or too small for 32 bits the largest or smallest there is; 0
-/// where it is none.
+/// The decimal integer \a text. One beyond 32 bits counts as the largest or smallest there is, text that is no number
+/// as 0.
 [[nodiscard]] qint32 toNumber(const QString &text);
 
 /// The revision of \a row, or nothing where the version has other than three parts or its third part is no decimal
 /// number; the log then says which.
 [[nodiscard]] std::optional<qint32> readRevision(const VersionRow &row);
 
-/// Whether this updater may install \a row, which has the column for the minimum revision. Read by
+/// Whether this updater may install \a row, which has the column for the minimum revision. The column is read by
 /// toNumber(). A refusal is logged with \a revision, the row's own.
 [[nodiscard]] bool allowsThisUpdater(const VersionRow &row, qint32 revision);
 

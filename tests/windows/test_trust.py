@@ -38,10 +38,15 @@ def started(stage: Stage) -> list[str]:
 
 def test_libraries_come_from_its_own_folder(stage: Stage, elsewhere: Path, server: Nginx) -> None:
     """The libraries and plug-ins of the package are loaded from the folder that the program runs from, all others from
-    Windows' own folder; those that lie where the user's environment leads are not."""
+    Windows' own folder; those are not that lie where the user's environment leads, or a file beside the program, or in
+    the folder above where that looks like an installation of Qt."""
     stage.relocate()
     stage.reports.place_plugin(elsewhere)
     shutil.copytree(stage.copy.parent / "platforms", elsewhere / "platforms")
+    shutil.copytree(stage.copy.parent / "platforms", stage.data / "plugins" / "platforms")
+    (stage.data / "lib").mkdir()
+    (stage.data / "lib" / "libQt5Core.a").touch()
+    (stage.copy.parent / "qt.conf").write_text(f"[Paths]\nPlugins={stage.wine.path(elsewhere).as_posix()}\n")
     # Wine passes variables of Qt on only if they are written so.
     foreign = {f"WINEQT_{name}": str(stage.wine.path(elsewhere))
                for name in ("PLUGIN_PATH", "QPA_PLATFORM_PLUGIN_PATH")}

@@ -16,7 +16,6 @@
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
-#include <QTranslator>
 #include <QTreeWidget>
 
 #include <array>
@@ -86,6 +85,29 @@ Catalogue::Catalogue(const QString &language) : m_translator(std::make_unique<QT
 }
 
 Catalogue::~Catalogue() = default;
+
+MarkedTexts::MarkedTexts()
+{
+    QCoreApplication::installTranslator(this);
+}
+
+QString MarkedTexts::of(const QString &sourceText)
+{
+    return QLatin1Char('*') + sourceText;
+}
+
+bool MarkedTexts::isEmpty() const
+{
+    return false;
+}
+
+QString MarkedTexts::translate(const char *context, const char *sourceText, const char *disambiguation, int n) const
+{
+    Q_UNUSED(context)
+    Q_UNUSED(disambiguation)
+    Q_UNUSED(n)
+    return of(QString::fromUtf8(sourceText));
+}
 
 TestWindow::TestWindow()
 {

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QTranslator>
 #include <QVector>
 
 #include <functional>
@@ -20,7 +21,6 @@ class QProgressBar;
 class QPushButton;
 class QStackedWidget;
 class QTextEdit;
-class QTranslator;
 class QTreeWidget;
 
 /// What the tests of the window have in common: the window with its members open, the system around it, and the ways to
@@ -63,6 +63,21 @@ public:
 
 private:
     std::unique_ptr<QTranslator> m_translator;
+};
+
+/// Marks every text that the program has translated, as long as it lives, and so tells it from one that is shown as it
+/// stands in the source.
+class MarkedTexts : public QTranslator
+{
+public:
+    MarkedTexts();
+
+    /// What becomes of \a sourceText.
+    [[nodiscard]] static QString of(const QString &sourceText);
+
+    [[nodiscard]] bool isEmpty() const override;
+    [[nodiscard]] QString translate(const char *context, const char *sourceText, const char *disambiguation,
+                                    int n) const override;
 };
 
 /// The main window, its members open to the tests. Its folder "parentDir" is a temporary one that is its own.

@@ -86,8 +86,9 @@ void CopyObstacleTest::space()
     writeFile(file("new/a"), QByteArray(1000, 'x'));
     writeFile(file("new/sub/b"), "x");
     writeFile(file("old/a"), QByteArray(600, 'x'));
-    writeFile(file("old/sub/b"), QByteArray(100, 'x'));
     writeFile(file("old/settings.ini"), QByteArray(5000, 'x'));
+    // Kept only at the top.
+    writeFile(file("old/sub/settings.ini"), QByteArray(100, 'x'));
     // Hidden files are neither copied nor removed.
     writeFile(file("new/.hidden"), QByteArray(9000, 'x'));
     writeFile(file("old/.hidden"), QByteArray(9000, 'x'));

@@ -287,11 +287,11 @@ void MainWindowDiscoveryTest::credentialsAreOfferedEveryOtherTime()
     writeSetting("config/proxy/data/type", 2);
     writeSetting("config/proxy/data/username", QStringLiteral("user"));
     writeSetting("config/proxy/data/password", QStringLiteral("secret"));
-    TestWindow window;
     const QNetworkProxy another(QNetworkProxy::HttpProxy, QStringLiteral("other.example"), 1, QStringLiteral("nobody"),
                                 QStringLiteral("nothing"));
-    // An even number of requests leaves the turn as it was before, for the whole process.
+    // An even number of requests leaves the turn as it was before, for the whole process, whichever window it is.
     for (int request = 1; request <= 6; ++request) {
+        TestWindow window;
         QAuthenticator authenticator;
         window.authenticateProxy(another, &authenticator);
         const bool isOffered = request % 2 == 1;

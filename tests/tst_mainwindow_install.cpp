@@ -48,6 +48,7 @@ private slots:
     void handOverIsCleaned();
     void unpackedPackageIsRemoved();
     void logTellsTheInstallation();
+    void windowIsDrawnBeforeTheCopy();
     void secondPressDoesNothing();
     void processErrorsAreNamed_data();
     void processErrorsAreNamed();
@@ -341,6 +342,25 @@ void MainWindowInstallTest::logTellsTheInstallation()
     QCOMPARE(log.join(QLatin1Char('\n')),
              pattern.arg(destination(), logged(QLatin1Char('"') + batchFile() + QLatin1Char('"')), out, logged(command),
                          logged(QDir::toNativeSeparators(out))));
+}
+
+/// Events are handled once more when all is ready for the copy, which nothing interrupts.
+void MainWindowInstallTest::windowIsDrawnBeforeTheCopy()
+{
+    DialogDriver dialogs;
+    dialogs.expectAndClick(QMessageBox::No);
+    TestWindow window;
+    unpack(window);
+    bool isDrawnBefore = false;
+    QTimer atEachChance;
+    connect(&atEachChance, &QTimer::timeout, &window, [this, &isDrawnBefore] {
+        if (QFile::exists(batchFile()) && !tools->isCalled(QStringLiteral("xcopy.exe")))
+            isDrawnBefore = true;
+    });
+    atEachChance.start(0);
+    QVERIFY(quitsAfter([&window] { click(window.multiButton()); }));
+    QVERIFY(isDrawnBefore);
+    QVERIFY(tools->isCalled(QStringLiteral("xcopy.exe")));
 }
 
 void MainWindowInstallTest::secondPressDoesNothing()

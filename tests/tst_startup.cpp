@@ -247,16 +247,16 @@ void StartupTest::languageDecidesTheCatalogue_data()
     QTest::addColumn<QStringList>("logStart");
     QTest::addColumn<QByteArray>("text");
     QTest::newRow("en_US is English") << "en_US" << QStringList{QStringLiteral("language code is \"en\"")}
-                                      << QByteArray("group: Versions\n");
+                                      << QByteArray("group: Versions\nbutton: Cancel\n");
     QTest::newRow("de_DE is German") << "de_DE" << QStringList{QStringLiteral("language code is \"de\"")}
-                                     << QByteArray("group: Versionen\n");
+                                     << QByteArray("group: Versionen\nbutton: Abbrechen\n");
     QTest::newRow("de_AT is German") << "de_AT" << QStringList{QStringLiteral("language code is \"de\"")}
-                                     << QByteArray("group: Versionen\n");
+                                     << QByteArray("group: Versionen\nbutton: Abbrechen\n");
     QTest::newRow("fr_FR falls back to German")
         << "fr_FR"
         << QStringList{QStringLiteral("language code is \"fr\""),
                        QStringLiteral("ERROR: cannot load translation resource for \"fr\"")}
-        << QByteArray("group: Versionen\n");
+        << QByteArray("group: Versionen\nbutton: Abbrechen\n");
 }
 
 void StartupTest::languageDecidesTheCatalogue()

@@ -296,7 +296,10 @@ void VersionDescriptionTest::testBuildsAreAskedForEachLine()
     MessageCatcher catcher;
     int asked = 0;
     const auto onlyTheSecond = [&asked] { return ++asked == 2; };
-    const VersionDescription description = readVersionDescription("26.05.7300|Test|0|d|i|0|6.1\n"
+    // With fewer columns, the type is unknown, and nobody is asked.
+    const VersionDescription description = readVersionDescription("26.05.7600|Test|0|d|i\n"
+                                                                  "26.05.7500|Test|0|d|i|0\n"
+                                                                  "26.05.7300|Test|0|d|i|0|6.1\n"
                                                                   "26.05.7200|Test|0|d|i|0|6.1\n"
                                                                   "26.05.7250|Beta|0|d|i|0|99.0\n"
                                                                   "26.05.7400|Test|0|d|i|0|99.0\n",
@@ -304,7 +307,7 @@ void VersionDescriptionTest::testBuildsAreAskedForEachLine()
     QCOMPARE(asked, 3);
     QCOMPARE(description.maxima.newestBeta, 7200);
     QCOMPARE(description.maxima.newestUnsupportedBeta, 7250);
-    QCOMPARE(description.versions.keys(), (QList<qint32>{7200, 7300}));
+    QCOMPARE(description.versions.keys(), (QList<qint32>{7200, 7300, 7500, 7600}));
     QCOMPARE(catcher.debugLines().filter("test build"),
              (QStringList{"WARNING: ignoring test build 7300", "WARNING: ignoring test build 7400"}));
 }

@@ -1,10 +1,11 @@
 // Linked with the program's own main(): tells on standard output what the window looks like once it is shown, one
 // "name: value" a line, and quits. What a window shows cannot be seen from outside without a display.
 
-#include <QAbstractButton>
 #include <QApplication>
+#include <QDialogButtonBox>
 #include <QGroupBox>
 #include <QMainWindow>
+#include <QPushButton>
 #include <QTimer>
 #include <QTranslator>
 
@@ -23,6 +24,7 @@ void tellAbout(const QMainWindow &window)
     tell("fixed size hint", QVariant(window.windowFlags().testFlag(Qt::MSWindowsFixedSizeDialogHint)).toString());
     tell("scale", QString::number(window.devicePixelRatioF()));
     tell("group", window.findChild<QGroupBox *>()->title());
+    tell("button", QDialogButtonBox(QDialogButtonBox::Cancel).button(QDialogButtonBox::Cancel)->text());
     tell("organization", QCoreApplication::organizationName());
     tell("application", QCoreApplication::applicationName());
     static_cast<void>(std::fflush(stdout));

@@ -3,7 +3,6 @@
 #include "support/messagecatcher.h"
 #include "support/platform.h"
 
-#include <QTextCodec>
 #include <QtTest>
 
 using namespace freshen;
@@ -17,7 +16,6 @@ class CopyBatchTest : public QObject
 
 private slots:
     void init();
-    void cleanup();
     void pathAndCommand();
     void line_data();
     void line();
@@ -46,19 +44,12 @@ private:
     }
 
     std::unique_ptr<QTemporaryDir> m_folder;
-    QTextCodec *m_codec = nullptr;
 };
 
 void CopyBatchTest::init()
 {
     m_folder = std::make_unique<QTemporaryDir>();
     QVERIFY(QDir(m_folder->path()).mkdir("data folder"));
-    m_codec = QTextCodec::codecForLocale();
-}
-
-void CopyBatchTest::cleanup()
-{
-    QTextCodec::setCodecForLocale(m_codec);
 }
 
 void CopyBatchTest::pathAndCommand()
@@ -117,7 +108,7 @@ void CopyBatchTest::batchFileReplacesAnOlderOne()
 
 void CopyBatchTest::batchFileIsInTheCodePage()
 {
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("windows-1252"));
+    const WesternCodePage codePage;
     QVERIFY(writeBatchFile(batch().path, "Prögramme ß"));
     QCOMPARE(readFile(batch().path), "Pr\xf6gramme \xdf" + lineEnd());
 }

@@ -1,5 +1,6 @@
 #include "app/debuglog.h"
 #include "support/files.h"
+#include "support/platform.h"
 
 #include <QtTest>
 
@@ -183,6 +184,7 @@ void DebugLogTest::lineBreaksAreWrittenAsTheyAre()
 
 void DebugLogTest::textIsUtf8()
 {
+    const WesternCodePage codePage;
     log(QString::fromUtf8("Zürich – 東京"));
     QVERIFY(readFile(path()).contains("  Zürich – 東京"));
 }

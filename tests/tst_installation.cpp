@@ -1,6 +1,7 @@
 #include "install/installation.h"
 #include "support/files.h"
 #include "support/messagecatcher.h"
+#include "support/platform.h"
 
 #include <QtTest>
 
@@ -47,6 +48,7 @@ void InstallationTest::handOver_data()
 void InstallationTest::handOver()
 {
     QFETCH(QByteArray, content);
+    const WesternCodePage codePage;
     const QString parentDir = m_folder->filePath("freshen/..");
     QVERIFY(QDir().mkpath(m_folder->filePath("freshen")));
     writeFile(m_folder->filePath("settings.ini"), content);

@@ -5,8 +5,8 @@
 #include "app/elevatedstart.h"
 #include "install/runningprocesses.h"
 #include "support/messagecatcher.h"
+#include "support/platform.h"
 
-#include <QTextCodec>
 #include <QtTest>
 
 #include <windows.h>
@@ -88,11 +88,8 @@ private slots:
 /// And the program that is started may come to the front.
 void WindowsCallsTest::userIsAskedForConsent()
 {
-    // Another code page than UTF-8.
-    QTextCodec *const codec = QTextCodec::codecForLocale();
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("windows-1252"));
+    const WesternCodePage codePage;
     const StartResult result = startElevated("Größe.exe", "menü", "C:\\Prögramme");
-    QTextCodec::setCodecForLocale(codec);
     QCOMPARE(result.code, 42);
     QCOMPARE(calls,
              (QStringList{"foreground for any", "execute 1 1 runas Gr%C3%B6%C3%9Fe.exe men%C3%BC C:\\Pr%C3%B6gramme"}));

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QOperatingSystemVersion>
 #include <QString>
+#include <QTextCodec>
 
 /// What differs between the systems that the tests run on.
 
@@ -20,6 +21,25 @@
 /// What this process was called with, as it came: on Windows the text of the whole command, elsewhere each argument
 /// after the program with a line feed.
 [[nodiscard]] QString callOfThisProcess();
+
+/// As long as it lives, Qt takes the 8-bit code page of this process for windows-1252, so that a text in it differs
+/// from one in UTF-8.
+class WesternCodePage
+{
+public:
+    WesternCodePage() : m_before(QTextCodec::codecForLocale())
+    {
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("windows-1252"));
+    }
+    ~WesternCodePage()
+    {
+        QTextCodec::setCodecForLocale(m_before);
+    }
+    Q_DISABLE_COPY(WesternCodePage)
+
+private:
+    QTextCodec *m_before;
+};
 
 /// As long as it lives, this process has the rights of an ordinary user, if it was root's. What was made before may be
 /// out of its reach.

@@ -300,10 +300,11 @@ void CleaningTest::emptyPath()
     makeFiles({"a"});
     const QString before = QDir::currentPath();
     QVERIFY(QDir::setCurrent(path()));
-    const MessageCatcher catcher;
+    MessageCatcher catcher;
     cleanFolder(QString(), false, {});
     QDir::setCurrent(before);
     QVERIFY(QFile::exists(path() + "/a"));
+    QCOMPARE(catcher.lines(), QStringList{"No folder to clean"});
 }
 
 QTEST_GUILESS_MAIN(CleaningTest)

@@ -78,6 +78,7 @@ private slots:
     void noVersionIsReported();
     void noVersionIsReportedInTheLanguage_data();
     void noVersionIsReportedInTheLanguage();
+    void noVersionCanBeReportedInAnyLanguage();
 
 private:
     /// Lets the server offer \a lines.
@@ -318,10 +319,16 @@ void MainWindowAutomaticTest::replyOfTheVersionFileIsDeleted()
     m_server->prepare("/update/Tavlopc/windows/Tavlopc26.05.7200STABLE.zip", HttpAnswer::held());
     const TestWindow window;
     QPointer<QNetworkReply> reply;
-    connect(networkAccessManager, &QNetworkAccessManager::finished, &window,
-            [&reply](QNetworkReply *finished) { reply = finished; });
+    bool isDeletedLater = false;
+    // The window takes away all connections of its own.
+    connect(networkAccessManager, &QNetworkAccessManager::finished, networkAccessManager,
+            [&reply, &isDeletedLater](QNetworkReply *finished) {
+                reply = finished;
+                connect(finished, &QObject::destroyed, networkAccessManager,
+                        [&isDeletedLater] { isDeletedLater = true; });
+            });
     QTRY_COMPARE(m_server->requests().size(), 2);
-    QTRY_VERIFY(reply.isNull());
+    QTRY_VERIFY(isDeletedLater);
     QVERIFY(window.downloadReply != nullptr);
 }
 
@@ -422,6 +429,20 @@ void MainWindowAutomaticTest::noVersionIsReportedInTheLanguage()
                                QMessageBox::Ok};
     QCOMPARE(dialogs.boxes().first(), expected);
     QTRY_VERIFY(!window.isVisible());
+}
+
+/// No catalogue holds the text, but one could.
+void MainWindowAutomaticTest::noVersionCanBeReportedInAnyLanguage()
+{
+    const MarkedTexts marked;
+    offer({stable(7000)});
+    DialogDriver dialogs;
+    dialogs.expectAndClick(QMessageBox::Ok);
+    const TestWindow window;
+    QTRY_COMPARE(dialogs.boxes().size(), 1);
+    const QString text = dialogs.boxes().first().text;
+    QVERIFY2(text.startsWith(MarkedTexts::of(QStringLiteral("Error reading version description file:\n"))),
+             qPrintable(text));
 }
 
 FRESHEN_WINDOW_TEST_MAIN(MainWindowAutomaticTest)

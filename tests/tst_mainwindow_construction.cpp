@@ -1,10 +1,13 @@
 // The window as it is constructed: its members, slots and connections, and what it reads from the application's
 // settings. The form itself is in tst_mainwindow_form.cpp.
 
+#include "support/platform.h"
 #include "support/settings.h"
 #include "support/windowtest.h"
+#include "versions/applicationsettings.h"
 
 #include <QCheckBox>
+#include <QDir>
 #include <QLabel>
 #include <QMetaMethod>
 #include <QNetworkAccessManager>
@@ -63,6 +66,7 @@ private slots:
     void missingMainVersionIsShown();
     void logoIsAlwaysKept_data();
     void logoIsAlwaysKept();
+    void listThatCannotBeWrittenIsLogged();
     void titleIsTheSameInEveryLanguage_data();
     void titleIsTheSameInEveryLanguage();
     void slotsStandInTheirOrder();
@@ -203,6 +207,25 @@ void MainWindowConstructionTest::logoIsAlwaysKept()
         writeSetting("Updater/filesToKeep", stored);
     const TestWindow window;
     QTEST(readSetting("Updater/filesToKeep").toStringList(), "expected");
+}
+
+void MainWindowConstructionTest::listThatCannotBeWrittenIsLogged()
+{
+    if (isWindows())
+        QSKIP("The settings are no file here.");
+    const QString file = applicationSettings().fileName();
+    const QString folder = QFileInfo(file).path();
+    QVERIFY(QDir().mkpath(folder));
+    const QFile::Permissions before = QFile::permissions(folder);
+    QVERIFY(QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner));
+    {
+        const OrdinaryUser user;
+        const TestWindow window;
+    }
+    QFile::setPermissions(folder, before);
+    QCOMPARE(
+        warnings(),
+        QStringList{QStringLiteral("Cannot write Updater/filesToKeep to \"%1\" - QSettings::AccessError").arg(file)});
 }
 
 void MainWindowConstructionTest::titleIsTheSameInEveryLanguage_data()

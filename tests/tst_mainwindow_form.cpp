@@ -40,6 +40,8 @@ private slots:
     void diskIsShown();
     void textsAreSet_data();
     void textsAreSet();
+    void screenReadersAreGivenNames_data();
+    void screenReadersAreGivenNames();
     void headerKeepsItsCaptions_data();
     void headerKeepsItsCaptions();
 };
@@ -305,6 +307,29 @@ void MainWindowFormTest::textsAreSet()
     const TestWindow window;
     const auto &widget = window.child<QWidget>(name.toLatin1().constData());
     QTEST(widget.property(property.toLatin1().constData()).toString(), "expected");
+}
+
+void MainWindowFormTest::screenReadersAreGivenNames_data()
+{
+    QTest::addColumn<QString>("list");
+    QTest::addColumn<QString>("information");
+    QTest::addColumn<QString>("progress");
+    QTest::newRow("en") << "Versions"
+                        << "Version Info:"
+                        << "No Version of Tavlopro found!";
+    QTest::newRow("de") << "Versionen"
+                        << "Versionsinfo:" << QStringLiteral("Keine ausführbare Version des Tavlopro gefunden!");
+}
+
+void MainWindowFormTest::screenReadersAreGivenNames()
+{
+    const Catalogue catalogue(QString::fromLatin1(QTest::currentDataTag()));
+    const TestWindow window;
+    QTEST(window.tree().accessibleName(), "list");
+    QTEST(window.versionInfo().accessibleName(), "information");
+    QCOMPARE(window.child<QLabel>("infoLabel").buddy(), &window.versionInfo());
+    // What is going on.
+    QTEST(window.progressBar().accessibleName(), "progress");
 }
 
 void MainWindowFormTest::headerKeepsItsCaptions_data()

@@ -90,7 +90,7 @@ void MainWindowRelocationTest::updaterIsCopiedAndStarted()
     TestWindow window;
     window.show();
     int requests = 0;
-    connect(networkAccessManager, &QNetworkAccessManager::finished, &window, [&requests] { ++requests; });
+    connect(networkAccessManager, &QNetworkAccessManager::finished, networkAccessManager, [&requests] { ++requests; });
     QVERIFY(quitsAfter([] {}));
 
     const QMap<QString, QByteArray> expected = {{QStringLiteral("Freshen.exe"), "the updater"},

@@ -9,9 +9,33 @@ class PackageNameTest : public QObject
     Q_OBJECT
 
 private slots:
+    void systems_data();
+    void systems();
     void names_data();
     void names();
 };
+
+void PackageNameTest::systems_data()
+{
+    QTest::addColumn<bool>("isWindows");
+    QTest::addColumn<int>("majorVersion");
+    QTest::addColumn<int>("minorVersion");
+    QTest::addColumn<QString>("tag");
+    QTest::newRow("Windows XP") << true << 5 << 1 << "";
+    QTest::newRow("before it") << true << 5 << 0 << "WIN7";
+    QTest::newRow("after it") << true << 5 << 2 << "WIN7";
+    QTest::newRow("Windows 7") << true << 6 << 1 << "WIN7";
+    QTest::newRow("Windows 10") << true << 10 << 0 << "WIN7";
+    QTest::newRow("another system of the same number") << false << 5 << 1 << "WIN7";
+}
+
+void PackageNameTest::systems()
+{
+    QFETCH(bool, isWindows);
+    QFETCH(int, majorVersion);
+    QFETCH(int, minorVersion);
+    QTEST(operatingSystemTag({isWindows, majorVersion, minorVersion, QString()}), "tag");
+}
 
 void PackageNameTest::names_data()
 {

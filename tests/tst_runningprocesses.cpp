@@ -1,5 +1,6 @@
 #include "install/runningprocesses.h"
 #include "support/messagecatcher.h"
+#include "support/platform.h"
 
 #include <QtTest>
 
@@ -20,6 +21,7 @@ private slots:
     void processesByTheirFileName_data();
     void processesByTheirFileName();
     void duplicatesAreKept();
+    void endedProcessIsNotListed();
 
 private:
     /// A process of the program \a name, a copy of this one, which runs until its input is closed.
@@ -142,6 +144,27 @@ void RunningProcessesTest::duplicatesAreKept()
     end(first);
     end(second);
     QCOMPARE(names.count(name), 2);
+}
+
+/// It only waits for its parent to notice.
+void RunningProcessesTest::endedProcessIsNotListed()
+{
+    if (isWindows())
+        QSKIP("Ended processes leave nothing here.");
+    const QTemporaryDir folder;
+    const QString ended = folder.filePath(uniqueName());
+    const QString parent = folder.filePath("parent");
+    for (const QString &program : {ended, parent})
+        QVERIFY(QFile::copy(QCoreApplication::applicationFilePath(), program));
+    // In the background, the first has no input and ends at once; the second takes the place of the shell, which knew
+    // of it.
+    QProcess process;
+    process.start("/bin/sh", {"-c", "\"$0\" wait & exec \"$1\" wait", ended, parent});
+    QVERIFY(process.waitForReadyRead(30000));
+    QTRY_VERIFY(processNames().contains("parent"));
+    QTRY_VERIFY(!processNames().contains(uniqueName()));
+    process.closeWriteChannel();
+    QVERIFY(process.waitForFinished(30000));
 }
 
 int main(int argc, char *argv[])

@@ -20,6 +20,8 @@ private slots:
     void handOverReplacesAnOlderOne();
     void handOverThatCannotBeWrittenIsLogged();
     void handOverThatCannotBeRemovedIsLogged();
+    void handOverThatStaysIsWrittenOnTo();
+    void handOverOnAFullDiskIsLogged();
     void removeFolderEmptiesAnEarlierRun();
     void removeFolderWithoutAFolder();
     void removeFolderTakesHiddenFiles();
@@ -71,6 +73,7 @@ void SelfRelocationTest::paths()
 
 void SelfRelocationTest::handOverHoldsTheSourceFolder()
 {
+    const WesternCodePage codePage;
     QDir().mkpath(file("data"));
     RelocationPaths paths = somePaths();
     paths.source = native(file("Prögramme/Tavlo pro/../Tavlo pro"));
@@ -110,6 +113,43 @@ void SelfRelocationTest::handOverThatCannotBeRemovedIsLogged()
     QVERIFY(catcher.warnings().at(1).startsWith(QLatin1String("Cannot write ") + logged(paths.handOver) + " - \""));
 }
 
+/// It is written on to, so that the folders stand in one line.
+void SelfRelocationTest::handOverThatStaysIsWrittenOnTo()
+{
+    m_folder.reset();
+    const OrdinaryUser user;
+    init();
+    // Nothing is removed from a read-only folder.
+    writeFile(file("data/settings.ini"), "older");
+    if (isWindows())
+        QSKIP("What can be written can be removed here.");
+    const QFile::Permissions before = QFile::permissions(file("data"));
+    QVERIFY(QFile::setPermissions(file("data"), QFile::ReadOwner | QFile::ExeOwner));
+    const MessageCatcher catcher;
+    QVERIFY(writeHandOver(somePaths()));
+    QFile::setPermissions(file("data"), before);
+    QCOMPARE(QString::fromUtf8(readFile(file("data/settings.ini"))), QLatin1String("older") + file("installation"));
+}
+
+void SelfRelocationTest::handOverOnAFullDiskIsLogged()
+{
+    if (isWindows())
+        QSKIP("No device is always full here.");
+    m_folder.reset();
+    const OrdinaryUser user;
+    init();
+    QDir().mkpath(file("data"));
+    QVERIFY(QFile::link("/dev/full", file("data/settings.ini")));
+    // It stays there.
+    const QFile::Permissions before = QFile::permissions(file("data"));
+    QVERIFY(QFile::setPermissions(file("data"), QFile::ReadOwner | QFile::ExeOwner));
+    MessageCatcher catcher;
+    QVERIFY(!writeHandOver(somePaths()));
+    QFile::setPermissions(file("data"), before);
+    QVERIFY(catcher.warnings().last().startsWith(QLatin1String("Cannot write ") + logged(file("data/settings.ini")) +
+                                                 " - \""));
+}
+
 /// Left over from an earlier run: files in sub-folders, and sub-folders in those.
 void SelfRelocationTest::removeFolderEmptiesAnEarlierRun()
 {
@@ -133,6 +173,8 @@ void SelfRelocationTest::removeFolderWithoutAFolder()
 void SelfRelocationTest::removeFolderTakesHiddenFiles()
 {
     writeFile(file("freshen/sub/.hidden"), "old");
+    // Nor is a link that leads nowhere seen as a file.
+    QVERIFY(QFile::link(file("missing"), file("freshen/sub/link.lnk")));
     QVERIFY(removeFolder(file("freshen")));
     QVERIFY(!QFileInfo::exists(file("freshen")));
 }

@@ -198,13 +198,17 @@ void StartupTest::initTestCase()
 void StartupTest::logStandsInItsOrder()
 {
     Program program;
+    const QString foreign = program.pathOf(QStringLiteral("runtime"));
+    qputenv("QT_PLUGIN_PATH", foreign.toUtf8());
     program.start({QStringLiteral("unknown"), QStringLiteral("more")});
+    qunsetenv("QT_PLUGIN_PATH");
     QTRY_VERIFY_WITH_TIMEOUT(hasChecked(program), longEnough);
     QStringList log = program.log();
     const QString folder = QFileInfo(program.path()).path();
     // The system's own folders come before the program's, which the library knows from the start as well.
     QVERIFY2(log.value(2).contains(QStringLiteral("\"%1\"").arg(folder)), qPrintable(log.value(2)));
     QVERIFY(log.value(2).startsWith(QLatin1String("libraryPaths:        (\"")));
+    QVERIFY2(!log.value(2).contains(foreign), qPrintable(log.value(2)));
     log.removeAt(2);
     const QStringList expected = {
         QStringLiteral("language code is \"en\""),
@@ -397,7 +401,7 @@ void StartupTest::scaleIsNotRounded()
     qunsetenv("QT_FONT_DPI");
     QCOMPARE(probe.exitCode(), 0);
     const QByteArray output = probe.standardOutput();
-    QVERIFY2(output.contains("scale: 1.5\n"), output.constData());
+    QVERIFY2(output.contains("scale: 1.5\nsharp pictures: true\n"), output.constData());
 }
 
 void StartupTest::namesAreSet()

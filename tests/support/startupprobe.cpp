@@ -23,6 +23,7 @@ void tellAbout(const QMainWindow &window)
     tell("title", window.windowTitle());
     tell("fixed size hint", QVariant(window.windowFlags().testFlag(Qt::MSWindowsFixedSizeDialogHint)).toString());
     tell("scale", QString::number(window.devicePixelRatioF()));
+    tell("sharp pictures", QVariant(QCoreApplication::testAttribute(Qt::AA_UseHighDpiPixmaps)).toString());
     tell("group", window.findChild<QGroupBox *>()->title());
     tell("button", QDialogButtonBox(QDialogButtonBox::Cancel).button(QDialogButtonBox::Cancel)->text());
     tell("organization", QCoreApplication::organizationName());

@@ -8,8 +8,8 @@
 /// Every function first makes sure that the process does not run in a user's real home, and ends the process if it
 /// does.
 
-/// Makes sure that the process runs in a home of its own, and ends it otherwise. CTest gives one to every test (variable
-/// FRESHEN_TEST_HOME); a test that is started by hand, as in a debugger, gets one that is removed at its end.
+/// Makes sure that the process runs in a home of its own, and ends it otherwise. CTest gives one to every test
+/// (variable FRESHEN_TEST_HOME); a test that is started by hand, as in a debugger, gets one that is removed at its end.
 void requirePrivateHome();
 
 /// Empties the application's store and the updater's own.

@@ -31,7 +31,7 @@ if(FRESHEN_SANITIZE)
     target_compile_options(freshen_options INTERFACE ${sanitizers})
     target_link_options(freshen_options INTERFACE ${sanitizers})
     # The leak check cannot name what a library has left that is unloaded by then; so libraries stay.
-    add_library(freshen_keep_libraries OBJECT "${PROJECT_SOURCE_DIR}/tests/support/keeplibraries.cpp")
+    add_library(freshen_keep_libraries OBJECT "${PROJECT_SOURCE_DIR}/tests/kit/qt/keeplibraries.cpp")
     target_sources(freshen_options INTERFACE
         "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:$<TARGET_OBJECTS:freshen_keep_libraries>>")
 elseif(NOT FRESHEN_FUZZ)

@@ -1,0 +1,14 @@
+#include "kit/qt/platform.h"
+
+#include <windows.h>
+
+QString callOfThisProcess()
+{
+    return QString::fromWCharArray(GetCommandLineW());
+}
+
+// Only natively do the tests run as somebody who may do anything.
+
+OrdinaryUser::OrdinaryUser() = default;
+
+OrdinaryUser::~OrdinaryUser() = default;

@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// The updater's way out of the installation that it replaces: it copies itself into a temporary folder and leaves a
+/// How the updater leaves the installation that it replaces: it copies itself into a temporary folder, and writes a
 /// hand-over file that tells the copy where it came from.
 
 #include "app/elevatedstart.h"

@@ -10,7 +10,7 @@ namespace freshen {
 
 namespace {
 
-/// How long a line waits for that of another process. One that takes longer stands still.
+/// How long a line waits for that of another process. A process that takes longer has stopped.
 constexpr ULONGLONG longestWaitMs = 2000;
 constexpr DWORD pauseMs = 1;
 

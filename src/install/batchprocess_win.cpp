@@ -42,7 +42,7 @@ void startBatch(QProcess &process, const QString &path)
 
     // Extensions on, "!" as it stands, no AutoRun of the user's. The interpreter reads a batch file in the code page of
     // its console, which is the one of DOS, but the file is written in the process's own: without the change, an umlaut
-    // in the path would become another character, and the copy would go astray after the cleaning.
+    // in the path would become another character, and after the cleaning the copy would go to a wrong folder.
     process.setProgram(system + QLatin1String("\\cmd.exe"));
     process.setNativeArguments(
         QStringLiteral("/e:on /v:off /d /s /c \"\"%1\\chcp.com\" %2 >nul & \"%FRESHEN_BATCH%\"\"")

@@ -7,16 +7,9 @@
 #include <QRegularExpression>
 #include <QTextStream>
 
-#include <chrono>
-
 namespace freshen {
 
-using namespace std::chrono_literals;
-
 namespace {
-
-constexpr std::chrono::milliseconds startTimeout = 60s;
-constexpr std::chrono::milliseconds copyTimeout = 60s;
 
 int milliseconds(std::chrono::milliseconds time)
 {
@@ -33,7 +26,7 @@ const char *enumeratorName(Enumeration value)
 QString quotable(QString path, BatchShell shell)
 {
     // A single per cent sign would be dropped together with what follows it up to the next one, and the copy would go
-    // astray after the old version has been cleaned.
+    // to a wrong folder after the old version has been cleaned.
     if (shell == BatchShell::CommandInterpreter)
         return path.replace(QLatin1Char('%'), QLatin1String("%%"));
     static const QRegularExpression special(QStringLiteral("([$`\"\\\\])"));
@@ -71,14 +64,14 @@ bool writeBatchFile(const QString &path, const QString &line)
     return isWritten;
 }
 
-CopyResult runCopyBatch(const CopyBatch &batch)
+CopyResult runCopyBatch(const CopyBatch &batch, const CopyLimits &limits)
 {
     QProcess process;
     startBatch(process, batch.path);
-    const bool isStarted = process.waitForStarted(milliseconds(startTimeout));
+    const bool isStarted = process.waitForStarted(milliseconds(limits.start));
     qDebug() << isStarted;
     qDebug() << batch.command;
-    const bool isFinished = process.waitForFinished(milliseconds(copyTimeout));
+    const bool isFinished = process.waitForFinished(milliseconds(limits.copy));
     qDebug() << isFinished;
 
     const QProcess::ExitStatus exitStatus = process.exitStatus();

@@ -9,6 +9,8 @@
 #include <QProcess>
 #include <QString>
 
+#include <chrono>
+
 namespace freshen {
 
 /// Where the batch file lies.
@@ -48,9 +50,18 @@ struct CopyResult
     QString errorText;
 };
 
-/// Runs the batch file of \a batch and waits for it, at most a minute for its start and a minute for its end;
-/// the calling thread does nothing else meanwhile. Each step is logged.
-[[nodiscard]] CopyResult runCopyBatch(const CopyBatch &batch);
+/// How long runCopyBatch() waits.
+struct CopyLimits
+{
+    /// For the start of the interpreter. One that starts later is waited for all the same, as part of the copy.
+    std::chrono::milliseconds start = std::chrono::minutes(1);
+    /// For the end of the copy, which is ended then.
+    std::chrono::milliseconds copy = std::chrono::minutes(1);
+};
+
+/// Runs the batch file of \a batch and waits for it within \a limits; the calling thread does nothing else meanwhile.
+/// Each step is logged.
+[[nodiscard]] CopyResult runCopyBatch(const CopyBatch &batch, const CopyLimits &limits = {});
 
 /// Name of the enumerator \a error, for the log.
 [[nodiscard]] const char *errorName(QProcess::ProcessError error);

@@ -1,4 +1,4 @@
-// The start of a run: the check that the application is closed, and the way out of the installation.
+// The start of a run: the check that the application is closed, and the relocation.
 
 #include "app/elevatedstart.h"
 #include "app/selfrelocation.h"

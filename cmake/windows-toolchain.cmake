@@ -43,5 +43,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 # Test programs run under Wine, each in a Windows of its own.
-set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../tests/windows/run-program"
-    "${CMAKE_BINARY_DIR}/wine/template" "${FRESHEN_WINDOWS_SDK}")
+set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../tests/kit/run-program"
+    "${CMAKE_BINARY_DIR}/wine" "${FRESHEN_WINDOWS_SDK}")

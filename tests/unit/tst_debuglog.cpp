@@ -1,309 +1,178 @@
 #include "app/debuglog.h"
-#include "kit/qt/files.h"
-#include "kit/qt/platform.h"
+#include "kit/qt/foldertest.h"
 
 #include <QtTest>
 
 #include <cstdio>
 #include <thread>
-#include <vector>
 
 using namespace freshen;
 
-Q_DECLARE_METATYPE(QtMsgType)
-
-/// Hands messages to the log's handler and looks at what is in the file and on standard error.
-class DebugLogTest : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void init();
-    void cleanup();
-    void levelLetter_data();
-    void levelLetter();
-    void timeStampIsNow();
-    void functionAndLineOfTheContext();
-    void messageOfTheLoggingStream();
-    void lineBreaksAreWrittenAsTheyAre();
-    void textIsUtf8();
-    void secondRunAppends();
-    void lineIsInTheFileAtOnce();
-    void openingIsTriedAgain();
-    void linesOfThreadsDoNotMix();
-    void linesOfProcessesDoNotMix();
-    void standardError();
-
-private:
-    /// Path of the log of the running test.
-    QString path() const
-    {
-        return m_folder->filePath(QStringLiteral("debug_update.log"));
-    }
-    void useFile(const QString &filePath);
-    /// The log's lines; each must be complete.
-    QStringList lines() const;
-
-    std::unique_ptr<QTemporaryDir> m_folder;
-    std::unique_ptr<QFile> m_file;
-};
-
 namespace {
 
-const QString stamp = QStringLiteral("\\d{6} \\d\\d:\\d\\d:\\d\\d:\\d{3} ");
-
-void log(const QString &message, QtMsgType type = QtDebugMsg)
+void say(const QString &message)
 {
-    writeDebugLog(type, QMessageLogContext(), message);
+    writeDebugLog(QtDebugMsg, QMessageLogContext(), message);
 }
 
-/// The first argument of a process that writes lines for the test; the file's path and the writer's name follow.
-const QString writer = QStringLiteral("write-lines");
-constexpr int linesOfAWriter = 10000;
-
-/// The line \a number of the writer \a name. Not all are of the same length.
-QString lineOf(const QString &name, int number)
+/// Has standard error go to \a path, and not character by character, as on Windows by itself.
+void redirectErrors(const QString &path)
 {
-    return QStringLiteral("%1 %2 %3").arg(name).arg(number).arg(QString(number % 300, QLatin1Char('x')));
+    if (std::freopen(QFile::encodeName(path).constData(), "w", stderr) == nullptr)
+        qFatal("Cannot write %s", qUtf8Printable(path));
+    std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
 }
 
-/// What a writer does: it waits for the word to start, and writes its lines.
-int writeLines(const QString &path, const QString &name)
+constexpr int linesOfAThread = 500;
+
+/// Not all lines are of the same length.
+QString lineOf(const QString &thread, int number)
 {
-    QFile start;
-    if (!start.open(stdin, QIODevice::ReadOnly) || start.readLine().trimmed() != "start")
-        return 1;
-    // On Windows, each character on its own would go to standard error.
-    constexpr std::size_t bufferSize = 1 << 16;
-    std::setvbuf(stderr, nullptr, _IOFBF, bufferSize);
+    return QString("%1 %2 %3").arg(thread).arg(number).arg(QString(number % 300, 'x'));
+}
+
+/// Writes lines from two threads at a time.
+void writeLines(const QString &process)
+{
+    const auto write = [](const QString &thread) {
+        for (int number = 0; number < linesOfAThread; ++number)
+            say(lineOf(thread, number));
+    };
+    std::thread second(write, process + '2');
+    write(process + '1');
+    second.join();
+}
+
+/// What this program does with the path of a log as its argument: writes lines as soon as it is told to.
+int writeLinesTo(const QString &path)
+{
+    redirectErrors(QProcess::nullDevice());
+    std::getchar();
     QFile file(path);
     setDebugLogFile(&file);
-    for (int number = 0; number < linesOfAWriter; ++number)
-        log(lineOf(name, number));
+    writeLines("child");
     setDebugLogFile(nullptr);
     return 0;
 }
 
-bool matches(const QString &line, const QString &afterStamp)
-{
-    const QString pattern = QRegularExpression::anchoredPattern(stamp + QRegularExpression::escape(afterStamp));
-    return QRegularExpression(pattern).match(line).hasMatch();
-}
-
 } // namespace
 
-void DebugLogTest::init()
+/// Hands messages to the log's handler and looks at what is in the file and on standard error.
+class DebugLogTest : public FolderTest
 {
-    m_folder = std::make_unique<QTemporaryDir>();
-    useFile(path());
-}
+    Q_OBJECT
 
-void DebugLogTest::cleanup()
-{
-    setDebugLogFile(nullptr);
-    m_file.reset();
-    m_folder.reset();
-}
-
-void DebugLogTest::useFile(const QString &filePath)
-{
-    setDebugLogFile(nullptr);
-    m_file = std::make_unique<QFile>(filePath);
-    setDebugLogFile(m_file.get());
-}
-
-QStringList DebugLogTest::lines() const
-{
-    // Text mode gives the line ends of the system.
-    QString text = QString::fromUtf8(readFile(path())).replace(QLatin1String("\r\n"), QLatin1String("\n"));
-    if (!text.isEmpty() && !text.endsWith(QLatin1Char('\n')))
-        return {QStringLiteral("the last line is not complete")};
-    text.chop(1);
-    return text.split(QLatin1Char('\n'));
-}
-
-void DebugLogTest::levelLetter_data()
-{
-    QTest::addColumn<QtMsgType>("type");
-    QTest::addColumn<QString>("line");
-    QTest::newRow("debug") << QtDebugMsg << "[D][:0]  a message";
-    QTest::newRow("warning") << QtWarningMsg << "[W][:0]  a message";
-    QTest::newRow("critical") << QtCriticalMsg << "[C][:0]  a message";
-    QTest::newRow("fatal, which does not end the process here") << QtFatalMsg << "[F][:0]  a message";
-    QTest::newRow("info has no letter") << QtInfoMsg << "[?][:0]  a message";
-}
-
-/// Without context (no file, no function, line 0) the brackets hold ":0".
-void DebugLogTest::levelLetter()
-{
-    QFETCH(QtMsgType, type);
-    QFETCH(QString, line);
-    log(QStringLiteral("a message"), type);
-    QCOMPARE(lines().size(), 1);
-    QVERIFY2(matches(lines().first(), line), qUtf8Printable(lines().first()));
-}
-
-void DebugLogTest::timeStampIsNow()
-{
-    const QString format = QStringLiteral("yyMMdd hh:mm:ss:zzz");
-    const QString before = QDateTime::currentDateTime().toString(format);
-    log(QStringLiteral("now"));
-    const QString after = QDateTime::currentDateTime().toString(format);
-    const QString written = lines().first().left(before.size());
-    // Digits of the same length compare like the times.
-    QVERIFY2(before <= written && written <= after, qUtf8Printable(written));
-}
-
-void DebugLogTest::functionAndLineOfTheContext()
-{
-    writeDebugLog(QtDebugMsg, QMessageLogContext("file.cpp", 42, "void run()", "default"), QStringLiteral("x"));
-    QVERIFY2(matches(lines().first(), QStringLiteral("[D][void run():42]  x")), qUtf8Printable(lines().first()));
-}
-
-void DebugLogTest::messageOfTheLoggingStream()
-{
-    const QtMessageHandler before = qInstallMessageHandler(writeDebugLog);
-    // As qDebug() does in a release build: without a place in the sources.
-    QMessageLogger().debug() << "language code is" << QStringLiteral("de");
-    qInstallMessageHandler(before);
-    QVERIFY2(matches(lines().first(), QStringLiteral("[D][:0]  language code is \"de\"")),
-             qUtf8Printable(lines().first()));
-}
-
-void DebugLogTest::lineBreaksAreWrittenAsTheyAre()
-{
-    log(QStringLiteral("first\nsecond\n  third"));
-    log(QStringLiteral("next"));
-    const QStringList all = lines();
-    QCOMPARE(all.size(), 4);
-    QVERIFY(matches(all.at(0), QStringLiteral("[D][:0]  first")));
-    QCOMPARE(all.at(1), QStringLiteral("second"));
-    QCOMPARE(all.at(2), QStringLiteral("  third"));
-    QVERIFY(matches(all.at(3), QStringLiteral("[D][:0]  next")));
-}
-
-void DebugLogTest::textIsUtf8()
-{
-    const WesternCodePage codePage;
-    log(QString::fromUtf8("Zürich – 東京"));
-    QVERIFY(readFile(path()).contains("  Zürich – 東京"));
-}
-
-void DebugLogTest::secondRunAppends()
-{
-    log(QStringLiteral("first run"));
-    useFile(path());
-    log(QStringLiteral("second run"));
-    const QStringList all = lines();
-    QCOMPARE(all.size(), 2);
-    QVERIFY(matches(all.at(0), QStringLiteral("[D][:0]  first run")));
-    QVERIFY(matches(all.at(1), QStringLiteral("[D][:0]  second run")));
-}
-
-void DebugLogTest::lineIsInTheFileAtOnce()
-{
-    log(QStringLiteral("one"));
-    QCOMPARE(lines().size(), 1);
-    QVERIFY(m_file->isOpen());
-    log(QStringLiteral("two"));
-    QCOMPARE(lines().size(), 2);
-}
-
-/// A file that cannot be opened is silently left out, and tried again with the next message.
-void DebugLogTest::openingIsTriedAgain()
-{
-    const QString folder = m_folder->filePath(QStringLiteral("missing"));
-    useFile(folder + QLatin1String("/debug_update.log"));
-    log(QStringLiteral("lost"));
-    QVERIFY(!QFile::exists(m_file->fileName()));
-    QVERIFY(QDir().mkpath(folder));
-    log(QStringLiteral("found"));
-    const QString text = QString::fromUtf8(readFile(m_file->fileName())).trimmed();
-    QVERIFY2(matches(text, QStringLiteral("[D][:0]  found")), qUtf8Printable(text));
-}
-
-void DebugLogTest::linesOfThreadsDoNotMix()
-{
-    constexpr int threadCount = 4;
-    constexpr int lineCount = 200;
-    const QString text = QString(300, QLatin1Char('x'));
-    std::vector<std::thread> threads;
-    for (int i = 0; i < threadCount; ++i) {
-        threads.emplace_back([&text] {
-            for (int line = 0; line < lineCount; ++line)
-                log(text);
-        });
+private slots:
+    void init()
+    {
+        FolderTest::init();
+        redirectErrors(file("errors"));
+        useFile("debug_update.log");
     }
-    for (std::thread &thread : threads)
-        thread.join();
-    const QStringList all = lines();
-    QCOMPARE(all.size(), threadCount * lineCount);
-    for (const QString &line : all)
-        QVERIFY2(matches(line, QLatin1String("[D][:0]  ") + text), qUtf8Printable(line));
-}
-
-/// Two updaters write to one log.
-void DebugLogTest::linesOfProcessesDoNotMix()
-{
-    const QStringList names = {QStringLiteral("one"), QStringLiteral("two")};
-    std::vector<std::unique_ptr<QProcess>> writers;
-    for (const QString &name : names) {
-        writers.push_back(std::make_unique<QProcess>());
-        writers.back()->setStandardErrorFile(QProcess::nullDevice());
-        writers.back()->start(QCoreApplication::applicationFilePath(), {writer, path(), name});
-    }
-    for (const auto &process : writers)
-        QVERIFY(process->waitForStarted());
-    for (const auto &process : writers) {
-        process->write("start\n");
-        QVERIFY(process->waitForBytesWritten());
-    }
-    for (const auto &process : writers) {
-        QVERIFY(process->waitForFinished(90000));
-        QCOMPARE(process->exitStatus(), QProcess::NormalExit);
-        QCOMPARE(process->exitCode(), 0);
+    void cleanup()
+    {
+        setDebugLogFile(nullptr);
+        m_file.reset();
+        redirectErrors(QProcess::nullDevice());
+        FolderTest::cleanup();
     }
 
-    // Each writer's lines are there, whole and in their order, whatever stands between them.
-    QMap<QString, int> written;
-    for (const QString &line : lines()) {
-        const QString name = line.section(QLatin1Char(' '), 4, 4);
-        QVERIFY2(matches(line, QLatin1String("[D][:0]  ") + lineOf(name, written[name]++)), qUtf8Printable(line));
+    void levelsAndContext()
+    {
+        const WesternCodePage codePage;
+        const QString message = "Zürich – 東京\n  in two lines";
+        const QDateTime before = QDateTime::currentDateTime();
+        // A fatal message ends no process here.
+        for (const QtMsgType type : {QtDebugMsg, QtWarningMsg, QtCriticalMsg, QtFatalMsg, QtInfoMsg})
+            writeDebugLog(type, QMessageLogContext(), message);
+        writeDebugLog(QtDebugMsg, QMessageLogContext("file.cpp", 42, "void run()", "default"), message);
+        const QDateTime after = QDateTime::currentDateTime();
+
+        QString expected;
+        for (const QString place : {"[D][:0]", "[W][:0]", "[C][:0]", "[F][:0]", "[?][:0]", "[D][void run():42]"})
+            expected += place + "  " + message + '\n';
+        QCOMPARE(written(), expected);
+        QCOMPARE(errors(), QString(message + " (:0, )\n").repeated(5) + message + " (file.cpp:42, void run())\n");
+        const QString stamp = "20" + textOf(m_file->fileName()).left(19);
+        const QDateTime time = QDateTime::fromString(stamp, "yyyyMMdd hh:mm:ss:zzz");
+        QVERIFY2(before <= time && time <= after, qUtf8Printable(stamp));
     }
-    QCOMPARE(written, (QMap<QString, int>{{names.at(0), linesOfAWriter}, {names.at(1), linesOfAWriter}}));
-}
 
-/// Last, since standard error goes to a file from here on. It is written to without a log file, too.
-void DebugLogTest::standardError()
-{
-    QTemporaryDir folder;
-    folder.setAutoRemove(false);
-    const QString errors = folder.filePath(QStringLiteral("stderr"));
-    QVERIFY(std::freopen(QFile::encodeName(errors).constData(), "w", stderr) != nullptr);
+    void linesAreAppendedAtOnce()
+    {
+        say("one");
+        QCOMPARE(written(), "[D][:0]  one\n");
+        useFile("debug_update.log");
+        say("of the next run");
+        QCOMPARE(written(), "[D][:0]  one\n[D][:0]  of the next run\n");
+    }
 
-    log(QString::fromUtf8("without context, ü"));
-    setDebugLogFile(nullptr);
-    writeDebugLog(QtWarningMsg, QMessageLogContext("file.cpp", 42, "void run()", "default"),
-                  QStringLiteral("without a log file"));
-    useFile(m_folder->filePath(QStringLiteral("missing/debug_update.log")));
-    log(QStringLiteral("log file cannot be opened"));
-    std::fflush(stderr);
+    void fileThatCannotBeOpenedIsTriedAgain()
+    {
+        useFile("missing/debug_update.log");
+        say("lost");
+        QVERIFY(QDir(folder()).mkdir("missing"));
+        say("found");
+        setDebugLogFile(nullptr);
+        say("without a file");
+        QCOMPARE(written(), "[D][:0]  found\n");
+        QCOMPARE(errors(), "lost (:0, )\nfound (:0, )\nwithout a file (:0, )\n");
+    }
 
-    QCOMPARE(QString::fromUtf8(readFile(errors)).replace(QLatin1String("\r\n"), QLatin1String("\n")),
-             QString::fromUtf8("without context, ü (:0, )\n"
-                               "without a log file (file.cpp:42, void run())\n"
-                               "log file cannot be opened (:0, )\n"));
-    QCOMPARE(lines().size(), 1);
-    std::fclose(stderr);
-    QVERIFY(QDir(folder.path()).removeRecursively());
-}
+    /// Two updaters write to one log.
+    void linesOfProcessesAndThreadsDoNotMix()
+    {
+        QProcess child;
+        child.start(QCoreApplication::applicationFilePath(), {m_file->fileName()});
+        child.write("start\n");
+        QVERIFY(child.waitForBytesWritten());
+        writeLines("parent");
+        QVERIFY(child.waitForFinished(90000));
+        QCOMPARE(child.exitCode(), 0);
+        // The lines of each thread are there, whole and in their order, whatever stands between them.
+        QMap<QString, int> count;
+        for (const QString &line : written().split('\n', Qt::SkipEmptyParts)) {
+            const QString thread = line.section(' ', 2, 2);
+            QCOMPARE(line, "[D][:0]  " + lineOf(thread, count[thread]++));
+        }
+        for (const char *thread : {"child1", "child2", "parent1", "parent2"})
+            QCOMPARE(count.value(thread), linesOfAThread);
+    }
+
+private:
+    void useFile(const QString &name)
+    {
+        setDebugLogFile(nullptr);
+        m_file = std::make_unique<QFile>(file(name));
+        setDebugLogFile(m_file.get());
+    }
+
+    /// Text mode gives the line ends of the system.
+    static QString textOf(const QString &path)
+    {
+        return QString::fromUtf8(readFile(path)).replace("\r\n", "\n");
+    }
+    /// The log without its time stamps.
+    QString written() const
+    {
+        static const QRegularExpression stamp(R"((^|(?<=\n))\d{6} \d\d:\d\d:\d\d:\d{3} )");
+        return textOf(m_file->fileName()).remove(stamp);
+    }
+    QString errors() const
+    {
+        std::fflush(stderr);
+        return textOf(file("errors"));
+    }
+
+    std::unique_ptr<QFile> m_file;
+};
 
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.value(1) == writer)
-        return writeLines(arguments.value(2), arguments.value(3));
+    const QString log = QCoreApplication::arguments().value(1);
+    if (log.endsWith(".log"))
+        return writeLinesTo(log);
     DebugLogTest test;
     return QTest::qExec(&test, argc, argv);
 }

@@ -1,381 +1,269 @@
-#include "kit/qt/extractionrun.h"
-#include "kit/qt/files.h"
-#include "kit/qt/messagecatcher.h"
+#include "download/extraction.h"
+#include "kit/qt/foldertest.h"
 #include "kit/qt/packagemaker.h"
-#include "kit/qt/platform.h"
-
-#include <QtTest>
-
-#include <limits>
+#include "kit/qt/table.h"
 
 using namespace freshen;
 
 using Tree = QMap<QString, QByteArray>;
-Q_DECLARE_METATYPE(PackageEntry)
-Q_DECLARE_METATYPE(QList<PackageEntry>)
-
-class ExtractionTest : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void soundPackage_data();
-    void soundPackage();
-    void packageWithLengthBeforeIt();
-    void largeDirectoryAnywhere_data();
-    void largeDirectoryAnywhere();
-    void packageWithoutEntries();
-    void messagesAndSteps();
-    void storedPermissions();
-    void noStoredPermissions();
-    void overwritesButDoesNotClean();
-    void outputThatCannotBeOpened();
-    void topLevelFileWithoutTargetFolder();
-    void failure_data();
-    void failure();
-    void noArchive_data();
-    void noArchive();
-    void missingArchive();
-    void archiveThatCannotBeDeleted();
-};
 
 namespace {
 
-PackageEntry folder(const QByteArray &name)
+const QString wrongChecksum = "testRead(): file.close(): -105";
+
+PackageEntry entry(const QByteArray &name, const QByteArray &content = "content", bool isCompressed = true)
 {
-    PackageEntry entry;
-    entry.name = name;
-    entry.isCompressed = false;
-    entry.permissions = 0755;
-    return entry;
+    return {name, content, isCompressed};
 }
 
-PackageEntry file(const QByteArray &name, const QByteArray &content, bool isCompressed = true)
+/// \a entry with \a value for its \a member, for example a fault.
+template <typename Member>
+PackageEntry with(PackageEntry entry, Member PackageEntry::*member, const std::common_type_t<Member> &value)
 {
-    PackageEntry entry;
-    entry.name = name;
-    entry.content = content;
-    entry.isCompressed = isCompressed;
+    entry.*member = value;
     return entry;
-}
-
-/// The log line for \a name as the system separates folders.
-QString unzipping(const char *name)
-{
-    return "unzipping \"" + QDir::toNativeSeparators(name).replace("\\", "\\\\") + '"';
 }
 
 } // namespace
 
-void ExtractionTest::soundPackage_data()
+/// Unpacks a package into the folder "out" beside it, some folders below the test's own, so that whatever is made
+/// elsewhere is seen.
+class ExtractionTest : public FolderTest
 {
-    QTest::addColumn<QList<PackageEntry>>("entries");
-    QTest::addColumn<Tree>("tree");
-    using Entries = QList<PackageEntry>;
+    Q_OBJECT
 
-    for (const int size : {0, 1, 4095, 4096, 4097, 8192, 100000}) {
-        for (const bool isCompressed : {true, false}) {
+private slots:
+    void init()
+    {
+        FolderTest::init();
+        QVERIFY(QDir().mkpath(path("out")));
+    }
+
+    void soundPackage_data()
+    {
+        const Table<QByteArray, Tree> table;
+        const auto row = [&](const char *name, const QList<PackageEntry> &entries, const Tree &tree) {
+            table.row(name, asStored(makePackage(entries)), tree);
+        };
+        for (const int size : {0, 4096, 4097}) {
             const QByteArray content = someBytes(size);
-            QTest::addRow("%d bytes, %s", size, isCompressed ? "compressed" : "stored")
-                << Entries{file("file", content, isCompressed)} << Tree{{"file", content}};
+            row(qPrintable(QString("%1 bytes").arg(size)),
+                {entry("compressed", content), entry("stored", content, false)},
+                {{"compressed", content}, {"stored", content}});
+        }
+        row("folders",
+            {with(entry("a/", ""), &PackageEntry::permissions, 0755), entry("a/b/c/", "bytes of its own"),
+             entry("a/d/file", "x")},
+            {{"a/", {}}, {"a/b/", {}}, {"a/b/c/", {}}, {"a/d/", {}}, {"a/d/file", "x"}});
+        row("same name twice", {entry("a", "first"), entry("a", "second")}, {{"a", "second"}});
+        row("blanks, full stops and letters",
+            {entry("a b/c.d.e", "x"), with(entry("größe.txt", "y"), &PackageEntry::flags, 1 << 11)},
+            {{"a b/", {}}, {"a b/c.d.e", "x"}, {"größe.txt", "y"}});
+        const QByteArray step = QByteArray(100, 'n') + '/';
+        row("name longer than 256 bytes", {entry(step + step + step + "a", "x")},
+            {{step, {}}, {step + step, {}}, {step + step + step, {}}, {step + step + step + "a", "x"}});
+        row("no entries", {}, {});
+        table.row("without its length", makePackage({entry("file", "x")}), {{"file", "x"}});
+    }
+    void soundPackage()
+    {
+        const auto [package, tree] = Table<QByteArray, Tree>::current();
+        extract(package);
+        QVERIFY(m_result.succeeded);
+        QCOMPARE(m_result.errorText, "");
+        QCOMPARE(log().warnings(), QStringList());
+        QCOMPARE(unpacked(), tree);
+        QCOMPARE(beside(), QStringList());
+    }
+
+    void filesAreReplacedStepByStep()
+    {
+        writeFile(path("out/plain"), "an older and longer content");
+        writeFile(path("out/left over"), "stays");
+        extract(makePackage({entry("plain"), with(entry("a/program"), &PackageEntry::permissions, 0755),
+                             with(entry("none"), &PackageEntry::permissions, 0)}));
+        QCOMPARE(m_steps, (QStringList{"started 3", "before", "entry 1", "before", "entry 2", "before", "entry 3"}));
+        const QString program = logged(QDir::toNativeSeparators("a/program"));
+        // QFileDevice::Permissions of 0644, 0755 and none.
+        QCOMPARE(log().lines(),
+                 (QStringList{"set permission true 24644", "unzipping \"plain\"", "set permission true 28757",
+                              "unzipping " + program, "set permission false 0", "unzipping \"none\""}));
+        QCOMPARE(unpacked(), (Tree{{"a/", {}},
+                                   {"a/program", "content"},
+                                   {"left over", "stays"},
+                                   {"none", "content"},
+                                   {"plain", "content"}}));
+        // Without stored ones, the permissions are those of any new file.
+        writeFile(path("new"), "x");
+        QCOMPARE(QFile::permissions(path("out/none")), QFile::permissions(path("new")));
+        if (!isWindows()) {
+            QVERIFY(!QFileInfo(path("out/plain")).isExecutable());
+            QVERIFY(QFileInfo(path("out/a/program")).isExecutable());
         }
     }
-    const QByteArray zeros(300000, '\0');
-    QTest::newRow("much smaller when compressed") << Entries{file("zeros", zeros)} << Tree{{"zeros", zeros}};
-    QTest::newRow("nested entry a/b/c.txt makes its folders")
-        << Entries{file("a/b/c.txt", "c")} << Tree{{"a/", {}}, {"a/b/", {}}, {"a/b/c.txt", "c"}};
-    QTest::newRow("folder entries") << Entries{folder("a/"), folder("a/empty/"), file("a/file", "x")}
-                                    << Tree{{"a/", {}}, {"a/empty/", {}}, {"a/file", "x"}};
-    QTest::newRow("only a nested folder entry")
-        << Entries{folder("a/b/c/")} << Tree{{"a/", {}}, {"a/b/", {}}, {"a/b/c/", {}}};
-    QTest::newRow("same name twice, the later line wins")
-        << Entries{file("a", "first, longer"), file("a", "second")} << Tree{{"a", "second"}};
-    QTest::newRow("names with blanks and full stops") << Entries{file("a b/c.d.e", "x"), file(".hidden", "y")}
-                                                      << Tree{{"a b/", {}}, {"a b/c.d.e", "x"}, {".hidden", "y"}};
-    const QByteArray longName(100, 'n');
-    const QByteArray longPath = longName + '/' + longName + '/' + longName;
-    QTest::newRow("name longer than 256 bytes")
-        << Entries{file(longPath, "x")} << Tree{{longPath.left(101), {}}, {longPath.left(202), {}}, {longPath, "x"}};
-    PackageEntry umlaut = file("größe.txt", "x");
-    umlaut.flags = 1 << 11;
-    QTest::newRow("name in UTF-8") << Entries{umlaut} << Tree{{"größe.txt", "x"}};
-}
 
-void ExtractionTest::soundPackage()
-{
-    QFETCH(QList<PackageEntry>, entries);
-    QFETCH(Tree, tree);
-    const ExtractionRun run = runExtraction(makePackage(entries));
-    QVERIFY2(run.succeeded, qUtf8Printable(run.describe()));
-    QCOMPARE(run.errorText, QString());
-    QVERIFY(!run.archiveIsLeft);
-    QCOMPARE(run.tree.keys(), tree.keys());
-    QVERIFY(run.tree == tree);
-}
-
-/// As the download stores it.
-void ExtractionTest::packageWithLengthBeforeIt()
-{
-    const QByteArray content = someBytes(50000);
-    const ExtractionRun run = runExtraction(asStored(makePackage({file("a/file", content), file("b", "x", false)})));
-    QVERIFY2(run.succeeded, qUtf8Printable(run.describe()));
-    QCOMPARE(run.errorText, QString());
-    QCOMPARE(run.tree, (Tree{{"a/", {}}, {"a/file", content}, {"b", "x"}}));
-    QVERIFY(!run.archiveIsLeft);
-}
-
-void ExtractionTest::largeDirectoryAnywhere_data()
-{
-    QTest::addColumn<qint64>("position");
-    QTest::newRow("past the end") << qint64(1000000);
-    QTest::newRow("last position that there is") << std::numeric_limits<qint64>::max();
-    QTest::newRow("last position behind the length") << std::numeric_limits<qint64>::max() - 4;
-    QTest::newRow("before the beginning") << qint64(-1);
-}
-
-/// An archive may say that its directory for many entries is at any position.
-void ExtractionTest::largeDirectoryAnywhere()
-{
-    QFETCH(qint64, position);
-    QByteArray locator;
-    QDataStream stream(&locator, QIODevice::WriteOnly);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    stream << quint32(0x07064b50) << quint32(0) << position << quint32(1);
-    QByteArray package = makePackage({file("a", "x")});
-    package.insert(package.lastIndexOf("PK\005\006"), locator);
-    const ExtractionRun run = runExtraction(asStored(package));
-    QVERIFY(!run.succeeded);
-    QCOMPARE(run.errorText, "testRead(): getCurrentFileInfo(): -103\n");
-    QVERIFY(run.tree.isEmpty());
-}
-
-void ExtractionTest::packageWithoutEntries()
-{
-    const ExtractionRun run = runExtraction(asStored(makePackage({})));
-    QVERIFY2(run.succeeded, qUtf8Printable(run.describe()));
-    QCOMPARE(run.errorText, QString());
-    QCOMPARE(run.messages, QStringList());
-    QCOMPARE(run.steps, QStringList{"started 0"});
-    QVERIFY(run.tree.isEmpty());
-    QVERIFY(!run.archiveIsLeft);
-}
-
-void ExtractionTest::messagesAndSteps()
-{
-    const ExtractionRun run = runExtraction(makePackage({folder("a/"), file("a/b/c.txt", "c"), file("d", "")}));
-    QCOMPARE(run.steps, (QStringList{"started 3", "before", "entry 1", "before", "entry 2", "before", "entry 3"}));
-    QCOMPARE(run.messages.filter("unzipping"), (QStringList{unzipping("a/"), unzipping("a/b/c.txt"), unzipping("d")}));
-    QCOMPARE(run.messages.filter("set permission").size(), 3);
-    QCOMPARE(run.messages.size(), 6);
-    for (int i = 0; i < run.messages.size(); i += 2)
-        QVERIFY(run.messages.at(i).startsWith("set permission "));
-}
-
-void ExtractionTest::storedPermissions()
-{
-    PackageEntry plain = file("plain", "x");
-    PackageEntry program = file("program", "x");
-    program.permissions = 0755;
-    const QTemporaryDir place;
-    QVERIFY(QDir(place.path()).mkdir("out"));
-    const ExtractionRun run = runExtractionIn(place.path(), makePackage({plain, program}));
-    // The numbers are QFileDevice::Permissions: 0x6044 and 0x7055.
-    QCOMPARE(run.messages, (QStringList{"set permission true 24644", unzipping("plain"), "set permission true 28757",
-                                        unzipping("program")}));
-    if (QOperatingSystemVersion::currentType() != QOperatingSystemVersion::Windows) {
-        QVERIFY(!QFileInfo(place.filePath("out/plain")).isExecutable());
-        QVERIFY(QFileInfo(place.filePath("out/program")).isExecutable());
+    /// A package has one folder at its top, whose entries make the target folder. A file beside it does not.
+    void fileBeforeTheTargetFolderIsMade()
+    {
+        QVERIFY(QDir().rmdir(path("out")));
+        extract(makePackage({entry("early"), entry("folder/file", "y"), entry("late", "z")}));
+        QVERIFY(m_result.succeeded);
+        QCOMPARE(unpacked(), (Tree{{"folder/", {}}, {"folder/file", "y"}, {"late", "z"}}));
+        QCOMPARE(log().lines().value(1), "set permission false 24644");
+        QVERIFY(isWarnedOf("Cannot write", QDir::toNativeSeparators(path("out/early"))));
+        QCOMPARE(log().warnings().size(), 1);
     }
-}
 
-void ExtractionTest::noStoredPermissions()
-{
-    PackageEntry plain = file("plain", "x");
-    plain.permissions = 0;
-    const QTemporaryDir place;
-    QVERIFY(QDir(place.path()).mkdir("out"));
-    const ExtractionRun run = runExtractionIn(place.path(), makePackage({plain}));
-    QCOMPARE(run.messages, (QStringList{"set permission false 0", unzipping("plain")}));
-    // Those of any new file.
-    writeFile(place.filePath("new"), "x");
-    QCOMPARE(QFile::permissions(place.filePath("out/plain")), QFile::permissions(place.filePath("new")));
-}
+    /// It is logged, and the entry is read and checked all the same.
+    void fileThatCannotBeWritten_data()
+    {
+        const Table<PackageEntry, QString> table;
+        table.row("a folder in its place", entry("folder"), "");
+        table.row("a file in the place of its folder", entry("first/file"), "");
+        table.row("wrong checksum", with(entry("folder"), &PackageEntry::checksum, 1), wrongChecksum);
+    }
+    void fileThatCannotBeWritten()
+    {
+        const auto [unwritable, errorText] = Table<PackageEntry, QString>::current();
+        QVERIFY(QDir().mkpath(path("out/folder")));
+        extract(makePackage({entry("first", "x"), unwritable}));
+        QCOMPARE(m_result.errorText, errorText);
+        QCOMPARE(unpacked(), (Tree{{"folder/", {}}, {"first", "x"}}));
+        QVERIFY(isWarnedOf("Cannot write", QDir::toNativeSeparators(path("out/") + unwritable.name)));
+    }
 
-void ExtractionTest::overwritesButDoesNotClean()
-{
-    const QTemporaryDir place;
-    writeFile(place.filePath("out/a/file"), "an older and longer content");
-    writeFile(place.filePath("out/left over"), "stays");
-    const ExtractionRun run = runExtractionIn(place.path(), makePackage({file("a/file", "new")}));
-    QVERIFY(run.succeeded);
-    QCOMPARE(run.tree, (Tree{{"a/", {}}, {"a/file", "new"}, {"left over", "stays"}}));
-}
+    void failure_data()
+    {
+        const Table<QByteArray, QString, Tree> table;
+        const QString noArchive = "unzip(): zip.open(): -1000";
+        table.row("missing", QByteArray(), noArchive, {});
+        table.row("an error page", "<html><body>404 Not Found</body></html>", noArchive, {});
+        table.row("cut off in the signature of its end", makePackage({entry("a")}).chopped(20), noArchive, {});
 
-/// Nothing is written and nothing reported, but the entry is read and checked all the same.
-void ExtractionTest::outputThatCannotBeOpened()
-{
-    const QTemporaryDir place;
-    QVERIFY(QDir().mkpath(place.filePath("out/file")));
-    const ExtractionRun run = runExtractionIn(place.path(), makePackage({file("file", "x"), file("next", "y")}));
-    QVERIFY2(run.succeeded, qUtf8Printable(run.describe()));
-    QCOMPARE(run.tree, (Tree{{"file/", {}}, {"next", "y"}}));
+        const QByteArray sound = someBytes(10000);
+        const PackageEntry first = entry("first", "sound");
+        const PackageEntry packed = entry("damaged", sound);
+        // Without a length, there is no file.
+        const auto damaged = [&](const char *name, const PackageEntry &faulty, const QString &error, int length = -1) {
+            Tree tree = {{"first", "sound"}};
+            if (length >= 0)
+                tree.insert("damaged", sound.left(length));
+            table.row(name, makePackage({first, faulty, entry("last")}), error, tree);
+        };
+        damaged("wrong checksum", with(packed, &PackageEntry::checksum, 1), wrongChecksum, 10000);
+        damaged("no compressed data", with(packed, &PackageEntry::data, QByteArray(100, '\xff')),
+                "testRead(): file.getFileName(): -3", 0);
+        damaged("stored bytes end early", with(entry("damaged", sound, false), &PackageEntry::data, sound.left(6000)),
+                "testRead(): read all but not EOF", 6000);
+        damaged("fewer bytes announced", with(packed, &PackageEntry::uncompressedSize, 4100), wrongChecksum, 4100);
+        damaged("unknown method", with(packed, &PackageEntry::method, 99), "unzip(): file.open(): -103");
+        damaged("method whose reader does not end without bytes",
+                with(with(packed, &PackageEntry::method, 12), &PackageEntry::data, ""), "unzip(): file.open(): -103");
+        damaged("other name in the local header", with(packed, &PackageEntry::localName, "damages!"),
+                "unzip(): file.open(): -103");
+        damaged("name that leads upwards", entry("new/../../evil"), "unzip(): unsafe entry name: new/../../evil");
+        damaged("name that leads upwards before a zero", entry(QByteArray("..\0b", 4)),
+                "unzip(): unsafe entry name: ..\uFFFDb");
 
-    PackageEntry damaged = file("file", "x");
-    damaged.checksum = 0;
-    QVERIFY(QDir().mkpath(place.filePath("out/file")));
-    QCOMPARE(runExtractionIn(place.path(), makePackage({damaged})).errorText, "testRead(): file.close(): -105");
-}
+        const QString unreadable = "testRead(): getCurrentFileInfo(): -103\n";
+        table.row("damaged directory", makePackage({first, with(packed, &PackageEntry::directorySignature, 1)}),
+                  unreadable, {{"first", "sound"}});
+        table.row("fewer entries than announced", makePackage({first}, 1), unreadable, {{"first", "sound"}});
+        // The locator of a directory for many entries may name any position.
+        QByteArray locator;
+        QDataStream stream(&locator, QIODevice::WriteOnly);
+        stream.setByteOrder(QDataStream::LittleEndian);
+        stream << quint32(0x07064b50) << quint32(0) << std::numeric_limits<qint64>::max() << quint32(1);
+        QByteArray package = makePackage({first});
+        package.insert(package.lastIndexOf("PK\005\006"), locator);
+        table.row("directory at the last position there is", package, unreadable, {});
+    }
+    void failure()
+    {
+        const auto [package, errorText, tree] = Table<QByteArray, QString, Tree>::current();
+        extract(package.isNull() ? package : asStored(package));
+        QVERIFY(!m_result.succeeded);
+        QCOMPARE(m_result.errorText, errorText);
+        QCOMPARE(log().warnings(), QStringList(errorText));
+        // What was unpacked until then stays, and so does the archive.
+        QCOMPARE(unpacked(), tree);
+        QCOMPARE(beside(), package.isNull() ? QStringList() : QStringList{"one/two/Package.zip"});
+    }
 
-/// A package has one folder at its top, whose entries make the target folder. A file beside it does not.
-void ExtractionTest::topLevelFileWithoutTargetFolder()
-{
-    const QTemporaryDir place;
-    const QByteArray package = makePackage({file("early", "x"), file("folder/file", "y"), file("late", "z")});
-    const ExtractionRun run = runExtractionIn(place.path(), package);
-    QVERIFY2(run.succeeded, qUtf8Printable(run.describe()));
-    QCOMPARE(run.errorText, QString());
-    QCOMPARE(run.tree, (Tree{{"folder/", {}}, {"folder/file", "y"}, {"late", "z"}}));
-    QCOMPARE(run.messages.filter("set permission"),
-             (QStringList{"set permission false 24644", "set permission true 24644", "set permission true 24644"}));
-}
+    /// Counts as a success; the text says it all the same.
+    void archiveThatCannotBeDeleted()
+    {
+        writeFile(path("Package.zip"), makePackage({entry("a", "x")}));
+        const Unremovable unremovable(path("Package.zip"));
+        extract(QByteArray());
+        QVERIFY(m_result.succeeded);
+        QCOMPARE(m_result.errorText, "unzip(): Cannot remove ZIP file: " + path("Package.zip"));
+        QCOMPARE(log().warnings(), QStringList(m_result.errorText));
+        QCOMPARE(unpacked(), (Tree{{"a", "x"}}));
+        QCOMPARE(beside(), QStringList("one/two/Package.zip"));
+    }
 
-void ExtractionTest::failure_data()
-{
-    QTest::addColumn<PackageEntry>("second");
-    QTest::addColumn<int>("extraEntries");
-    QTest::addColumn<QString>("errorText");
-    // What is there of the damaged entry; a null array where there is no file.
-    QTest::addColumn<QByteArray>("content");
-    // How many of the two entries were counted.
-    QTest::addColumn<int>("counted");
+    void safeNames_data()
+    {
+        const Table<QString, bool> table;
+        for (const char *name :
+             {"Tavlopro/Tavlopro.exe", "a/b/", "a\\b\\c.txt", "a b/c d", "größe/ü.txt", "~", "%1", "$MFT",
+              // Full stops that lead nowhere.
+              "a/.hidden", "..a", "a..", "./a", "a/./b",
+              // Almost devices.
+              "console.txt", "con1.txt", "com.dll", "com10.txt", "auxiliary", "nulls", "a.con", "lpt"})
+            table.row(name, name, true);
+        for (const char *name : {// Upwards. Windows drops blanks and full stops at the end of a name.
+                                 "..", "../a", "a/../b", "a/..", "..\\a", "a\\..\\b", "a/..\\b", ".. /a", "a/.. ./b",
+                                 "...", "a/.../b", ". ./a",
+                                 // Absolute.
+                                 "/", "/etc/passwd", "\\a", "//server/share/a", "\\\\?\\C:\\a", "//./COM1",
+                                 // Drives and streams.
+                                 "C:/a", "C:a", "a/C:/b", "a:stream", "a/b.txt:stream", ":",
+                                 // Devices of Windows, whatever their case and extension.
+                                 "con", "CON", "Con.txt", "a/prn", "aux/b", "nul.tar.gz", "com1", "COM9.dll", "lpt1",
+                                 "lpt0.x", "conin$", "CONOUT$", "nul ", "nul .txt", "com\u00b9", "LPT\u00b3.log", ""})
+            table.row(name, name, false);
+        for (const char *name : {"..%1", "a/..%1b", "nul%1.txt", "a%1b"})
+            table.row(name, QString(name).arg(QChar(QChar::Null)), false);
+    }
+    void safeNames()
+    {
+        const auto [name, isSafe] = Table<QString, bool>::current();
+        QCOMPARE(isSafeEntryName(name), isSafe);
+    }
 
-    const QByteArray sound = someBytes(10000);
-    PackageEntry entry = file("second", sound);
-    entry.checksum = 0x12345678;
-    QTest::newRow("entry close: wrong checksum") << entry << 0 << "testRead(): file.close(): -105" << sound << 2;
-    entry = file("second", sound, false);
-    entry.checksum = 0x12345678;
-    QTest::newRow("entry close: wrong checksum, stored")
-        << entry << 0 << "testRead(): file.close(): -105" << sound << 2;
+private:
+    QString path(const QString &name) const
+    {
+        return file("one/two/" + name);
+    }
+    /// Unpacks \a package, or, if it is null, what is there.
+    void extract(const QByteArray &package)
+    {
+        if (!package.isNull())
+            writeFile(path("Package.zip"), package);
+        m_steps.clear();
+        ExtractionObserver observer;
+        observer.started = [this](int entries) { m_steps += QString("started %1").arg(entries); };
+        observer.beforeEntry = [this] { m_steps += "before"; };
+        observer.entry = [this](int number) { m_steps += QString("entry %1").arg(number); };
+        m_result = extractPackage(path("Package.zip"), path("out"), observer);
+    }
+    Tree unpacked() const
+    {
+        return treeOf(path("out"));
+    }
+    /// What lies elsewhere.
+    QStringList beside() const
+    {
+        return QStringList(treeOf(folder()).keys()).filter(QRegularExpression("^(?!one/(two/(out/.*)?)?$)"));
+    }
 
-    entry = file("second", sound);
-    entry.data = QByteArray(100, '\xff');
-    QTest::newRow("entry read: no compressed data")
-        << entry << 0 << "testRead(): file.getFileName(): -3" << QByteArray("") << 2;
-
-    entry = file("second", sound, false);
-    entry.data = sound.left(6000);
-    entry.compressedSize = 6000;
-    QTest::newRow("entry not fully read: stored bytes end early")
-        << entry << 0 << "testRead(): read all but not EOF" << sound.left(6000) << 2;
-
-    entry = file("second", sound);
-    entry.method = 99;
-    QTest::newRow("entry open: unknown method") << entry << 0 << "unzip(): file.open(): -103" << QByteArray() << 2;
-    entry = file("second", sound);
-    entry.method = 12;
-    entry.data = QByteArray("");
-    QTest::newRow("entry open: method whose reader does not end without bytes")
-        << entry << 0 << "unzip(): file.open(): -103" << QByteArray() << 2;
-    entry = file("second", sound);
-    entry.localName = "seconds";
-    QTest::newRow("entry open: other name in the local header")
-        << entry << 0 << "unzip(): file.open(): -103" << QByteArray() << 2;
-
-    entry = file("second", sound);
-    entry.directorySignature = 0x11111111;
-    QTest::newRow("entry information: damaged directory") << entry << 0 << "testRead(): getCurrentFileInfo(): -103\n"
-                                                          << QByteArray() << 1;
-    QTest::newRow("entry information: fewer entries than announced")
-        << file("second", sound) << 1 << "testRead(): getCurrentFileInfo(): -103\n"
-        << sound << 2;
-    entry = file("../second", sound);
-    QTest::newRow("unsafe entry name") << entry << 0 << "unzip(): unsafe entry name: ../second" << QByteArray() << 2;
-}
-
-void ExtractionTest::failure()
-{
-    QFETCH(PackageEntry, second);
-    QFETCH(int, extraEntries);
-    QFETCH(QString, errorText);
-    QFETCH(QByteArray, content);
-    QFETCH(int, counted);
-
-    const QTemporaryDir place;
-    QVERIFY(QDir(place.path()).mkdir("out"));
-    const ExtractionRun run =
-        runExtractionIn(place.path(), asStored(makePackage({file("first", "sound"), second}, extraEntries)));
-    QVERIFY(!run.succeeded);
-    QCOMPARE(run.errorText, errorText);
-    // The failure is the last message, and a warning.
-    QCOMPARE(run.messages.last(), errorText);
-    QCOMPARE(run.messages.first(), "set permission true 24644");
-    QCOMPARE(run.steps.filter("entry").size(), counted);
-    // The entries before it stay, and so does the archive.
-    Tree expected = {{"first", "sound"}};
-    if (!content.isNull())
-        expected.insert("second", content);
-    QCOMPARE(run.tree.keys(), expected.keys());
-    QVERIFY(run.tree == expected);
-    QVERIFY(run.archiveIsLeft);
-    QCOMPARE(treeOf(place.path()).size(), expected.size() + 2);
-}
-
-void ExtractionTest::noArchive_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::newRow("an error page") << QByteArray("<html><body>404 Not Found</body></html>");
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("cut off before its directory")
-        << makePackage({file("a", someBytes(1000)), file("b", someBytes(1000))}).left(1500);
-    QTest::newRow("cut off in the signature of its end") << makePackage({file("a", "x")}).chopped(20);
-}
-
-void ExtractionTest::noArchive()
-{
-    QFETCH(QByteArray, body);
-    const ExtractionRun run = runExtraction(asStored(body));
-    QVERIFY(!run.succeeded);
-    QVERIFY2(QRegularExpression("^unzip\\(\\): zip\\.open\\(\\): -\\d+$").match(run.errorText).hasMatch(),
-             qUtf8Printable(run.errorText));
-    QCOMPARE(run.messages, QStringList{run.errorText});
-    QVERIFY(run.steps.isEmpty());
-    QVERIFY(run.tree.isEmpty());
-    QVERIFY(run.archiveIsLeft);
-}
-
-void ExtractionTest::missingArchive()
-{
-    const QTemporaryDir place;
-    MessageCatcher catcher;
-    const ExtractionResult result = extractPackage(place.filePath("missing.zip"), place.filePath("out"), {});
-    QVERIFY(!result.succeeded);
-    QVERIFY(result.errorText.startsWith("unzip(): zip.open(): -"));
-    QCOMPARE(catcher.warnings().last(), result.errorText);
-}
-
-/// Counts as success; the text says it all the same.
-void ExtractionTest::archiveThatCannotBeDeleted()
-{
-    const OrdinaryUser user;
-    const QTemporaryDir place;
-    QVERIFY(QDir(place.path()).mkdir("out"));
-    const QString archive = place.filePath("Package.zip");
-    writeFile(archive, makePackage({file("a", "x")}));
-    // Nothing is removed from a read-only folder, nor, on Windows, while somebody has it open.
-    QFile holder(archive);
-    QVERIFY(holder.open(QIODevice::ReadOnly));
-    const QFile::Permissions before = QFile::permissions(place.path());
-    QVERIFY(QFile::setPermissions(place.path(), QFile::ReadOwner | QFile::ExeOwner));
-    MessageCatcher catcher;
-    const ExtractionResult result = extractPackage(archive, place.filePath("out"), {});
-    QFile::setPermissions(place.path(), before);
-    QVERIFY(QFile::exists(archive));
-    QVERIFY(result.succeeded);
-    QCOMPARE(result.errorText, "unzip(): Cannot remove ZIP file: " + archive);
-    QCOMPARE(catcher.warnings(), QStringList{result.errorText});
-    QCOMPARE(readFile(place.filePath("out/a")), QByteArray("x"));
-}
+    const OrdinaryUser m_user;
+    ExtractionResult m_result;
+    QStringList m_steps;
+};
 
 QTEST_GUILESS_MAIN(ExtractionTest)
 #include "tst_extraction.moc"

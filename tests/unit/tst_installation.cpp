@@ -1,127 +1,140 @@
-#include "install/installation.h"
-#include "kit/qt/files.h"
-#include "kit/qt/messagecatcher.h"
-#include "kit/qt/platform.h"
+// What the updater finds out about the installation that it replaces before it touches it.
 
-#include <QtTest>
+#include "install/batchprocess.h"
+#include "install/copyobstacle.h"
+#include "install/installation.h"
+#include "kit/qt/foldertest.h"
+#include "kit/qt/table.h"
+
+#include <QStorageInfo>
 
 using namespace freshen;
 
-class InstallationTest : public QObject
+namespace {
+
+int longestPath = 10000;
+
+} // namespace
+
+// They take the place of the program's when they are linked.
+int freshen::longestCopyPath()
+{
+    return longestPath;
+}
+int freshen::longestCopyFolder()
+{
+    return longestPath - 1;
+}
+
+class InstallationTest : public FolderTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void handOver_data();
-    void handOver();
-    void missingHandOver();
-    void packageFolderInUnpackedFolder_data();
-    void packageFolderInUnpackedFolder();
-    void missingUnpackedFolder();
-    void executables_data();
-    void executables();
-
-private:
-    std::unique_ptr<QTemporaryDir> m_folder;
-};
-
-void InstallationTest::init()
-{
-    m_folder = std::make_unique<QTemporaryDir>();
-}
-
-void InstallationTest::handOver_data()
-{
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<QString>("line");
-    QTest::newRow("as the updater writes it") << QByteArray("C:/Program Files/Tavlopro") << "C:/Program Files/Tavlopro";
-    QTest::newRow("empty") << QByteArray("") << "";
-    QTest::newRow("line end") << QByteArray("C:/Tavlopro\n") << "C:/Tavlopro";
-    QTest::newRow("line end of Windows") << QByteArray("C:/Tavlopro\r\n") << "C:/Tavlopro";
-    QTest::newRow("only the first line") << QByteArray("first\nsecond\n") << "first";
-    QTest::newRow("empty first line") << QByteArray("\nsecond\n") << "";
-    QTest::newRow("UTF-8") << QByteArray("C:/Prögrämme/ß") << "C:/Prögrämme/ß";
-    QTest::newRow("not cleaned, not trimmed") << QByteArray(" C:/a/../b// ") << " C:/a/../b// ";
-}
-
-void InstallationTest::handOver()
-{
-    QFETCH(QByteArray, content);
-    const WesternCodePage codePage;
-    const QString parentDir = m_folder->filePath("freshen/..");
-    QVERIFY(QDir().mkpath(m_folder->filePath("freshen")));
-    writeFile(m_folder->filePath("settings.ini"), content);
-    QCOMPARE(handOverFile(parentDir), parentDir + "/settings.ini");
-    QTEST(readHandOver(parentDir), "line");
-}
-
-void InstallationTest::missingHandOver()
-{
-    const MessageCatcher catcher;
-    QCOMPARE(readHandOver(m_folder->path()), QString());
-    QVERIFY(QDir().mkpath(m_folder->filePath("settings.ini")));
-    QCOMPARE(readHandOver(m_folder->path()), QString());
-    QCOMPARE(catcher.warnings().size(), 2);
-    for (const QString &warning : catcher.warnings())
-        QVERIFY(warning.startsWith("Cannot read \"" + handOverFile(m_folder->path()) + "\" - "));
-}
-
-void InstallationTest::packageFolderInUnpackedFolder_data()
-{
-    QTest::addColumn<QStringList>("entries");
-    QTest::addColumn<QString>("last");
-    QTest::newRow("empty") << QStringList() << "";
-    QTest::newRow("one folder") << QStringList{"Tavlopro/"} << "Tavlopro";
-    QTest::newRow("several folders") << QStringList{"a/", "c/", "b/"} << "c";
-    QTest::newRow("sorted without regard to case") << QStringList{"B/", "a/", "C/", "b2/"} << "C";
-    QTest::newRow("capitals do not come first") << QStringList{"a/", "B/"} << "B";
-    QTest::newRow("files count too") << QStringList{"folder/", "zip.txt"} << "zip.txt";
-    QTest::newRow("names with blanks and umlauts") << QStringList{"Tavlopro 26 größer/"} << "Tavlopro 26 größer";
-}
-
-void InstallationTest::packageFolderInUnpackedFolder()
-{
-    QFETCH(QStringList, entries);
-    const QString out = m_folder->filePath("out/");
-    QVERIFY(QDir().mkpath(out));
-    for (const QString &entry : entries) {
-        if (entry.endsWith('/'))
-            QVERIFY(QDir(out).mkdir(entry.chopped(1)));
-        else
-            writeFile(out + entry, "x");
+    void handOver()
+    {
+        QCOMPARE(readHandOver(folder()), QString());
+        QVERIFY(isWarnedOf("Cannot read", file("settings.ini")));
+        const WesternCodePage codePage;
+        const QList<QPair<QByteArray, QString>> rows = {
+            {"", ""}, {"C:/Prögrämme/ß\r\nsecond\n", "C:/Prögrämme/ß"}, {" C:/a/../b// ", " C:/a/../b// "}};
+        for (const auto &[content, line] : rows) {
+            writeFile(file("settings.ini"), content);
+            QCOMPARE(readHandOver(folder()), line);
+        }
     }
-    QTEST(packageFolder(QDir::toNativeSeparators(out)).value_or(QString()), "last");
-}
 
-void InstallationTest::missingUnpackedFolder()
-{
-    QVERIFY(!packageFolder(m_folder->filePath("out/")));
-}
+    void lastEntryIsThePackageFolder()
+    {
+        QVERIFY(!packageFolder(file("out")));
+        // Each comes after those before it, without regard to case; files count too.
+        for (const QString entry : {"a/", "B/", "b2/", "C größer/", "zip.txt"}) {
+            writeFile(file("out/") + entry + (entry.endsWith('/') ? "file" : ""), "x");
+            QCOMPARE(packageFolder(QDir::toNativeSeparators(file("out"))).value_or(QString()),
+                     QString(entry).remove('/'));
+        }
+    }
 
-void InstallationTest::executables_data()
-{
-    QTest::addColumn<QStringList>("files");
-    QTest::addColumn<QString>("existing");
-    QTest::newRow("none") << QStringList{"Freshen.exe"} << "";
-    QTest::newRow("only the old one") << QStringList{"Tavlopc.exe"} << "Tavlopc.exe";
-    QTest::newRow("only the present one") << QStringList{"Tavlopro.exe"} << "Tavlopro.exe";
-    QTest::newRow("both, the present one first") << QStringList{"Tavlopc.exe", "Tavlopro.exe"} << "Tavlopro.exe";
-}
+    void executables()
+    {
+        const Executables found = Executables::in(file("Tavlo pro"));
+        QVERIFY(!found.existing());
+        for (const char *name : {"Tavlo pro/Tavlopc.exe", "Tavlo pro/Tavlopro.exe"}) {
+            writeFile(file(name), "x");
+            QCOMPARE(found.existing().value_or(QString()), QDir::toNativeSeparators(file(name)));
+        }
+    }
 
-void InstallationTest::executables()
-{
-    QFETCH(QStringList, files);
-    QFETCH(QString, existing);
-    const QString folder = m_folder->filePath("Tavlo pro");
-    for (const QString &file : files)
-        writeFile(folder + '/' + file, "x");
-    const Executables found = Executables::in(folder);
-    QCOMPARE(found.current, QDir::toNativeSeparators(folder + "/Tavlopro.exe"));
-    QCOMPARE(found.old, QDir::toNativeSeparators(folder + "/Tavlopc.exe"));
-    const QString expected = existing.isEmpty() ? QString() : QDir::toNativeSeparators(folder + '/' + existing);
-    QCOMPARE(found.existing().value_or(QString()), expected);
-}
+    void lackOfSpace_data()
+    {
+        const Table<QString, std::optional<DiskSpace>, QString> table;
+        const QString settings = "settings.ini";
+        table.row("just enough", settings, DiskSpace{301, 1}, "");
+        table.row("a byte too few", settings, DiskSpace{300, 1}, "1001 bytes needed, 1000 bytes free");
+        table.row("just enough blocks", settings, DiskSpace{400, 400}, "");
+        table.row("a block too few", settings, DiskSpace{399, 400}, "1600 bytes needed, 1599 bytes free");
+        table.row("nothing to keep", "", DiskSpace{0, 1}, "");
+        table.row("space of many digits", settings, DiskSpace{Q_INT64_C(1) << 40, 1}, "");
+        table.row("unknown", settings, std::nullopt, "");
+    }
+    void lackOfSpace()
+    {
+        const auto [fileToKeep, space, lack] = Table<QString, std::optional<DiskSpace>, QString>::current();
+        const QList<QPair<QString, int>> files = {
+            {"new/a", 1000},
+            {"new/sub/b", 1},
+            {"old/a", 600},
+            {"old/settings.ini", 5000},
+            // Kept only at the top.
+            {"old/sub/settings.ini", 100},
+            // Hidden files are neither copied nor removed, and of a link only the link.
+            {"new/.hidden", 9000},
+            {"old/.hidden", 9000},
+            {"elsewhere", 9000},
+        };
+        for (const auto &[name, size] : files)
+            writeFile(file(name), QByteArray(size, 'x'));
+        QVERIFY(QFile::link(file("elsewhere"), file("old/link.lnk")));
+        const QString begin = "Not enough space in " + QDir::toNativeSeparators(file("old")) + ": ";
+        QCOMPARE(copyObstacle(file("new"), file("old"), {fileToKeep}, space).value_or(begin), begin + lack);
+    }
+
+    void spaceOfTheDisk()
+    {
+        const QStorageInfo storage(folder());
+        const DiskSpace space = DiskSpace::at(folder()).value_or(DiskSpace{});
+        QVERIFY(space.available > 0);
+        QVERIFY(space.available < storage.bytesTotal());
+        // Qt for Windows does not know it.
+        QVERIFY(isWindows() ? space.blockSize > 1 : space.blockSize == storage.blockSize());
+    }
+
+    void longPaths_data()
+    {
+        const Table<QString, QString, QString> table;
+        table.row("file to be written", "new", "a longer folder", "file");
+        table.row("file to be read", "a longer folder", "old", "file");
+        table.row("empty folder", "new", "a longer folder", "folder");
+    }
+    void longPaths()
+    {
+        const auto [source, destination, entry] = Table<QString, QString, QString>::current();
+        const bool isFolder = entry == "folder";
+        if (isFolder)
+            QVERIFY(QDir().mkpath(file(source + "/sub/folder")));
+        else
+            writeFile(file(source + "/sub/file"), "x");
+        // As the window hands the source over.
+        const QString nativeSource = QDir::toNativeSeparators(file(source));
+        const QString longest = QDir::toNativeSeparators(file("a longer folder/sub/" + entry));
+        longestPath = longest.size() + (isFolder ? 1 : 0);
+        QVERIFY(!copyObstacle(nativeSource, file(destination), {}, std::nullopt));
+        --longestPath;
+        QCOMPARE(copyObstacle(nativeSource, file(destination), {}, std::nullopt).value_or(QString()),
+                 "Path too long: " + longest);
+        longestPath = 10000;
+    }
+};
 
 QTEST_GUILESS_MAIN(InstallationTest)
 #include "tst_installation.moc"

@@ -15,18 +15,9 @@ void writeFile(const QString &path, const QByteArray &content)
                            file.write(content) == content.size() && file.flush();
     if (!isWritten)
         qFatal("Cannot write %s: %s", qUtf8Printable(path), qUtf8Printable(file.errorString()));
-}
-
-void hideDotted(const QString &folder)
-{
 #ifdef Q_OS_WIN
-    for (const QString &name : treeOf(folder).keys()) {
-        const QString path = QDir::toNativeSeparators(folder + QLatin1Char('/') + name);
-        if (QFileInfo(path).fileName().startsWith(QLatin1Char('.')))
-            SetFileAttributesW(reinterpret_cast<const wchar_t *>(path.utf16()), FILE_ATTRIBUTE_HIDDEN);
-    }
-#else
-    Q_UNUSED(folder)
+    if (QFileInfo(path).fileName().startsWith('.'))
+        SetFileAttributesW(reinterpret_cast<const wchar_t *>(path.utf16()), FILE_ATTRIBUTE_HIDDEN);
 #endif
 }
 
@@ -51,7 +42,7 @@ QMap<QString, QByteArray> treeOf(const QString &folder)
         if (entry.isDir() && entry.isSymLink())
             tree.insert(name, "-> " + entry.symLinkTarget().toUtf8());
         else if (entry.isDir())
-            tree.insert(name + QLatin1Char('/'), QByteArray());
+            tree.insert(name + '/', QByteArray());
         else
             tree.insert(name, readFile(entry.filePath()));
     }

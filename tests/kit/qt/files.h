@@ -6,11 +6,9 @@
 
 /// Files and folders as a test lays them out and looks at them.
 
-/// Writes \a content to \a path, replacing an older file and making missing folders.
+/// Writes \a content to \a path, replacing an older file and making missing folders. A file whose name begins with a
+/// full stop is hidden on every system.
 void writeFile(const QString &path, const QByteArray &content);
-
-/// Hides what lies below \a folder and has a name that begins with a full stop, where that alone does not hide it.
-void hideDotted(const QString &folder);
 
 /// What the file at \a path holds; a null array where there is none.
 [[nodiscard]] QByteArray readFile(const QString &path);

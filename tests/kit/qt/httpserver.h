@@ -1,50 +1,27 @@
 #pragma once
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QHash>
-#include <QList>
-#include <QObject>
-#include <QPair>
+#include <QHostAddress>
 #include <QTcpServer>
-#include <QVector>
+#include <QTcpSocket>
 
 #include <limits>
-
-class QTcpSocket;
 
 /// One answer of the HttpServer, as it goes over the wire.
 struct HttpAnswer
 {
     QByteArray body;
     int status = 200;
-    QList<QPair<QByteArray, QByteArray>> headers;
-    /// Whether the answer announces the length of its body; without it the end of the connection is the end of the
-    /// body.
-    bool announcesLength = true;
-    /// Bytes of the body that are sent at once. -1 sends all. The rest follows with HttpServer::release(), and never
-    /// with HttpServer::cut().
-    int sentAtOnce = -1;
-    /// Not even the status line is sent before HttpServer::release().
+    /// One more header: its name, a colon and its value.
+    QByteArray header = {};
+    /// HttpServer::release() sends the body.
     bool isHeld = false;
 
-    /// An answer with \a body.
-    [[nodiscard]] static HttpAnswer with(const QByteArray &body);
-    /// An answer without a body, of the status \a status and with one more header.
-    [[nodiscard]] static HttpAnswer of(int status, const QByteArray &header, const QByteArray &value);
-    /// No answer before HttpServer::release(), and then one with \a body.
-    [[nodiscard]] static HttpAnswer held(const QByteArray &body = QByteArray());
-};
-
-/// One request as it arrived.
-struct HttpRequest
-{
-    /// The first line without its line end.
-    QByteArray line;
-    /// The values by their names, which are in lower case.
-    QHash<QByteArray, QByteArray> headers;
-
-    /// The second word of the first line.
-    [[nodiscard]] QByteArray target() const;
+    [[nodiscard]] static HttpAnswer held(const QByteArray &body = "x")
+    {
+        return {body, 200, {}, true};
+    }
 };
 
 /// A local HTTP server (RFC 9112) on 127.0.0.1 that gives prepared answers and notes each request. It works in the
@@ -53,36 +30,94 @@ struct HttpRequest
 class HttpServer : public QObject
 {
 public:
-    HttpServer();
+    /// The words beside each status. A server's own words may look like rich text.
+    static constexpr char reason[] = "As <i>prepared</i>";
 
-    [[nodiscard]] quint16 port() const;
-    [[nodiscard]] const QVector<HttpRequest> &requests() const
+    HttpServer()
+    {
+        connect(&m_server, &QTcpServer::newConnection, this, &HttpServer::accept);
+        if (!m_server.listen(QHostAddress::LocalHost))
+            qFatal("The test's HTTP server cannot listen: %s", qPrintable(m_server.errorString()));
+    }
+
+    [[nodiscard]] quint16 port() const
+    {
+        return m_server.serverPort();
+    }
+    /// The requests so far, as they came, up to the empty line.
+    [[nodiscard]] const QByteArrayList &requests() const
     {
         return m_requests;
     }
-    /// The target of each request so far.
-    [[nodiscard]] QList<QByteArray> targets() const;
-    /// Number of connections that are still open.
-    [[nodiscard]] int openConnections() const;
+    /// What was asked for, in turn. A request that Qt sends again, as when it gives up a connection, counts once.
+    [[nodiscard]] QByteArrayList targets() const
+    {
+        QByteArrayList result;
+        for (const QByteArray &request : m_requests) {
+            if (result.isEmpty() || result.last() != targetOf(request))
+                result.append(targetOf(request));
+        }
+        return result;
+    }
 
     /// Prepares \a answer for requests of \a target. Several answers for one target are given in turn, the last of them
     /// again and again.
-    void prepare(const QByteArray &target, const HttpAnswer &answer);
+    void prepare(const QByteArray &target, const HttpAnswer &answer)
+    {
+        m_answers[target].append(answer);
+    }
     /// Sends what has been held back, at most \a size bytes for each connection. A connection ends with its last byte.
-    void release(int size = std::numeric_limits<int>::max());
-    /// Ends all connections, whatever is still to be sent.
-    void cut();
+    void release(int size = std::numeric_limits<int>::max())
+    {
+        const QList<QTcpSocket *> sockets = m_heldBack.keys();
+        for (QTcpSocket *socket : sockets)
+            send(socket, m_heldBack.take(socket), size);
+    }
 
 private:
-    void accept();
-    void read(QTcpSocket *socket);
-    void answer(QTcpSocket *socket, const HttpAnswer &answer);
-    void send(QTcpSocket *socket, const QByteArray &bytes, int size);
-    [[nodiscard]] HttpAnswer next(const QByteArray &target);
+    void accept()
+    {
+        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
+            connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+                m_heldBack.remove(socket);
+                socket->deleteLater();
+            });
+        }
+    }
 
-    QVector<HttpRequest> m_requests;
+    static QByteArray targetOf(const QByteArray &request)
+    {
+        return request.split(' ').value(1);
+    }
+
+    void read(QTcpSocket *socket)
+    {
+        if (!socket->peek(socket->bytesAvailable()).endsWith("\r\n\r\n"))
+            return;
+        m_requests.append(socket->readAll());
+
+        QList<HttpAnswer> &prepared = m_answers[targetOf(m_requests.last())];
+        const HttpAnswer answer = prepared.size() > 1 ? prepared.takeFirst() : prepared.value(0, {{}, 404});
+        QByteArrayList head = {"HTTP/1.1 " + QByteArray::number(answer.status) + ' ' + reason, "Connection: close",
+                               "Content-Length: " + QByteArray::number(answer.body.size())};
+        if (!answer.header.isEmpty())
+            head.append(answer.header);
+        const QByteArray start = head.join("\r\n") + "\r\n\r\n";
+        send(socket, start + answer.body, start.size() + (answer.isHeld ? 0 : answer.body.size()));
+    }
+
+    void send(QTcpSocket *socket, const QByteArray &bytes, int size)
+    {
+        socket->write(bytes.left(size));
+        if (size < bytes.size())
+            m_heldBack.insert(socket, bytes.mid(size));
+        else
+            socket->disconnectFromHost();
+    }
+
+    QByteArrayList m_requests;
     QHash<QByteArray, QList<HttpAnswer>> m_answers;
-    QHash<QTcpSocket *, QByteArray> m_received;
     QHash<QTcpSocket *, QByteArray> m_heldBack;
     /// The last member, so that its connections end while the others are still there.
     QTcpServer m_server;

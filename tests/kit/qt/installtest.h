@@ -1,38 +1,59 @@
 #pragma once
 
-#include "kit/qt/systemtools.h"
+#include "install/diskspace.h"
+#include "kit/qt/files.h"
 #include "kit/qt/windowtest.h"
 
-#include <QMap>
-
-/// Base of the tests of the installation: the system's tools, an old installation in a folder with a blank in its name,
-/// and windows whose package has been unpacked.
+/// Base of the tests of the installation: an old installation in a folder with a blank in its name, a window that
+/// offers the installation of an unpacked package, and stand-ins for the two programs of Windows that the updater
+/// starts. xcopy.exe is found in the system's folder, or natively through PATH, and explorer.exe through SYSTEMROOT;
+/// both are copies of the program systemtool.
 class InstallTest : public WindowTest
 {
     Q_OBJECT
 
+public:
+    /// The space that the system tells of; by itself, it tells of none.
+    static inline std::optional<freshen::DiskSpace> diskSpace;
+
 protected:
-    void prepare() override;
-    void tidyUp() override;
+    using Files = QMap<QString, QByteArray>;
 
-    /// Lays out \a files in the installation, beside nothing else.
-    void install(const QMap<QString, QByteArray> &files);
-    /// Lays out \a files in the folder "out" of \a window, leaves it a hand-over file, and offers the installation.
-    void unpack(TestWindow &window,
-                const QMap<QString, QByteArray> &files = {{QStringLiteral("Tavlopro/Tavlopro.exe"), "new"}});
+    std::optional<TestWindow> m_window;
+
+    /// Lays out \a files in the installation, and nothing else.
+    void install(const Files &files);
+    /// Presses the button of the window. Returns whether the updater ended and the shell was started.
+    [[nodiscard]] bool installs();
+
+    [[nodiscard]] QString destination() const
+    {
+        return m_folder->filePath("old installation");
+    }
     /// Everything in the installation.
-    [[nodiscard]] QMap<QString, QByteArray> installed() const;
-    /// The path of the installation.
-    [[nodiscard]] QString destination() const;
-    /// The same with native separators.
-    [[nodiscard]] QString nativeDestination() const;
-    /// The log line of an installation in \a folder without an executable.
-    [[nodiscard]] static QString testpaths(const QString &folder);
+    [[nodiscard]] Files installed() const
+    {
+        return treeOf(destination());
+    }
     /// The batch file beside the program.
-    [[nodiscard]] static QString batchFile();
+    [[nodiscard]] static QString batchFile()
+    {
+        return QCoreApplication::applicationDirPath() + "/copyBatch.bat";
+    }
+    /// The path of \a name in the folder of the stand-ins.
+    [[nodiscard]] QString toolFile(const QString &name) const
+    {
+        return m_folder->filePath("tools/" + name);
+    }
+    /// The arguments that the stand-in \a name was called with; empty while it was not.
+    [[nodiscard]] QStringList callOf(const QString &name) const;
 
-    std::unique_ptr<SystemTools> tools;
+protected slots:
+    void init();
+    void cleanup();
 
 private:
-    std::unique_ptr<QTemporaryDir> m_folder;
+    const QByteArray m_path = qgetenv("PATH");
+    const QString m_systemRoot = qEnvironmentVariable("SYSTEMROOT");
+    std::optional<QTemporaryDir> m_folder;
 };

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <QDebug>
+#include <QMutex>
 #include <QStringList>
-#include <QtGlobal>
+
+#include <cstring>
+#include <optional>
 
 /// Collects the messages that the program logs, so that a test can compare them word by word.
 ///
@@ -10,28 +14,72 @@
 class MessageCatcher
 {
 public:
-    MessageCatcher();
-    ~MessageCatcher();
+    MessageCatcher()
+    {
+        if (s_previous != nullptr)
+            qFatal("There is another MessageCatcher.");
+        clear();
+        s_previous = qInstallMessageHandler(collect);
+    }
+    ~MessageCatcher()
+    {
+        qInstallMessageHandler(s_previous);
+        s_previous = nullptr;
+    }
     Q_DISABLE_COPY(MessageCatcher)
 
-    /// All messages so far, in order.
-    [[nodiscard]] QStringList lines() const;
-    /// Those of the level debug.
-    [[nodiscard]] QStringList debugLines() const;
-    /// Those of the level warning.
-    [[nodiscard]] QStringList warnings() const;
+    ///@{
+    /// The messages so far, in order: all, and those of one level.
+    [[nodiscard]] QStringList lines() const
+    {
+        return select(std::nullopt);
+    }
+    [[nodiscard]] QStringList debugLines() const
+    {
+        return select(QtDebugMsg);
+    }
+    [[nodiscard]] QStringList warnings() const
+    {
+        return select(QtWarningMsg);
+    }
+    ///@}
     /// Forgets what was collected.
-    void clear();
+    void clear()
+    {
+        const QMutexLocker locker(&s_mutex);
+        s_messages.clear();
+    }
+
+private:
+    static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
+    {
+        if (context.category != nullptr && std::strcmp(context.category, "default") != 0) {
+            s_previous(type, context, text);
+            return;
+        }
+        const QMutexLocker locker(&s_mutex);
+        s_messages.append({type, text});
+    }
+    [[nodiscard]] static QStringList select(std::optional<QtMsgType> type)
+    {
+        const QMutexLocker locker(&s_mutex);
+        QStringList lines;
+        for (const auto &[messageType, text] : s_messages) {
+            if (!type || messageType == *type)
+                lines.append(text);
+        }
+        return lines;
+    }
+
+    static inline QBasicMutex s_mutex;
+    static inline QList<QPair<QtMsgType, QString>> s_messages;
+    static inline QtMessageHandler s_previous = nullptr;
 };
 
 /// \a text as the log shows a QString: in quotes, with its backslashes and line ends escaped.
-[[nodiscard]] QString logged(const QString &text);
-
-/// Runs \a action and returns all messages that it logged.
-template <typename Action>
-QStringList messagesOf(const Action &action)
+[[nodiscard]] inline QString logged(const QString &text)
 {
-    const MessageCatcher catcher;
-    action();
-    return catcher.lines();
+    QString result;
+    QDebug(&result).nospace() << text;
+    return result;
 }

@@ -9,12 +9,28 @@ constexpr quint32 directorySignature = 0x02014b50;
 constexpr quint32 endSignature = 0x06054b50;
 constexpr quint16 versionNeeded = 20;
 constexpr quint16 madeOnUnix = 3 << 8;
-constexpr quint16 methodStored = 0;
 constexpr quint16 methodDeflated = 8;
 constexpr quint32 regularFile = 0100000;
 /// 1 May 2026, 12:00.
 constexpr quint16 entryDate = (2026 - 1980) << 9 | 5 << 5 | 1;
 constexpr quint16 entryTime = 12 << 11;
+constexpr quint16 none = 0;
+
+/// \a values one after the other, the lowest byte of each first.
+template <typename... Values>
+QByteArray littleEndian(Values... values)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setByteOrder(QDataStream::LittleEndian);
+    (stream << ... << values);
+    return bytes;
+}
+
+quint32 sizeOf(const QByteArray &bytes)
+{
+    return static_cast<quint32>(bytes.size());
+}
 
 QByteArray deflated(const QByteArray &content)
 {
@@ -23,87 +39,8 @@ QByteArray deflated(const QByteArray &content)
     return compressed.mid(6, compressed.size() - 10);
 }
 
-QByteArray dataOf(const PackageEntry &entry)
-{
-    if (entry.data)
-        return *entry.data;
-    return entry.isCompressed ? deflated(entry.content) : entry.content;
-}
-
-/// The fields that local header and directory have in common, from the flags to the length of the extra field.
-void writeCommonFields(QDataStream &stream, const PackageEntry &entry, const QByteArray &data, const QByteArray &name)
-{
-    stream << entry.flags << entry.method.value_or(entry.isCompressed ? methodDeflated : methodStored) << entryTime
-           << entryDate << entry.checksum.value_or(crc32Of(entry.content))
-           << entry.compressedSize.value_or(static_cast<quint32>(data.size()))
-           << entry.uncompressedSize.value_or(static_cast<quint32>(entry.content.size()))
-           << static_cast<quint16>(name.size()) << quint16(0);
-}
-
-void writeBytes(QDataStream &stream, const QByteArray &bytes)
-{
-    stream.writeRawData(bytes.constData(), bytes.size());
-}
-
-} // namespace
-
-QByteArray makePackage(const QList<PackageEntry> &entries, int extraEntries)
-{
-    QByteArray package;
-    QByteArray directory;
-    QDataStream packageStream(&package, QIODevice::WriteOnly);
-    QDataStream directoryStream(&directory, QIODevice::WriteOnly);
-    packageStream.setByteOrder(QDataStream::LittleEndian);
-    directoryStream.setByteOrder(QDataStream::LittleEndian);
-
-    for (const PackageEntry &entry : entries) {
-        const auto offset = static_cast<quint32>(package.size());
-        const QByteArray data = dataOf(entry);
-        const QByteArray localName = entry.localName.value_or(entry.name);
-        packageStream << localSignature << versionNeeded;
-        writeCommonFields(packageStream, entry, data, localName);
-        writeBytes(packageStream, localName);
-        writeBytes(packageStream, data);
-
-        const bool hasPermissions = entry.permissions != 0;
-        directoryStream << entry.directorySignature.value_or(directorySignature)
-                        << static_cast<quint16>(hasPermissions ? madeOnUnix | versionNeeded : versionNeeded)
-                        << versionNeeded;
-        writeCommonFields(directoryStream, entry, data, entry.name);
-        const quint32 attributes = hasPermissions ? (regularFile | entry.permissions) << 16 : 0;
-        directoryStream << quint16(0) << quint16(0) << quint16(0) << attributes << offset;
-        writeBytes(directoryStream, entry.name);
-    }
-
-    const auto directoryOffset = static_cast<quint32>(package.size());
-    const auto count = static_cast<quint16>(entries.size() + extraEntries);
-    writeBytes(packageStream, directory);
-    packageStream << endSignature << quint16(0) << quint16(0) << count << count
-                  << static_cast<quint32>(directory.size()) << directoryOffset << quint16(0);
-    return package;
-}
-
-QByteArray asStored(const QByteArray &package)
-{
-    QByteArray stored;
-    QDataStream stream(&stored, QIODevice::WriteOnly);
-    stream << static_cast<quint32>(package.size());
-    writeBytes(stream, package);
-    return stored;
-}
-
-QByteArray someBytes(int size, quint32 seed)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    quint32 state = seed;
-    for (char &byte : bytes) {
-        state = state * 1664525 + 1013904223;
-        byte = static_cast<char>(state >> 24);
-    }
-    return bytes;
-}
-
-quint32 crc32Of(const QByteArray &bytes)
+/// ISO 3309.
+quint32 crc32(const QByteArray &bytes)
 {
     quint32 crc = 0xffffffff;
     for (const char byte : bytes) {
@@ -112,4 +49,49 @@ quint32 crc32Of(const QByteArray &bytes)
             crc = (crc & 1) != 0 ? crc >> 1 ^ 0xedb88320 : crc >> 1;
     }
     return ~crc;
+}
+
+} // namespace
+
+QByteArray makePackage(const QList<PackageEntry> &entries, int extraEntries)
+{
+    QByteArray package;
+    QByteArray directory;
+    for (const PackageEntry &entry : entries) {
+        const QByteArray data = entry.data.value_or(entry.isCompressed ? deflated(entry.content) : entry.content);
+        const quint16 method = entry.isCompressed ? methodDeflated : none;
+        const auto common = [&](const QByteArray &name) {
+            return littleEndian(versionNeeded, entry.flags, entry.method.value_or(method), entryTime, entryDate,
+                                entry.checksum.value_or(crc32(entry.content)), sizeOf(data),
+                                entry.uncompressedSize.value_or(sizeOf(entry.content)),
+                                static_cast<quint16>(name.size()), none);
+        };
+        const bool isFromUnix = entry.permissions != 0;
+        const quint32 attributes = isFromUnix ? (regularFile | entry.permissions) << 16 : 0;
+        directory +=
+            littleEndian(entry.directorySignature.value_or(directorySignature), isFromUnix ? madeOnUnix : none) +
+            common(entry.name) + littleEndian(none, none, none, attributes, sizeOf(package)) + entry.name;
+        const QByteArray localName = entry.localName.value_or(entry.name);
+        package += littleEndian(localSignature) + common(localName) + localName + data;
+    }
+    const auto count = static_cast<quint16>(entries.size() + extraEntries);
+    return package + directory +
+           littleEndian(endSignature, none, none, count, count, sizeOf(directory), sizeOf(package), none);
+}
+
+QByteArray asStored(const QByteArray &package)
+{
+    QByteArray length;
+    QDataStream(&length, QIODevice::WriteOnly) << sizeOf(package);
+    return length + package;
+}
+
+QByteArray someBytes(int size, quint32 seed)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (char &byte : bytes) {
+        seed = seed * 1664525 + 1013904223;
+        byte = static_cast<char>(seed >> 24);
+    }
+    return bytes;
 }

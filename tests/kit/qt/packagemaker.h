@@ -7,30 +7,27 @@
 
 /// Makes packages, ZIP archives (PKWARE APPNOTE), byte by byte, so that a test can give them any fault.
 
-/// One entry. What is not set takes the value that a sound archive has.
+/// One entry. A fault that is not set has the value of a sound archive.
 struct PackageEntry
 {
     /// The name as stored; a folder's name ends in a slash.
     QByteArray name;
-    QByteArray content;
-    /// Whether the content is stored compressed.
+    QByteArray content = {};
     bool isCompressed = true;
     /// Unix permissions; 0 for an entry that was made on MS-DOS and has none.
     quint16 permissions = 0644;
-    /// General purpose flags: bit 0 encrypted, bit 11 UTF-8 name.
+    /// General purpose flags: bit 11 UTF-8 name.
     quint16 flags = 0;
 
     // Faults.
-    std::optional<quint16> method;
-    std::optional<quint32> checksum;
-    /// The stored bytes; their number is announced as the compressed size, unless \c compressedSize says otherwise.
-    std::optional<QByteArray> data;
-    std::optional<quint32> compressedSize;
-    std::optional<quint32> uncompressedSize;
-    /// The name in the local header, where it differs from the one in the directory.
-    std::optional<QByteArray> localName;
-    /// Signature of the entry in the directory.
-    std::optional<quint32> directorySignature;
+    std::optional<quint16> method = {};
+    std::optional<quint32> checksum = {};
+    std::optional<quint32> uncompressedSize = {};
+    /// The stored bytes; their number is announced as the compressed size.
+    std::optional<QByteArray> data = {};
+    /// The name in the local header, where it is not the one in the directory.
+    std::optional<QByteArray> localName = {};
+    std::optional<quint32> directorySignature = {};
 };
 
 /// The bytes of an archive with \a entries. \a extraEntries are announced at its end although they do not exist.
@@ -41,6 +38,3 @@ struct PackageEntry
 
 /// \a size bytes that do not repeat themselves early; \a seed tells one sequence from another.
 [[nodiscard]] QByteArray someBytes(int size, quint32 seed = 1);
-
-/// The CRC-32 of \a bytes, as archives use it (ISO 3309).
-[[nodiscard]] quint32 crc32Of(const QByteArray &bytes);

@@ -20,10 +20,7 @@ void become(uid_t user)
 
 QString callOfThisProcess()
 {
-    QString call;
-    for (const QString &argument : QCoreApplication::arguments().mid(1))
-        call += argument + QLatin1Char('\n');
-    return call;
+    return QCoreApplication::arguments().mid(1).join('\n');
 }
 
 OrdinaryUser::OrdinaryUser() : m_wasRoot(getuid() == root)

@@ -8,7 +8,5 @@ QString callOfThisProcess()
 }
 
 // Only natively do the tests run as somebody who may do anything.
-
 OrdinaryUser::OrdinaryUser() = default;
-
 OrdinaryUser::~OrdinaryUser() = default;

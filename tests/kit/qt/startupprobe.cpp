@@ -1,53 +1,38 @@
-// Linked with the program's own main(): tells on standard output what the window looks like once it is shown, one
-// "name: value" a line, and quits. What a window shows cannot be seen from outside without a display.
+// Linked with the program's own main(): as soon as the window is shown, tells on standard output how it looks, one
+// "name: value" a line, and ends the process. What a window shows cannot be seen from outside without a display.
 
-#include <QApplication>
+#include <QAbstractButton>
+#include <QCoreApplication>
 #include <QDialogButtonBox>
+#include <QEvent>
 #include <QGroupBox>
 #include <QMainWindow>
-#include <QPushButton>
-#include <QTimer>
-#include <QTranslator>
+#include <QTextStream>
 
-#include <cstdio>
+#include <cstdlib>
 
-namespace {
-
-void tell(const char *name, const QString &value)
+class WindowWatcher : public QObject
 {
-    static_cast<void>(std::printf("%s: %s\n", name, value.toUtf8().constData()));
-}
+public:
+    using QObject::QObject;
 
-void tellAbout(const QMainWindow &window)
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        const auto *window = qobject_cast<const QMainWindow *>(object);
+        if (window == nullptr || event->type() != QEvent::Show)
+            return false;
+        const QDialogButtonBox buttons(QDialogButtonBox::Cancel);
+        QTextStream(stdout) << "fixed size: " << window->windowFlags().testFlag(Qt::MSWindowsFixedSizeDialogHint)
+                            << "\nscale: " << window->devicePixelRatioF()
+                            << "\nsharp pictures: " << QCoreApplication::testAttribute(Qt::AA_UseHighDpiPixmaps)
+                            << "\ntexts: " << window->findChild<const QGroupBox *>()->title() << ", "
+                            << buttons.buttons().first()->text() << '\n';
+        std::_Exit(EXIT_SUCCESS);
+    }
+};
+
+static void watch()
 {
-    tell("title", window.windowTitle());
-    tell("fixed size hint", QVariant(window.windowFlags().testFlag(Qt::MSWindowsFixedSizeDialogHint)).toString());
-    tell("scale", QString::number(window.devicePixelRatioF()));
-    tell("sharp pictures", QVariant(QCoreApplication::testAttribute(Qt::AA_UseHighDpiPixmaps)).toString());
-    tell("group", window.findChild<QGroupBox *>()->title());
-    tell("button", QDialogButtonBox(QDialogButtonBox::Cancel).button(QDialogButtonBox::Cancel)->text());
-    tell("organization", QCoreApplication::organizationName());
-    tell("application", QCoreApplication::applicationName());
-    static_cast<void>(std::fflush(stdout));
+    qApp->installEventFilter(new WindowWatcher(qApp));
 }
-
-void lookForTheWindow()
-{
-    constexpr int interval = 10;
-    auto *timer = new QTimer(qApp);
-    QObject::connect(timer, &QTimer::timeout, [timer] {
-        for (const QWidget *widget : QApplication::topLevelWidgets()) {
-            const auto *window = qobject_cast<const QMainWindow *>(widget);
-            if (window != nullptr && window->isVisible()) {
-                timer->stop();
-                tellAbout(*window);
-                QCoreApplication::quit();
-            }
-        }
-    });
-    timer->start(interval);
-}
-
-} // namespace
-
-Q_COREAPP_STARTUP_FUNCTION(lookForTheWindow)
+Q_COREAPP_STARTUP_FUNCTION(watch)

@@ -28,29 +28,22 @@ namespace {
 
 constexpr int reportInterval = 100;
 
-QJsonArray rectangle(const QWidget &widget)
-{
-    const QPoint corner = widget.mapToGlobal(QPoint(0, 0));
-    return {corner.x(), corner.y(), widget.width(), widget.height()};
-}
-
 QJsonObject treeContents(const QTreeWidget &tree)
 {
-    QJsonArray columns;
-    QJsonArray rows;
-    for (int row = -1; row < tree.topLevelItemCount(); ++row) {
-        const QTreeWidgetItem *item = row < 0 ? tree.headerItem() : tree.topLevelItem(row);
+    const auto textsOf = [&tree](const QTreeWidgetItem *item) {
         QJsonArray texts;
         for (int column = 0; column < tree.columnCount(); ++column) {
             if (!tree.isColumnHidden(column))
                 texts.append(item->text(column));
         }
-        if (row < 0)
-            columns = texts;
-        else
-            rows.append(texts);
-    }
-    return {{"columns", columns}, {"rows", rows}, {"current", tree.indexOfTopLevelItem(tree.currentItem())}};
+        return texts;
+    };
+    QJsonArray rows;
+    for (int row = 0; row < tree.topLevelItemCount(); ++row)
+        rows.append(textsOf(tree.topLevelItem(row)));
+    return {{"columns", textsOf(tree.headerItem())},
+            {"rows", rows},
+            {"current", tree.indexOfTopLevelItem(tree.currentItem())}};
 }
 
 /// What is special about a kind of widget. "cut" says that the widget is too small for its text.
@@ -66,7 +59,7 @@ QJsonObject contents(const QWidget &widget)
     if (const auto *group = qobject_cast<const QGroupBox *>(&widget))
         return {{"text", group->title()}};
     if (const auto *bar = qobject_cast<const QProgressBar *>(&widget))
-        return {{"value", bar->value()}, {"minimum", bar->minimum()}, {"maximum", bar->maximum()}};
+        return {{"value", bar->value()}, {"maximum", bar->maximum()}};
     if (const auto *edit = qobject_cast<const QTextEdit *>(&widget))
         return {{"text", edit->toPlainText()}};
     if (const auto *tree = qobject_cast<const QTreeWidget *>(&widget))
@@ -79,10 +72,9 @@ QJsonObject described(const QWidget &widget)
     QJsonObject object = contents(widget);
     object["class"] = widget.metaObject()->className();
     object["name"] = widget.objectName();
-    object["toolTip"] = widget.toolTip();
     object["enabled"] = widget.isEnabled();
-    object["focus"] = widget.hasFocus();
-    object["rectangle"] = rectangle(widget);
+    const QPoint corner = widget.mapToGlobal(QPoint(0, 0));
+    object["rectangle"] = QJsonArray{corner.x(), corner.y(), widget.width(), widget.height()};
     return object;
 }
 
@@ -95,8 +87,6 @@ QJsonObject describedWindow(const QWidget &window)
     }
     QJsonObject object = described(window);
     object["title"] = window.windowTitle();
-    object["active"] = window.isActiveWindow();
-    object["modal"] = window.isModal();
     object["scale"] = window.devicePixelRatioF();
     object["widgets"] = widgets;
     return object;

@@ -28,12 +28,11 @@ std::wstring arguments()
 
 std::string bytesOf(const std::wstring &text, UINT codePage)
 {
-    const auto length = static_cast<int>(text.size());
     // A letter takes four bytes at most.
     std::string bytes(4 * text.size(), '\0');
-    const auto room = static_cast<int>(bytes.size());
-    bytes.resize(static_cast<std::size_t>(
-        WideCharToMultiByte(codePage, 0, text.data(), length, bytes.data(), room, nullptr, nullptr)));
+    const int size = WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                                         static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(static_cast<std::size_t>(size));
     return bytes;
 }
 
@@ -43,12 +42,6 @@ std::wstring textOf(const std::string &bytes, UINT codePage)
     std::wstring text(bytes.size(), L'\0');
     text.resize(static_cast<std::size_t>(MultiByteToWideChar(codePage, 0, bytes.data(), length, text.data(), length)));
     return text;
-}
-
-/// A text of the batch file as Windows' command interpreter would have read it.
-std::wstring readByConsole(const std::wstring &readByDos)
-{
-    return textOf(bytesOf(readByDos, CP_OEMCP), GetConsoleOutputCP());
 }
 
 /// Prints what comes out of \a pipe, until its other end is closed.
@@ -67,7 +60,8 @@ void passOn(HANDLE pipe)
 
 int wmain()
 {
-    std::wstring line = L"xcopy.exe" + readByConsole(arguments());
+    // As Windows' command interpreter would have read the batch file.
+    std::wstring line = L"xcopy.exe" + textOf(bytesOf(arguments(), CP_OEMCP), GetConsoleOutputCP());
     const std::wstring unknown = L" /G";
     const std::size_t position = line.find(unknown);
     if (position != std::wstring::npos)

@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QLabel>
-#include <QMargins>
 #include <QPixmap>
 #include <QTextStream>
 #include <QVBoxLayout>
@@ -51,8 +50,7 @@ int main(int argc, char *argv[])
     window.setWindowTitle(QStringLiteral("Tavlopro %1").arg(version));
     auto *layout = new QVBoxLayout(&window);
     // Wide enough for the title bar to show the version.
-    constexpr QMargins margins(96, 24, 96, 24);
-    layout->setContentsMargins(margins);
+    layout->setContentsMargins(96, 24, 96, 24);
     const QPixmap logo(besideProgram(QStringLiteral("logo.png")));
     if (!logo.isNull()) {
         auto *picture = new QLabel;
@@ -60,8 +58,7 @@ int main(int argc, char *argv[])
         layout->addWidget(picture, 0, Qt::AlignHCenter);
     }
     auto *text = new QLabel(QStringLiteral("<h1>Tavlopro</h1><p>Version %1</p>").arg(version));
-    text->setAlignment(Qt::AlignCenter);
-    layout->addWidget(text);
+    layout->addWidget(text, 0, Qt::AlignHCenter);
     window.show();
     return QApplication::exec();
 }

@@ -1,0 +1,160 @@
+// The package from its name on the server to its file on the disk.
+
+#include "download/packagename.h"
+#include "download/packagestore.h"
+#include "download/progress.h"
+#include "download/storedarchive.h"
+#include "kit/qt/foldertest.h"
+#include "kit/qt/packagemaker.h"
+#include "kit/qt/table.h"
+
+using namespace freshen;
+
+namespace {
+
+/// The body of a reply. It notes how many bytes are asked for at once, and can promise more than it has.
+class Body : public QBuffer
+{
+public:
+    explicit Body(const QByteArray &bytes)
+    {
+        setData(bytes);
+        open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    }
+    qint64 bytesAvailable() const override
+    {
+        return QBuffer::bytesAvailable() + missing;
+    }
+
+    qint64 missing = 0;
+    qint64 largestRead = 0;
+
+protected:
+    qint64 readData(char *data, qint64 size) override
+    {
+        largestRead = std::max(largestRead, size);
+        return QBuffer::readData(data, size);
+    }
+};
+
+} // namespace
+
+class PackageTest : public FolderTest
+{
+    Q_OBJECT
+
+private slots:
+    void onlyWindowsXpHasNoTag_data()
+    {
+        const Table<RunningSystem, QString> table;
+        table.row("XP", {true, 5, 1, ""}, "");
+        table.row("before it", {true, 5, 0, ""}, "WIN7");
+        table.row("after it", {true, 5, 2, ""}, "WIN7");
+        table.row("7", {true, 6, 1, ""}, "WIN7");
+        table.row("another system", {false, 5, 1, ""}, "WIN7");
+    }
+    void onlyWindowsXpHasNoTag()
+    {
+        const auto [system, tag] = Table<RunningSystem, QString>::current();
+        QCOMPARE(operatingSystemTag(system), tag);
+    }
+
+    void names_data()
+    {
+        // An empty name of the stored package stands for the one on the server.
+        const Table<VersionRow, PackageNaming, QString, QString> table;
+        const PackageNaming plain = {false, "WIN7", "X64"};
+        const PackageNaming extended = {true, "WIN7", "X64"};
+        table.row("plain", {"2.1.6020", "Stable"}, plain, "Tavlopc2.1.6020STABLE.zip", "");
+        table.row("extended", {"2.1.6020", "Beta"}, extended, "Tavlopc2.1.6020BETAWIN7X64.zip", "");
+        table.row("extended, empty system tag", {"2.1.6020", "Beta"}, {true, "", "X64"}, "Tavlopc2.1.6020BETAX64.zip",
+                  "");
+        table.row("the last beta that the server calls stable", {"1.0.2084", "Beta"}, extended,
+                  "Tavlopc1.0.2084STABLEWIN7X64.zip", "Tavlopc1.0.2084BETAWIN7X64.zip");
+        table.row("the first beta that it does not", {"1.0.2085", "Beta"}, plain, "Tavlopc1.0.2085BETA.zip", "");
+        table.row("every BETA is replaced, in upper case only", {"BETA.Beta.1", "betabeta"}, plain,
+                  "TavlopcSTABLE.Beta.1STABLESTABLE.zip", "TavlopcBETA.Beta.1BETABETA.zip");
+        table.row("signs that lead to another folder", {"1/2\\3.D:.7200", "/../../evil"}, plain,
+                  "Tavlopc1/2\\3.D:.7200/../../EVIL.zip", "Tavlopc1_2_3.D_.7200_.._.._EVIL.zip");
+        table.row("signs that are place holders elsewhere", {"%2.%1.7200", "%4"}, {true, "%3", "X64"},
+                  "Tavlopc%2.%1.7200%4%3X64.zip", "");
+    }
+    void names()
+    {
+        const auto [columns, naming, onServer, stored] = Table<VersionRow, PackageNaming, QString, QString>::current();
+        const qint32 revision = columns.at(column::version).section('.', 2).toInt();
+        QCOMPARE(serverPackageName(columns, revision, naming), onServer);
+        QCOMPARE(localPackageName(selectedVersionName(columns), naming), stored.isEmpty() ? onServer : stored);
+    }
+
+    void megabytesWithOneDecimal()
+    {
+        QCOMPARE(megabytes(0), "0.0");
+        QCOMPARE(megabytes(1572864), "1.5");
+        QCOMPARE(megabytes(1101004), "1.0");
+        QCOMPARE(megabytes(1101005), "1.1");
+        QCOMPARE(megabytes(Q_INT64_C(5368709120)), "5120.0");
+    }
+
+    void storedBehindItsLength_data()
+    {
+        const Table<int, QByteArray> table;
+        table.row("empty", 0, QByteArray("\0\0\0\0", 4));
+        table.row("258 bytes, the highest byte first", 258, QByteArray("\0\0\1\2", 4));
+        table.row("one chunk", 65536, QByteArray("\0\1\0\0", 4));
+        table.row("3 million bytes", 3000000, QByteArray("\0\x2d\xc6\xc0", 4));
+    }
+    void storedBehindItsLength()
+    {
+        const auto [size, length] = Table<int, QByteArray>::current();
+        const QByteArray readBefore = "read before";
+        const QByteArray left = someBytes(size);
+        Body body(readBefore + left);
+        QCOMPARE(body.read(readBefore.size()), readBefore);
+        writeFile(file("Package.zip"), someBytes(70000, 2));
+        QVERIFY(storePackage(body, file("Package.zip")));
+        QVERIFY(readFile(file("Package.zip")) == length + left);
+        QVERIFY2(body.largestRead <= 1 << 20, "The body is held as a whole.");
+        QCOMPARE(log().lines(), QStringList());
+    }
+
+    void failureToStore_data()
+    {
+        const Table<QString, int> table;
+        table.row("missing folder", "missing/Package.zip", 0);
+        table.row("body that ends early", "Package.zip", 3);
+        // There is none on Windows.
+        if (QFile::exists("/dev/full"))
+            table.row("full disk", "/dev/full", 0);
+    }
+    void failureToStore()
+    {
+        const auto [name, missing] = Table<QString, int>::current();
+        const QString path = QDir(folder()).filePath(name);
+        Body body("short");
+        body.missing = missing;
+        QVERIFY(!storePackage(body, path));
+        QCOMPARE(log().lines().size(), 1);
+        QVERIFY(isWarnedOf("Cannot store the package in", path));
+        // What came is there.
+        if (missing != 0)
+            QCOMPARE(readFile(path), QByteArray("\0\0\0\x08short", 9));
+    }
+
+    /// The 4 bytes hold the length modulo 2^32.
+    void lengthBeyond32BitsIsFound()
+    {
+        const QString path = file("Package.zip");
+        const qint64 length = (Q_INT64_C(1) << 32) + 258;
+        writeFile(path, QByteArray("\0\0\1\2PK\3\4", 8));
+        // All but its begin takes no space.
+        QVERIFY(QFile::resize(path, length + 4));
+        StoredArchive archive(path);
+        QVERIFY(archive.open(QIODevice::ReadOnly));
+        QCOMPARE(archive.size(), length);
+        QCOMPARE(archive.read(4), QByteArray("PK\3\4"));
+    }
+};
+
+QTEST_GUILESS_MAIN(PackageTest)
+#include "tst_package.moc"

@@ -1,0 +1,114 @@
+// The start without arguments: the updater copies itself out of the installation and starts the copy.
+
+#include "kit/qt/files.h"
+#include "kit/qt/windowtest.h"
+#include "versions/deployment.h"
+
+#include <QDir>
+#include <QStandardPaths>
+
+using namespace freshen;
+
+class RelocationTest : public WindowTest
+{
+    Q_OBJECT
+
+    const QString m_localData = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    const QString m_installation = QCoreApplication::applicationDirPath();
+
+    /// What was logged, with names for the folders, forward slashes, and apostrophes for quotation marks.
+    QStringList log()
+    {
+        QStringList lines = takeLog();
+        lines.replaceInStrings("\\\\", "/").replaceInStrings("\"", "'");
+        return lines.replaceInStrings(m_localData, "<data>").replaceInStrings(m_installation, "<installation>");
+    }
+
+private slots:
+    void init()
+    {
+        WindowTest::init();
+        setArguments({});
+        QDir(m_localData).removeRecursively();
+        QFile::remove(m_localData);
+        writeFile(m_installation + "/Freshen.exe", "the updater");
+    }
+    void cleanup()
+    {
+        QFile::remove(m_installation + "/Freshen.exe");
+        WindowTest::cleanup();
+    }
+
+    void updaterIsCopiedAndStarted()
+    {
+        writeFile(m_localData + "/settings.ini", "a folder of an earlier run");
+        writeFile(m_localData + "/freshen/platforms/deep/old.dll", "of an earlier run");
+        // The lowest that tells of a success.
+        fakeSystem.elevatedResult = 33;
+        TestWindow window;
+        takeLog();
+        QVERIFY(quitsAfter([&window] { window.show(); }));
+
+        const QMap<QString, QByteArray> expected = {
+            {"freshen/", {}},
+            {"freshen/Freshen.exe", "the updater"},
+            {"freshen/imageformats/", {}},
+            {"freshen/platforms/", {}},
+            {"freshen/styles/", {}},
+            {"settings.ini", m_installation.toUtf8()},
+        };
+        QCOMPARE(treeOf(m_localData), expected);
+        const QStringList start = {"Freshen.exe", "menu", QDir::toNativeSeparators(m_localData + "/freshen")};
+        QCOMPARE(fakeSystem.elevatedStarts, QVector<QStringList>{start});
+        QVERIFY(networkAccessManager->findChild<QNetworkReply *>() == nullptr);
+        const QStringList expectedLog = {
+            "checking ...",
+            QString("Get: 'http://127.0.0.1:%1%2'").arg(m_server->port()).arg(versionFileTarget),
+            "'<installation>' '<data>/freshen'",
+            "'<installation>/platforms/qwindows.dll' '<data>/freshen/platforms/qwindows.dll' false",
+            "'<installation>/imageformats/qico.dll' '<data>/freshen/imageformats/qico.dll' false",
+            "'<installation>/styles/qwindowsvistastyle.dll' '<data>/freshen/styles/qwindowsvistastyle.dll' false",
+            "33",
+        };
+        QCOMPARE(log(), expectedLog);
+    }
+
+    void failedStartIsShownAndLogged_data()
+    {
+        const Table<int, QStringList> table;
+        table.row("consent declined", 5, {"5", "ERROR_ACCESS_DENIED Freshen.exe"});
+        table.row("highest code of a failure", 32, {"32"});
+    }
+    void failedStartIsShownAndLogged()
+    {
+        const auto [result, end] = Table<int, QStringList>::current();
+        fakeSystem.elevatedResult = result;
+        TestWindow window;
+        m_dialogs->expect([&window](QMessageBox &box) {
+            QCOMPARE(box.parent(), &window);
+            // Otherwise the tags would be seen, and the link could not be clicked.
+            QCOMPARE(box.textFormat(), Qt::RichText);
+            QVERIFY((box.textInteractionFlags() & Qt::LinksAccessibleByMouse) != 0);
+            DialogDriver::click(box, QMessageBox::Ok);
+        });
+        QVERIFY(quitsAfter([&window] { window.show(); }));
+        const QString box = "Critical: *Error starting Updater [Ok] We are sorry, but the Tavlopro update tool has an "
+                            "error.<br/>Perhaps it has insufficent rights.<br/>You can also try to re-install Tavlopro "
+                            "by downloading the current version from:<br/><html><a href=\"%1\">%1</a></html>";
+        QCOMPARE(m_dialogs->boxes(), QStringList{box.arg(deployment::downloadPage)});
+        const QStringList lines = log();
+        QCOMPARE(lines.mid(lines.size() - end.size()), end);
+    }
+
+    void missingTemporaryFolderEndsTheUpdaterWithoutABox()
+    {
+        writeFile(m_localData, "in the way");
+        TestWindow window;
+        QVERIFY(quitsAfter([&window] { window.show(); }));
+        QCOMPARE(log().last(), "Error creating path: '<data>/freshen'");
+        QVERIFY(fakeSystem.elevatedStarts.isEmpty());
+    }
+};
+
+FRESHEN_WINDOW_TEST_MAIN(RelocationTest)
+#include "tst_relocation.moc"

@@ -70,7 +70,7 @@ def say(text: str) -> None:
 
 
 def choose_folder(options: argparse.Namespace) -> Path:
-    """The first folder with enough space. In memory no disk's mood is measured."""
+    """The first folder with enough space. In memory no disk is measured."""
     needed = _SPACE_QUICK if options.quick else _SPACE
     memory = os.sysconf("SC_AVPHYS_PAGES") * os.sysconf("SC_PAGE_SIZE")
     folders = [options.folder] if options.folder else [Path("/dev/shm"), Path(tempfile.gettempdir())]

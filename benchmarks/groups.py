@@ -11,11 +11,11 @@ from contextlib import ExitStack, contextmanager
 from dataclasses import dataclass
 from pathlib import Path
 
-from harness.desktop import Desktop
-from harness.installation import Home, write_settings
-from harness.packages import VERSIONS_PATH, Version
-from harness.waiting import wait_for
-from harness.wine import Wine
+from kit.desktop import Desktop
+from kit.native import NativeUpdater
+from kit.offer import VERSIONS_PATH, Version
+from kit.waiting import wait_for
+from kit.wine import Wine
 
 import inputs
 from inputs import MIB
@@ -57,9 +57,12 @@ class Stage:
         self.folder = folder
         self.is_quick = is_quick
         self.resources = resources
-        self.home = Home(folder / "home")
-        self.environment = {**self.home.environment("en_US", _ROOT / "equipment", folder),
-                            "QT_QPA_PLATFORM": "offscreen", "TMPDIR": str(folder),
+        tools = folder / "tools"
+        tools.mkdir(parents=True)
+        for tool in ("explorer", "xcopy"):
+            shutil.copy2(_ROOT / "tests" / "fakes" / f"{tool}.sh", tools / f"{tool}.exe")
+        self.updater = NativeUpdater(folder, _PROGRAMS / "Freshen.exe", tools)
+        self.environment = {**self.updater.environment(), "TMPDIR": str(folder),
                             # Without it the C library looks for the file of the time zone with each line of the log.
                             "TZ": "UTC"}
 
@@ -129,7 +132,7 @@ def extraction_50000_files(stage: Stage) -> Group:
 
 
 def _settings(stage: Stage, port: int) -> None:
-    write_settings(stage.home.application_settings, {
+    stage.updater.write_settings({
         "proto2": "http", "host2": "127.0.0.1", "port2": port, "version_main": "26", "version_minor": "05",
         "Updater/filesToKeep": ["logo.png"],
     })
@@ -147,7 +150,7 @@ def download(stage: Stage) -> Group:
     _settings(stage, port)
     program = stage.program("Freshen.exe")
     stored = stage.folder / "run" / _VERSION.package_name
-    log = stage.home.debug_log
+    log = stage.updater.log_file
 
     def forget() -> None:
         log.unlink(missing_ok=True)
@@ -243,13 +246,13 @@ def start(stage: Stage) -> Group:
 
 
 def relocation(stage: Stage) -> Group:
-    installation, copy = stage.folder / "installation", stage.home.relocated_updater.parent
+    installation, copy = stage.folder / "installation", stage.updater.copy.parent
     inputs.make_updater_folder(installation, _PROGRAMS / "steps", 0.05 if stage.is_quick else 1)
 
     def remove() -> None:
         shutil.rmtree(copy, ignore_errors=True)
 
-    stage.home.updater_data.mkdir(parents=True)
+    stage.updater.data.mkdir(parents=True)
     sides: dict[str, Side] = {
         "updater": Step(stage.environment, installation / "Freshen.exe", "relocate", prepare=remove),
         "cp": Command(stage.environment, "cp", "-r", installation, copy, prepare=remove),
@@ -348,19 +351,17 @@ def installation_under_wine(stage: Stage) -> Group:
         Figure("cleaning-wine", ("cleaning", "wall"), ("rm", "wall"), "s", None),
         Figure("copy-wine", ("copying", "wall"), ("cp", "wall"), "s", None),
     ], dict.fromkeys(("cleaning", "rm", "copying", "cp"), _NotMade()))
-    package = _windows_package()
-    if package is None:
+    package, steps = _windows_package(), _WINDOWS / "bin" / "steps.exe"
+    if package is None or not steps.exists():
         return group
-    sockets = stage.folder / "desktop"
-    sockets.mkdir(mode=0o700)
-    desktop = stage.resources.enter_context(Desktop(sockets))
+    desktop = stage.resources.enter_context(Desktop(stage.folder))
     wine = stage.resources.enter_context(Wine(stage.folder / "windows", desktop.environment))
     wine.create()
     # Wine's own copying tool does not know all that Windows' does.
-    wine.replace_tool("xcopy.exe", _WINDOWS / "equipment" / "windows" / "xcopy.exe")
+    wine.replace_tool("xcopy.exe", _WINDOWS / "fakes" / "xcopy.exe")
     program = wine.drive / "run" / "bin" / "steps.exe"
     shutil.unpack_archive(package, program.parent)
-    shutil.copy2(_WINDOWS / "bin" / "steps.exe", program)
+    shutil.copy2(steps, program)
     tree = _Tree(stage, wine.drive)
 
     def step(name: str, *folders: Path, prepare: Callable[[], None]) -> WindowsStep:

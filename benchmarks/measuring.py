@@ -13,7 +13,7 @@ from collections.abc import Callable, Mapping, Sequence
 from pathlib import Path
 from typing import Protocol
 
-from harness.wine import Wine
+from kit.wine import Wine
 
 # What one run gave: times in seconds, memory in MiB, by name.
 Sample = dict[str, float]

@@ -8,7 +8,7 @@ from collections.abc import Iterator
 from contextlib import contextmanager
 from pathlib import Path
 
-from harness.waiting import wait_for
+from kit.waiting import wait_for
 
 _CONFIGURATION = """\
 daemon off;

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What the fuzz targets share. A target is one function that takes any bytes, hands them to rules of the program and
+/// What the fuzz targets share. A target is one function that takes any bytes, passes them to the core logic and
 /// requires what must hold for every input. libFuzzer drives it, or replay.cpp runs it over files.
 
 /// The target.

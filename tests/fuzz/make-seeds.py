@@ -11,7 +11,7 @@ import sys
 import zipfile
 from pathlib import Path
 
-from harness.packages import as_large
+from kit.offer import large
 
 DATE = (2026, 5, 1, 12, 0, 0)
 UNIX = 3
@@ -62,7 +62,7 @@ def packages() -> dict[str, bytes]:
     )
     return {
         "plain": plain,
-        "large": as_large(plain),
+        "large": large(plain),
         "empty": archive(),
         "comment": archive((entry("file"), b"x"), comment=b"PK\5\6 and more"),
         "zeros": archive((entry("zeros"), b"\0" * 300_000)),

@@ -1,0 +1,1 @@
+"""The vocabulary of the system tests and of the demonstration: an updater, its window, servers, offers, folders."""

@@ -1,0 +1,270 @@
+"""Real servers and proxies on the loopback address, each with its configuration, logs and users in a folder of the
+test's own, and a certificate authority for them.
+
+A program never asks a proxy for a host of this machine by its number, so the servers behind go by the name HOST, which
+the proxies alone know."""
+
+from __future__ import annotations
+
+import datetime
+import hashlib
+import json
+import os
+import re
+import shutil
+import signal
+import socket
+import ssl
+import subprocess
+from abc import ABC, abstractmethod
+from contextlib import suppress
+from pathlib import Path
+from tempfile import gettempdir
+from typing import NamedTuple
+
+import trustme
+
+from .configuration import configured
+from .sandbox import sandboxed
+from .waiting import wait_for
+
+HOST = "server.example"
+
+_ATTEMPTS = 5
+# Where Debian keeps programs that serve.
+_PATH = f"/usr/sbin:{os.defpath}"
+# Of the signatures made with a key of the other kind, Wine takes those for forged whose numbers begin with a byte of
+# zero, which is one certificate in 128. Older versions know RSA only.
+_RSA = {"key_type": trustme.KeyType.RSA} if hasattr(trustme, "KeyType") else {}
+
+
+class Authority:
+    """Makes certificates for servers: files that hold the key as well. They live as long as the folder."""
+
+    def __init__(self, folder: Path) -> None:
+        folder.mkdir()
+        self._folder = folder
+        self._authority = trustme.CA(organization_name="Test authority", **_RSA)
+
+    @property
+    def der(self) -> bytes:
+        """Its own certificate in DER, not PEM."""
+        return ssl.PEM_cert_to_DER_cert(self._authority.cert_pem.bytes().decode("ascii"))
+
+    def issue(self, *names: str, days: int = 2) -> Path:
+        """A certificate for a server with these names and addresses. With negative days it has expired."""
+        end = datetime.datetime.utcnow() + datetime.timedelta(days)
+        issued = self._authority.issue_cert(*names, not_after=end, **_RSA)
+        return self._written(issued.private_key_pem, *issued.cert_chain_pems)
+
+    def own(self) -> Path:
+        """The authority's own certificate, which nobody but itself has signed."""
+        return self._written(self._authority.private_key_pem, self._authority.cert_pem)
+
+    def store(self) -> Path:
+        """A folder of trusted certificates, as the system keeps it, with nothing but this authority in it."""
+        folder = self._folder / "trusted"
+        if not folder.exists():
+            folder.mkdir()
+            self._authority.cert_pem.write_to_path(folder / "authority.pem")
+            subprocess.run(["openssl", "rehash", str(folder)], check=True, stdin=subprocess.DEVNULL)
+        return folder
+
+    def _written(self, *parts: trustme.Blob) -> Path:
+        file = self._folder / f"{len(list(self._folder.iterdir()))}.pem"
+        file.write_bytes(b"".join(part.bytes() for part in parts))
+        return file
+
+
+# --- servers
+
+class Server(ABC):
+    """A server program in the foreground. A context manager. The port is looked for anew when somebody else has taken
+    it meanwhile."""
+
+    def __init__(self, folder: Path) -> None:
+        folder.mkdir()
+        self.folder = folder
+        self.port = 0
+        self._process: subprocess.Popen | None = None
+
+    @abstractmethod
+    def _command(self) -> list[str]:
+        """Writes the configuration for self.port; returns the command."""
+
+    def __enter__(self):
+        for _ in range(_ATTEMPTS):
+            with socket.create_server(("127.0.0.1", 0)) as probe:
+                self.port = probe.getsockname()[1]
+            with open(self.folder / "output.txt", "ab") as output:
+                self._process = subprocess.Popen(self._command(), stdin=subprocess.DEVNULL, stdout=output,
+                                                 stderr=output, start_new_session=True, cwd=self.folder,
+                                                 env={"PATH": _PATH, "HOME": str(self.folder), "LC_ALL": "C.UTF-8"})
+            with suppress(TimeoutError):
+                wait_for(lambda: self._answers() or self._process.poll() is not None, "the server")
+                if self._process.poll() is None:
+                    return self
+            self.__exit__()
+        raise OSError(f"{type(self).__name__} did not start\n{self.evidence()}")
+
+    def __exit__(self, *_: object) -> None:
+        self._process.terminate()
+        with suppress(subprocess.TimeoutExpired):
+            self._process.wait(3)
+        # Programs of its own, in case it has left any.
+        self.kill()
+
+    def kill(self) -> None:
+        """Ends the server at once, as a failure of its machine does."""
+        with suppress(ProcessLookupError):
+            os.killpg(self._process.pid, signal.SIGKILL)
+        self._process.wait()
+
+    def evidence(self) -> str:
+        """What it has written, for the report of a failure."""
+        return "\n".join(f"{file.name}: {file.read_text(errors='replace')[-2000:]}"
+                         for file in sorted(self.folder.glob("*.txt")))
+
+    def _log(self) -> str:
+        log = self.folder / "access.txt"
+        return log.read_text(encoding="utf-8", errors="replace") if log.exists() else ""
+
+    def _write(self, name: str, *lines: str) -> Path:
+        file = self.folder / name
+        file.write_text("".join(f"{line}\n" for line in lines), encoding="utf-8")
+        return file
+
+    def _configured(self, name: str, **values: object) -> str:
+        return str(self._write(name, configured(name, folder=self.folder, port=self.port, **values)))
+
+    def _answers(self) -> bool:
+        with suppress(OSError), socket.create_connection(("127.0.0.1", self.port), 1):
+            return True
+        return False
+
+
+class Served(NamedTuple):
+    """One answered request, as the web server logs it."""
+
+    request: str
+    host: str
+    agent: str
+    status: int
+    scheme: str
+
+
+class Nginx(Server):
+    """A web server; locations is added to its configuration as it is."""
+
+    def __init__(self, folder: Path, certificate: Path | None = None, locations: str = "") -> None:
+        super().__init__(folder)
+        self._certificate = certificate
+        self._locations = locations
+
+    def offer(self, path: str, content: bytes) -> None:
+        """Offers content under this path."""
+        file = self.folder / "content" / path.lstrip("/")
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_bytes(content)
+
+    def served(self) -> list[Served]:
+        """What it was asked for and has answered so far."""
+        entries = (Served(*json.loads(line)) for line in self._log().splitlines())
+        return [entry._replace(status=int(entry.status)) for entry in entries if entry.request]
+
+    def _command(self) -> list[str]:
+        file = self._certificate
+        configuration = self._configured(
+            "nginx.conf", protocol="ssl" if file else "", locations=self._locations,
+            certificate=f"ssl_certificate {file}; ssl_certificate_key {file};" if file else "")
+        return ["nginx", "-c", configuration, "-e", str(self.folder / "error.txt"), "-p", str(self.folder)]
+
+
+# --- proxies
+
+class User(NamedTuple):
+    """Somebody who may use a proxy. Names and passwords travel as Latin-1."""
+
+    name: str
+    password: str
+
+    def crypted(self) -> str:
+        """The password as files of passwords keep it."""
+        return subprocess.run(["openssl", "passwd", "-6", "-stdin"], input=self.password.encode("latin-1"),
+                              capture_output=True, check=True, timeout=10).stdout.decode().strip()
+
+
+class Forwarded(NamedTuple):
+    """One request that the proxy has dealt with, as its log says."""
+
+    target: str
+    user: str
+    status: int
+
+
+class Squid(Server):
+    """An HTTP proxy. scheme is how users name themselves: "basic", "digest", or "" where nobody has to."""
+
+    _REALM = "Tests"
+
+    def __init__(self, folder: Path, scheme: str = "", users: tuple[User, ...] = ()) -> None:
+        super().__init__(folder)
+        self._scheme = scheme
+        self._users = users
+
+    def forwarded(self) -> list[Forwarded]:
+        """What went through so far, refusals too, in the order of their end."""
+        fields = (line.split("\t") for line in self._log().splitlines())
+        # A connection that asks for nothing is logged as an error before any request.
+        return [Forwarded(target, "" if user == "-" else user, int(status))
+                for method, target, user, status in fields if method not in ("-", "NONE")]
+
+    def _command(self) -> list[str]:
+        if os.getuid() == 0:
+            # It gives the rights of root away by itself, and needs its folder afterwards.
+            shutil.chown(self.folder, "proxy")
+            for folder in self.folder.parents:
+                if folder.is_relative_to(gettempdir()) and folder != Path(gettempdir()):
+                    folder.chmod(0o711)
+        access = "http_access allow all"
+        if self._scheme:
+            self._write("passwords", *map(self._password_line, self._users))
+            checker = {"basic": "basic_ncsa_auth", "digest": "digest_file_auth -c"}[self._scheme]
+            access = configured("squid-users.conf", folder=self.folder, scheme=self._scheme, checker=checker,
+                                realm=self._REALM)
+        self._write("hosts", f"127.0.0.1 {HOST}")
+        # Shared memory goes by this name, on the whole machine.
+        return ["squid", "-N", "-n", f"freshen{self.port}", "-f", self._configured("squid.conf", access=access)]
+
+    def _password_line(self, user: User) -> str:
+        if self._scheme == "basic":
+            return f"{user.name}:{user.crypted()}"
+        digest = hashlib.md5(f"{user.name}:{self._REALM}:{user.password}".encode("latin-1")).hexdigest()
+        return f"{user.name}:{self._REALM}:{digest}"
+
+
+class Dante(Server):
+    """A SOCKS5 proxy whose users name themselves. It asks the system for users and hosts, so it runs with files of its
+    own in place of the system's."""
+
+    def __init__(self, folder: Path, users: tuple[User, ...] = ()) -> None:
+        super().__init__(folder)
+        self._users = users
+
+    def connections(self) -> list[tuple[str, int]]:
+        """User and target port of each connection that was made through the proxy."""
+        return [(user, int(port)) for user, port in re.findall(
+            r"tcp/connect \[: (?:username%(\S*?)@)?\S+ \S+ -> \S+ \S+\.(\d+)$", self._log(), re.MULTILINE)]
+
+    def _command(self) -> list[str]:
+        system = (
+            self._write("passwd", "root:x:0:0:root:/root:/bin/sh", *(
+                f"{user.name}:x:{1000 + number}:1000::/nonexistent:/usr/sbin/nologin"
+                for number, user in enumerate(self._users))),
+            self._write("shadow", "root:*:19000:0:99999:7:::", *(
+                f"{user.name}:{user.crypted()}:19000:0:99999:7:::" for user in self._users)),
+            self._write("hosts", f"127.0.0.1 localhost {HOST}"),
+            self._write("nsswitch.conf", *(f"{kind}: files" for kind in ("passwd", "group", "shadow", "hosts"))))
+        configuration = self._configured("danted.conf", method="username" if self._users else "none")
+        return [*sandboxed(replaced={Path("/etc", file.name): file for file in system}, as_root=True),
+                "danted", "-f", configuration, "-p", str(self.folder / "danted.pid")]

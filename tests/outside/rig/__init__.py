@@ -1,1 +1,0 @@
-"""What the tests stand on: one run of the updater with all that belongs to it, servers, proxies, certificates."""

@@ -1,0 +1,173 @@
+"""Processes that fail: the copy, the shell, and the updater itself, killed and started again."""
+
+from __future__ import annotations
+
+import os
+import shutil
+from collections.abc import Callable
+from pathlib import Path
+
+import pytest
+
+from kit import folders
+from kit.fault import Fault, telling
+from kit.folders import text
+from kit.native import NativeUpdater
+from kit.offer import CHOSEN, SCRIPT, application, package
+from kit.server import Answer, UpdateServer
+from kit.updater import OWN_FILES, Updater
+from kit.waiting import becomes, wait_for
+from kit.window import Window
+
+INSTALLED = {"Tavlopro.exe": SCRIPT, "logo.png": text("kept"), "old.txt": text("old"), "data/old.dat": text("old")}
+
+
+@pytest.fixture(autouse=True)
+def offer(updater: Updater, server: UpdateServer) -> None:
+    """There is an installation, and a new version for it."""
+    server.offer(CHOSEN, package=package(application(updater.program)))
+    updater.install(INSTALLED)
+
+
+# --- the copy, and the start of the application
+
+def no_interpreter(updater: NativeUpdater) -> dict[str, object]:
+    nothing = updater.folder / "nothing"
+    nothing.write_text("no program")
+    return {"replaced": {Path("/bin/sh").resolve(): nothing}}
+
+
+def no_shell(updater: NativeUpdater) -> dict[str, object]:
+    (updater.system / "explorer.exe").unlink()
+    return {}
+
+
+# Makes the fault, and returns what the updater has to be started with for it.
+COPYING: dict[str, Callable[..., dict[str, object]]] = {
+    "The copying program ends with 4": lambda updater: {"variables": updater.copying(exit_code=4)},
+    "The copying program is missing": lambda updater: {"variables": {"PATH": os.defpath}},
+    "The command interpreter cannot be started": no_interpreter,
+    "The desktop's shell is missing": no_shell,
+}
+
+
+@pytest.mark.windows("the exit code passes through a command interpreter", "The copying program ends with 4")
+@pytest.mark.parametrize("name", COPYING)
+@pytest.mark.fault("{name}")
+def test_copying(updater: Updater, window: Window, fault: Fault, name: str) -> None:
+    """A copy that fails is shown with its exit code, and the unpacked package stays."""
+    updater.make_ready("auto", **COPYING[name](updater))
+    updater.install_update()
+    fault.is_seen()
+    updater.ends()
+
+
+# --- the updater is killed, and started again
+
+def choose(updater: Updater, **start: object) -> None:
+    """Starts the updater in the installation, or its copy once that is gone, and picks the version from the list."""
+    is_gone = updater.copy.exists() and not (updater.installation / "Freshen.exe").exists()
+    updater.start(*["menu"] * is_gone, **start)
+    updater.window.choose(CHOSEN.number)
+
+
+def make_ready(updater: Updater, server: UpdateServer | None = None, **start: object) -> None:
+    choose(updater, **start)
+    updater.window.wait_for_button(updater.texts("Install Update"))
+
+
+def stop_at(pipe: Path) -> Path:
+    """Makes a pipe, which holds up whoever opens it."""
+    pipe.parent.mkdir(parents=True, exist_ok=True)
+    os.mkfifo(pipe)
+    return pipe
+
+
+def relocating(updater: Updater, server: UpdateServer) -> None:
+    plugin = stop_at(updater.installation / "platforms" / "qwindows.dll")
+    updater.start()
+    wait_for(updater.copy.exists, "the copy so far")
+    updater.kill()
+    plugin.unlink()
+    plugin.touch()
+
+
+def downloading(updater: Updater, server: UpdateServer) -> None:
+    content = package(application(updater.program))
+    server.answers[CHOSEN.package_path] = [Answer(content, hold=len(content) // 2), content]
+    choose(updater)
+    wait_for(lambda: updater.window.bar().value > 0, "a part of the package")
+
+
+def unpacking(file: str, last: str) -> Callable[[Updater, UpdateServer], None]:
+    """Unpacks as far as the file, which comes after the entry that the log names last."""
+    def go(updater: Updater, server: UpdateServer) -> None:
+        pipe = stop_at(updater.out / "Tavlopro" / file)
+        choose(updater)
+        updater.wait_for_log(f'unzipping "{last}"')
+        updater.kill()
+        pipe.unlink()
+
+    return go
+
+
+def cleaned(updater: Updater) -> None:
+    """Goes as far as the copying program, which waits."""
+    make_ready(updater, variables=updater.copying(pause=60))
+    updater.install_update()
+    wait_for(lambda: any("copyBatch.bat" in line for line in updater.log_texts()), "the copying program")
+
+
+def copying(updater: Updater, server: UpdateServer) -> None:
+    cleaned(updater)
+    # As far as it would have come.
+    shutil.copy2(updater.out / "Tavlopro" / "Tavlopro.exe", updater.installation)
+
+
+PHASES: dict[str, Callable[[Updater, UpdateServer], None]] = {
+    "amid its relocation": relocating,
+    "amid the download": downloading,
+    "when the package is stored": unpacking("Tavlopro.exe", "Tavlopro/"),
+    "amid the unpacking": unpacking("documents/manual.txt", "Tavlopro/documents/"),
+    "when all is unpacked": make_ready,
+    "amid the copy": copying,
+}
+
+
+@pytest.mark.windows("files of running programs cannot be replaced there", "amid the copy")
+@pytest.mark.parametrize("phase", PHASES)
+@pytest.mark.fault("Killed {phase}")
+def test_killed(updater: Updater, window: Window, server: UpdateServer, fault: Fault, phase: str) -> None:
+    """Killed in any phase and started again, the updater installs: what the first run has left is no hindrance."""
+    PHASES[phase](updater, server)
+    updater.kill()
+    fault.is_seen()
+    make_ready(updater)
+    check_installation(updater)
+    assert telling(updater) == []
+
+
+@pytest.mark.fault("Killed between cleaning and copy, and started again")
+def test_killed_without_executable(updater: Updater, window: Window, fault: Fault) -> None:
+    """When nothing is left of the application the updater refuses; a file with its name is enough to go on."""
+    cleaned(updater)
+    updater.kill()
+    becomes(False, window.is_open, "the window")
+    make_ready(updater)
+    window.press(updater.texts("Install Update"))
+    fault.is_seen()
+    window.box().press("OK")
+    updater.ends()
+    (updater.installation / "Tavlopro.exe").touch()
+    make_ready(updater)
+    check_installation(updater)
+
+
+def check_installation(updater: Updater) -> None:
+    """Installs: then there are the package and the kept file, nothing is left over, and the application starts."""
+    updater.install_update()
+    becomes([(updater.called(updater.installation / "Tavlopro.exe"),)], updater.starts, "starts of the application")
+    becomes([], updater.processes, "processes")
+    expected = updater.possible({**application(updater.program), "logo.png": INSTALLED["logo.png"]})
+    assert folders.differences(expected, updater.look(updater.installation)) == []
+    assert sorted(path.name for path in updater.data.iterdir()) == sorted(OWN_FILES)

@@ -1,0 +1,176 @@
+"""Every page and box on Windows, in both languages, at several densities: no text is cut, and a picture of each lies
+in the build folder."""
+
+from __future__ import annotations
+
+import subprocess
+from collections.abc import Callable
+from typing import NamedTuple
+
+import pytest
+
+from conftest import BUILD
+from kit.offer import BETA, CHOSEN, INSTALLED, VERSIONS, Version, application, package
+from kit.server import Answer, UpdateServer
+from kit.texts import COPY_ERROR, PRECHECK_TITLE, READ_ERROR, START_ERROR, TITLE
+from kit.waiting import becomes, wait_for
+from kit.window import Row
+from kit.windows import WindowsUpdater
+from test_start import Application
+
+pytestmark = pytest.mark.windows_only("Windows draws its widgets in a style of its own, at any density")
+
+
+class Look(NamedTuple):
+    language: str
+    dots_per_inch: int
+
+
+# Each language at one of the densities that are no whole number of pixels.
+LOOKS = (Look("en", 96), Look("de", 96), Look("de", 120), Look("en", 144), Look("en", 192), Look("de", 192))
+
+
+@pytest.fixture
+def show(updater: WindowsUpdater, request: pytest.FixtureRequest) -> Callable[..., None]:
+    """Takes a picture of the windows: show(name, title of the window)."""
+    look = request.getfixturevalue("look")
+    updater.appear(*look)
+
+    def take(name: str, title: str = TITLE) -> None:
+        widgets = wait_for(lambda: updater.window.report(title)["widgets"], f"the widgets of {title!r}")
+        picture = BUILD / "system" / "pictures" / f"{name}-{look.language}-{look.dots_per_inch}.png"
+        picture.parent.mkdir(parents=True, exist_ok=True)
+        updater.desktop.screenshot(picture)
+        # The windows, with a narrow rim of the empty screen.
+        subprocess.run(["mogrify", "-fuzz", "2%", "-trim", "+repage", "-border", "12", picture], check=True)
+        # The label of the progress page is one line high; its tool tip has all of it.
+        assert [widget["text"] for widget in widgets if widget.get("cut") and widget["name"] != "label"] == []
+        assert updater.window.report(title)["scale"] == look.dots_per_inch / 96
+
+    return take
+
+
+@pytest.mark.parametrize("look", LOOKS, ids=lambda look: f"{look.language}-{look.dots_per_inch}")
+def test_pages(updater: WindowsUpdater, server: UpdateServer, show: Callable[..., None], look: Look) -> None:
+    """What the user sees from the start to the new application."""
+    window, texts = updater.window, updater.texts
+    server.offer(*VERSIONS, package=package(application(updater.program)))
+    updater.install({"Tavlopro.exe": updater.program})
+    application_itself = Application(updater)
+    window.box()
+    show("precheck", PRECHECK_TITLE)
+    application_itself.close()
+    window.box().press(texts.button("Retry"))
+    window.wait_for_rows(2)
+    window.keys("Tab", "Tab", "Tab", "space")
+    assert window.box().says() == ("Information", texts("Please choose a version"), {"OK"})
+    show("no-selection", "Information")
+    window.box().press("OK")
+    tree = window.widget("versionsTreeWidget")
+    assert tree["columns"] == ["Version", "Typ", "Datum"]
+    assert window.rows() == [Row(CHOSEN.number, "Update 1", CHOSEN.date),
+                             Row(INSTALLED.number, INSTALLED.kind, INSTALLED.date)]
+    for widget, source in (("versionsGroupBox", "Versions"), ("showBetaCheckBox", "Show Beta Versions"),
+                           ("button", "Download")):
+        assert window.widget(widget)["text"].replace("&", "") == texts(source)
+    window.keys("shift+Tab", "shift+Tab", "space")
+    becomes([BETA.number, CHOSEN.number, INSTALLED.number], window.versions, "versions with the beta")
+    window.keys("shift+Tab", "Home", "Down")
+    becomes(CHOSEN.info, window.info, "info")
+    show("list")
+    window.keys("Return")
+    window.wait_for_button(texts("Install Update"))
+    assert window.status() == texts("Update ready")
+    show("ready")
+    window.press(texts("Install Update"))
+    title = texts("Tavlopro Update")
+    assert window.box().says() == (title, texts("We need to clean", updater.called(updater.installation)),
+                                   {"OK", texts.button("No")})
+    assert (window.status(), window.button()) == (texts("Installing update..."), (texts("Please wait!"), False))
+    show("cleaning-question", title)
+    window.box().press("OK")
+    becomes(1, lambda: len(updater.starts()), "starts of the application")
+
+
+BOXES_AND_ENDS: dict[str, Callable] = {}
+
+
+def shown(name: str) -> Callable:
+    """Adds a way to a box or a last page under this name; the way returns the title of the window to look at."""
+    def add(way: Callable) -> Callable:
+        BOXES_AND_ENDS[name] = way
+        return way
+
+    return add
+
+
+@shown("connection-failed")
+def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+    with UpdateServer() as gone:
+        updater.use(gone)
+    updater.start("auto")
+    title = updater.texts("Connection Failed")
+    assert updater.window.box().says() == (title, updater.texts("Connection to server", "Connection refused"), {"OK"})
+    return title
+
+
+@shown("update-failed")
+def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+    server.offer(Version("26.08.7310", minimum_updater="7000", minimum_system="99.0"))
+    updater.start("auto")
+    title = updater.texts("Update Failed")
+    assert updater.window.box().says() == (title, READ_ERROR.format("Unknown error"), {"OK"})
+    return title
+
+
+@shown("error-unzipping")
+def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+    server.offer(CHOSEN, package=b"no package")
+    updater.download("auto")
+    becomes(updater.texts("Error unzipping", "unzip(): zip.open(): -1000"), updater.window.status, "the status")
+    return TITLE
+
+
+@shown("download")
+def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+    server.offer(CHOSEN)
+    server.answers[CHOSEN.package_path] = Answer(bytes(4 << 20), hold=2 << 20)
+    updater.download("auto")
+    becomes(updater.texts("%1 of %2 MB downloaded", "2.0", "4.0"), updater.window.size, "the size")
+    return TITLE
+
+
+@shown("wrong-destination")
+def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+    server.offer(CHOSEN, package=package(application(updater.program)))
+    updater.make_ready("auto")
+    updater.window.press(updater.texts("Install Update"))
+    title = updater.texts("Tavlopro Update")
+    assert updater.window.box().says() == (title, updater.texts("The destination path"), {"OK"})
+    return title
+
+
+@shown("error-copying")
+def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+    server.offer(CHOSEN, package=package(application(updater.program)))
+    updater.install({"Tavlopro.exe": updater.program})
+    updater.make_ready("auto", variables=updater.copying(exit_code=4))
+    updater.install_update()
+    becomes(COPY_ERROR.format(4), updater.window.status, "the status")
+    return TITLE
+
+
+@shown("start-error")
+def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+    program = updater.place_installed()
+    updater.start(program=program.rename(program.with_name("Renamed.exe")))
+    title = updater.texts("Error starting Updater")
+    assert updater.window.box().says() == (title, START_ERROR, {"OK"})
+    return title
+
+
+@pytest.mark.parametrize("name", BOXES_AND_ENDS)
+@pytest.mark.parametrize("look", [Look("en", 96), Look("de", 192)], ids=lambda look: look.language)
+def test_boxes(updater: WindowsUpdater, server: UpdateServer, show: Callable[..., None], look: Look, name: str) -> None:
+    """The boxes, and the pages that an update can end with."""
+    show(name, BOXES_AND_ENDS[name](updater, server))

@@ -120,6 +120,7 @@ private slots:
     void boxComesAgainUntilItIsCancelled()
     {
         TestWindow window;
+        window.precheckTrigger.stop();
         for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Return, Qt::Key_Space}) {
             m_dialogs->expect([&window, key](QMessageBox &box) {
                 // No round runs while the box is open.

@@ -21,7 +21,7 @@ int takeNote()
 {
     const QString note = QCoreApplication::applicationFilePath() + noteSuffix;
     // Under its own name only when complete.
-    writeFile(note + ".draft", (callOfThisProcess() + '\n' + QDir::currentPath()).toUtf8());
+    writeFile(note + ".draft", (callOfThisProcess() + QDir::currentPath()).toUtf8());
     if (!QFile::rename(note + ".draft", note))
         return 1;
     // A process to be found in the list runs until its input is closed.

@@ -20,8 +20,8 @@
     return isWindows() ? "\r\n" : "\n";
 }
 
-/// What this process was called with, as it came: on Windows the text of the whole command, elsewhere each argument
-/// after the program in a line.
+/// What this process was called with, as it came, in lines: on Windows the text of the whole command, elsewhere each
+/// argument after the program.
 [[nodiscard]] QString callOfThisProcess();
 
 /// As long as it lives, Qt takes the 8-bit code page of this process for windows-1252, so that a text in it differs

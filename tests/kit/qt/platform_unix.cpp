@@ -20,7 +20,10 @@ void become(uid_t user)
 
 QString callOfThisProcess()
 {
-    return QCoreApplication::arguments().mid(1).join('\n');
+    QString call;
+    for (const QString &argument : QCoreApplication::arguments().mid(1))
+        call += argument + '\n';
+    return call;
 }
 
 OrdinaryUser::OrdinaryUser() : m_wasRoot(getuid() == root)

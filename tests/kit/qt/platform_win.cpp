@@ -4,7 +4,7 @@
 
 QString callOfThisProcess()
 {
-    return QString::fromWCharArray(GetCommandLineW());
+    return QString::fromWCharArray(GetCommandLineW()) + '\n';
 }
 
 // Only natively do the tests run as somebody who may do anything.

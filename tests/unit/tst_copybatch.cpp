@@ -2,8 +2,22 @@
 #include "kit/qt/foldertest.h"
 #include "kit/qt/table.h"
 
+#ifndef Q_OS_WIN
+#include <thread>
+#include <unistd.h>
+#endif
+
 using namespace freshen;
 using namespace std::chrono_literals;
+
+#ifndef Q_OS_WIN
+/// Takes the place of the system's when it is linked: Qt calls it in the new process, whose start so takes a while.
+int execv(const char *program, char *const *arguments)
+{
+    std::this_thread::sleep_for(100ms);
+    return execve(program, arguments, environ);
+}
+#endif
 
 /// Runs batch files of its own: the few words in them mean the same to every command interpreter.
 class CopyBatchTest : public FolderTest
@@ -77,6 +91,15 @@ private slots:
         // The start has a limit of its own.
         QCOMPARE(log().lines().value(0), "true");
         QCOMPARE(log().lines().value(2), "false");
+    }
+
+    void lateStartIsPartOfTheCopy()
+    {
+        if (isWindows())
+            QSKIP("A start is never waited for here.");
+        QVERIFY(run({"exit 0"}, {0s, 60s}).succeeded);
+        QCOMPARE(log().lines().value(0), "false");
+        QCOMPARE(log().lines().value(2), "true");
     }
 
 private:

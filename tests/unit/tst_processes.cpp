@@ -37,8 +37,10 @@ int takeNote()
 /// The lines that the copy \a program has noted: the call, and its current folder.
 QStringList noteOf(const QString &program)
 {
-    [&] { QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(program + noteSuffix), 30000); }();
-    return QString::fromUtf8(readFile(program + noteSuffix)).split('\n');
+    // On Windows a file that is being renamed is there already, but cannot be opened yet.
+    QByteArray note;
+    [&] { QTRY_VERIFY_WITH_TIMEOUT(!(note = readFile(program + noteSuffix)).isNull(), 30000); }();
+    return QString::fromUtf8(note).split('\n');
 }
 
 /// The names of all running processes.

@@ -1,8 +1,6 @@
 #include "app/debuglog.h"
 #include "kit/qt/foldertest.h"
 
-#include <QtTest>
-
 #include <cstdio>
 #include <thread>
 
@@ -23,34 +21,27 @@ void redirectErrors(const QString &path)
     std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
 }
 
-constexpr int linesOfAThread = 500;
+constexpr int linesOfAWriter = 500;
 
 /// Not all lines are of the same length.
-QString lineOf(const QString &thread, int number)
+QString lineOf(const QString &writer, int number)
 {
-    return QString("%1 %2 %3").arg(thread).arg(number).arg(QString(number % 300, 'x'));
+    return QString("%1 %2 %3").arg(writer).arg(number).arg(QString(number % 300, 'x'));
 }
 
-/// Writes lines from two threads at a time.
-void writeLines(const QString &process)
+void sayLines(const QString &writer)
 {
-    const auto write = [](const QString &thread) {
-        for (int number = 0; number < linesOfAThread; ++number)
-            say(lineOf(thread, number));
-    };
-    std::thread second(write, process + '2');
-    write(process + '1');
-    second.join();
+    for (int number = 0; number < linesOfAWriter; ++number)
+        say(lineOf(writer, number));
 }
 
-/// What this program does with the path of a log as its argument: writes lines as soon as it is told to.
+/// What this program does with the path of a log as its argument.
 int writeLinesTo(const QString &path)
 {
     redirectErrors(QProcess::nullDevice());
-    std::getchar();
     QFile file(path);
     setDebugLogFile(&file);
-    writeLines("child");
+    sayLines("child");
     setDebugLogFile(nullptr);
     return 0;
 }
@@ -79,7 +70,7 @@ private slots:
 
     void levelsAndContext()
     {
-        const WesternCodePage codePage;
+        const Restorer codePage = useWesternCodePage();
         const QString message = "Zürich – 東京\n  in two lines";
         const QDateTime before = QDateTime::currentDateTime();
         // A fatal message ends no process here.
@@ -124,19 +115,21 @@ private slots:
     {
         QProcess child;
         child.start(QCoreApplication::applicationFilePath(), {m_file->fileName()});
-        child.write("start\n");
-        QVERIFY(child.waitForBytesWritten());
-        writeLines("parent");
-        QVERIFY(child.waitForFinished(90000));
+        std::thread thread(sayLines, "thread");
+        // This one writes as long as the other process does.
+        int lines = 0;
+        for (; child.state() != QProcess::NotRunning; child.waitForFinished(0))
+            say(lineOf("process", lines++));
+        thread.join();
         QCOMPARE(child.exitCode(), 0);
-        // The lines of each thread are there, whole and in their order, whatever stands between them.
+        // The lines of each are there, whole and in their order, whatever stands between them.
         QMap<QString, int> count;
         for (const QString &line : written().split('\n', Qt::SkipEmptyParts)) {
-            const QString thread = line.section(' ', 2, 2);
-            QCOMPARE(line, "[D][:0]  " + lineOf(thread, count[thread]++));
+            const QString writer = line.section(' ', 2, 2);
+            QCOMPARE(line, "[D][:0]  " + lineOf(writer, count[writer]++));
         }
-        for (const char *thread : {"child1", "child2", "parent1", "parent2"})
-            QCOMPARE(count.value(thread), linesOfAThread);
+        QCOMPARE(count,
+                 (QMap<QString, int>{{"child", linesOfAWriter}, {"process", lines}, {"thread", linesOfAWriter}}));
     }
 
 private:

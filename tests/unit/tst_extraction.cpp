@@ -1,7 +1,6 @@
 #include "download/extraction.h"
 #include "kit/qt/foldertest.h"
 #include "kit/qt/packagemaker.h"
-#include "kit/qt/table.h"
 
 using namespace freshen;
 
@@ -36,6 +35,7 @@ private slots:
     void init()
     {
         FolderTest::init();
+        m_observer = {};
         QVERIFY(QDir().mkpath(path("out")));
     }
 
@@ -55,10 +55,7 @@ private slots:
             {with(entry("a/", ""), &PackageEntry::permissions, 0755), entry("a/b/c/", "bytes of its own"),
              entry("a/d/file", "x")},
             {{"a/", {}}, {"a/b/", {}}, {"a/b/c/", {}}, {"a/d/", {}}, {"a/d/file", "x"}});
-        row("same name twice", {entry("a", "first"), entry("a", "second")}, {{"a", "second"}});
-        row("blanks, full stops and letters",
-            {entry("a b/c.d.e", "x"), with(entry("größe.txt", "y"), &PackageEntry::flags, 1 << 11)},
-            {{"a b/", {}}, {"a b/c.d.e", "x"}, {"größe.txt", "y"}});
+        row("blanks and full stops", {entry("a b/c.d.e", "x")}, {{"a b/", {}}, {"a b/c.d.e", "x"}});
         const QByteArray step = QByteArray(100, 'n') + '/';
         row("name longer than 256 bytes", {entry(step + step + step + "a", "x")},
             {{step, {}}, {step + step, {}}, {step + step + step, {}}, {step + step + step + "a", "x"}});
@@ -71,7 +68,7 @@ private slots:
         extract(package);
         QVERIFY(m_result.succeeded);
         QCOMPARE(m_result.errorText, "");
-        QCOMPARE(log().warnings(), QStringList());
+        QCOMPARE(log().lines(QtWarningMsg), QStringList());
         QCOMPARE(unpacked(), tree);
         QCOMPARE(beside(), QStringList());
     }
@@ -80,9 +77,13 @@ private slots:
     {
         writeFile(path("out/plain"), "an older and longer content");
         writeFile(path("out/left over"), "stays");
+        QStringList steps;
+        m_observer.started = [&steps](int entries) { steps += QString("started %1").arg(entries); };
+        m_observer.beforeEntry = [&steps] { steps += "before"; };
+        m_observer.entry = [&steps](int number) { steps += QString("entry %1").arg(number); };
         extract(makePackage({entry("plain"), with(entry("a/program"), &PackageEntry::permissions, 0755),
                              with(entry("none"), &PackageEntry::permissions, 0)}));
-        QCOMPARE(m_steps, (QStringList{"started 3", "before", "entry 1", "before", "entry 2", "before", "entry 3"}));
+        QCOMPARE(steps, (QStringList{"started 3", "before", "entry 1", "before", "entry 2", "before", "entry 3"}));
         const QString program = logged(QDir::toNativeSeparators("a/program"));
         // QFileDevice::Permissions of 0644, 0755 and none.
         QCOMPARE(log().lines(),
@@ -111,7 +112,7 @@ private slots:
         QCOMPARE(unpacked(), (Tree{{"folder/", {}}, {"folder/file", "y"}, {"late", "z"}}));
         QCOMPARE(log().lines().value(1), "set permission false 24644");
         QVERIFY(isWarnedOf("Cannot write", QDir::toNativeSeparators(path("out/early"))));
-        QCOMPARE(log().warnings().size(), 1);
+        QCOMPARE(log().lines(QtWarningMsg).size(), 1);
     }
 
     /// It is logged, and the entry is read and checked all the same.
@@ -138,7 +139,6 @@ private slots:
         const QString noArchive = "unzip(): zip.open(): -1000";
         table.row("missing", QByteArray(), noArchive, {});
         table.row("an error page", "<html><body>404 Not Found</body></html>", noArchive, {});
-        table.row("cut off in the signature of its end", makePackage({entry("a")}).chopped(20), noArchive, {});
 
         const QByteArray sound = someBytes(10000);
         const PackageEntry first = entry("first", "sound");
@@ -156,8 +156,7 @@ private slots:
         damaged("stored bytes end early", with(entry("damaged", sound, false), &PackageEntry::data, sound.left(6000)),
                 "testRead(): read all but not EOF", 6000);
         damaged("fewer bytes announced", with(packed, &PackageEntry::uncompressedSize, 4100), wrongChecksum, 4100);
-        damaged("unknown method", with(packed, &PackageEntry::method, 99), "unzip(): file.open(): -103");
-        damaged("method whose reader does not end without bytes",
+        damaged("unused method, whose reader does not end without bytes",
                 with(with(packed, &PackageEntry::method, 12), &PackageEntry::data, ""), "unzip(): file.open(): -103");
         damaged("other name in the local header", with(packed, &PackageEntry::localName, "damages!"),
                 "unzip(): file.open(): -103");
@@ -165,18 +164,8 @@ private slots:
         damaged("name that leads upwards before a zero", entry(QByteArray("..\0b", 4)),
                 "unzip(): unsafe entry name: ..\uFFFDb");
 
-        const QString unreadable = "testRead(): getCurrentFileInfo(): -103\n";
         table.row("damaged directory", makePackage({first, with(packed, &PackageEntry::directorySignature, 1)}),
-                  unreadable, {{"first", "sound"}});
-        table.row("fewer entries than announced", makePackage({first}, 1), unreadable, {{"first", "sound"}});
-        // The locator of a directory for many entries may name any position.
-        QByteArray locator;
-        QDataStream stream(&locator, QIODevice::WriteOnly);
-        stream.setByteOrder(QDataStream::LittleEndian);
-        stream << quint32(0x07064b50) << quint32(0) << std::numeric_limits<qint64>::max() << quint32(1);
-        QByteArray package = makePackage({first});
-        package.insert(package.lastIndexOf("PK\005\006"), locator);
-        table.row("directory at the last position there is", package, unreadable, {});
+                  "testRead(): getCurrentFileInfo(): -103\n", {{"first", "sound"}});
     }
     void failure()
     {
@@ -184,7 +173,7 @@ private slots:
         extract(package.isNull() ? package : asStored(package));
         QVERIFY(!m_result.succeeded);
         QCOMPARE(m_result.errorText, errorText);
-        QCOMPARE(log().warnings(), QStringList(errorText));
+        QCOMPARE(log().lines(QtWarningMsg), QStringList(errorText));
         // What was unpacked until then stays, and so does the archive.
         QCOMPARE(unpacked(), tree);
         QCOMPARE(beside(), package.isNull() ? QStringList() : QStringList{"one/two/Package.zip"});
@@ -194,25 +183,24 @@ private slots:
     void archiveThatCannotBeDeleted()
     {
         writeFile(path("Package.zip"), makePackage({entry("a", "x")}));
-        const Unremovable unremovable(path("Package.zip"));
+        const Restorer lock = hold(path("Package.zip"));
         extract(QByteArray());
         QVERIFY(m_result.succeeded);
         QCOMPARE(m_result.errorText, "unzip(): Cannot remove ZIP file: " + path("Package.zip"));
-        QCOMPARE(log().warnings(), QStringList(m_result.errorText));
+        QCOMPARE(log().lines(QtWarningMsg), QStringList(m_result.errorText));
         QCOMPARE(unpacked(), (Tree{{"a", "x"}}));
         QCOMPARE(beside(), QStringList("one/two/Package.zip"));
     }
 
-    void safeNames_data()
+    void safeNames()
     {
-        const Table<QString, bool> table;
         for (const char *name :
              {"Tavlopro/Tavlopro.exe", "a/b/", "a\\b\\c.txt", "a b/c d", "größe/ü.txt", "~", "%1", "$MFT",
               // Full stops that lead nowhere.
               "a/.hidden", "..a", "a..", "./a", "a/./b",
               // Almost devices.
               "console.txt", "con1.txt", "com.dll", "com10.txt", "auxiliary", "nulls", "a.con", "lpt"})
-            table.row(name, name, true);
+            QVERIFY2(isSafeEntryName(name), name);
         for (const char *name : {// Upwards. Windows drops blanks and full stops at the end of a name.
                                  "..", "../a", "a/../b", "a/..", "..\\a", "a\\..\\b", "a/..\\b", ".. /a", "a/.. ./b",
                                  "...", "a/.../b", ". ./a",
@@ -223,14 +211,9 @@ private slots:
                                  // Devices of Windows, whatever their case and extension.
                                  "con", "CON", "Con.txt", "a/prn", "aux/b", "nul.tar.gz", "com1", "COM9.dll", "lpt1",
                                  "lpt0.x", "conin$", "CONOUT$", "nul ", "nul .txt", "com\u00b9", "LPT\u00b3.log", ""})
-            table.row(name, name, false);
+            QVERIFY2(!isSafeEntryName(name), name);
         for (const char *name : {"..%1", "a/..%1b", "nul%1.txt", "a%1b"})
-            table.row(name, QString(name).arg(QChar(QChar::Null)), false);
-    }
-    void safeNames()
-    {
-        const auto [name, isSafe] = Table<QString, bool>::current();
-        QCOMPARE(isSafeEntryName(name), isSafe);
+            QVERIFY2(!isSafeEntryName(QString(name).arg(QChar(QChar::Null))), name);
     }
 
 private:
@@ -243,12 +226,7 @@ private:
     {
         if (!package.isNull())
             writeFile(path("Package.zip"), package);
-        m_steps.clear();
-        ExtractionObserver observer;
-        observer.started = [this](int entries) { m_steps += QString("started %1").arg(entries); };
-        observer.beforeEntry = [this] { m_steps += "before"; };
-        observer.entry = [this](int number) { m_steps += QString("entry %1").arg(number); };
-        m_result = extractPackage(path("Package.zip"), path("out"), observer);
+        m_result = extractPackage(path("Package.zip"), path("out"), m_observer);
     }
     Tree unpacked() const
     {
@@ -260,9 +238,9 @@ private:
         return QStringList(treeOf(folder()).keys()).filter(QRegularExpression("^(?!one/(two/(out/.*)?)?$)"));
     }
 
-    const OrdinaryUser m_user;
+    const Restorer m_user = becomeOrdinaryUser();
     ExtractionResult m_result;
-    QStringList m_steps;
+    ExtractionObserver m_observer;
 };
 
 QTEST_GUILESS_MAIN(ExtractionTest)

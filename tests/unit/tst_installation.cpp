@@ -4,7 +4,6 @@
 #include "install/copyobstacle.h"
 #include "install/installation.h"
 #include "kit/qt/foldertest.h"
-#include "kit/qt/table.h"
 
 #include <QStorageInfo>
 
@@ -35,7 +34,7 @@ private slots:
     {
         QCOMPARE(readHandOver(folder()), QString());
         QVERIFY(isWarnedOf("Cannot read", file("settings.ini")));
-        const WesternCodePage codePage;
+        const Restorer codePage = useWesternCodePage();
         const QList<QPair<QByteArray, QString>> rows = {
             {"", ""}, {"C:/Prögrämme/ß\r\nsecond\n", "C:/Prögrämme/ß"}, {" C:/a/../b// ", " C:/a/../b// "}};
         for (const auto &[content, line] : rows) {

@@ -1,12 +1,10 @@
-// The processes that the updater starts and looks for. They are copies of this very program, which note how they were
-// called.
+// The processes that the updater starts and looks for: copies of this very program, which note how they were called.
 
 #include "app/elevatedstart.h"
 #include "app/processsetup.h"
 #include "install/relaunch.h"
 #include "install/runningprocesses.h"
 #include "kit/qt/foldertest.h"
-#include "kit/qt/table.h"
 
 #include <cstdio>
 
@@ -40,6 +38,7 @@ QStringList noteOf(const QString &program)
     // On Windows a file that is being renamed is there already, but cannot be opened yet.
     QByteArray note;
     [&] { QTRY_VERIFY_WITH_TIMEOUT(!(note = readFile(program + noteSuffix)).isNull(), 30000); }();
+    QFile::remove(program + noteSuffix);
     return QString::fromUtf8(note).split('\n');
 }
 
@@ -81,10 +80,8 @@ private slots:
         table.row("in mixed case", {"SystemRoot=C:/Windows"}, "C:/Windows/explorer.exe");
         table.row("none", {"PATH=x", "ROOT=C:/Windows"}, "none");
         table.row("also in a value", {root, "Path=%SystemRoot%/system32"}, "none");
-        table.row("also in a longer name", {root, "MYSYSTEMROOT2=D:/"}, "none");
         table.row("in a value alone", {"Path=C:/systemroot"}, "C:/systemroot/explorer.exe");
         table.row("a folder with an equals sign", {"SYSTEMROOT=C:/a=b"}, "b/explorer.exe");
-        table.row("empty", {"SYSTEMROOT="}, "/explorer.exe");
     }
     void shellIsFoundByTheSystemRoot()
     {
@@ -98,24 +95,19 @@ private slots:
         QCOMPARE(relaunchCommand(QString(), QString()), "\"\" \"\"");
     }
 
-    void shellIsGivenTheExecutable_data()
-    {
-        const Table<QString> table;
-        table.row("none: one empty argument", "");
-        // The shell splits what is not quoted at some of these signs; others mean something to a command interpreter.
-        table.row("any signs", "C:/a,b=c;d/100 %/%x%/^a & b!c!/(x86)/it's/@~+$/[a]{b}`c`/Prögramme/ж東/Tavlopro.exe");
-    }
     void shellIsGivenTheExecutable()
     {
-        const auto [executable] = Table<QString>::current();
         const QString shell = copy("Win dows/explorer.exe");
-        QVERIFY(startThroughShell(QDir::toNativeSeparators(shell), executable));
-        const QString call = noteOf(shell).first();
-        if (isWindows())
-            // However many blanks stand between them.
-            QCOMPARE(call.simplified(), QString("\"%1\" \"%2\"").arg(QDir::toNativeSeparators(shell)).arg(executable));
-        else
-            QCOMPARE(call, executable);
+        // The shell splits what is not quoted at some of these signs; others mean something to a command interpreter.
+        const QString anySigns = "C:/a,b=c;d/100 %/%x%/^a & b!c!/(x86)/it's/@~+$/[a]{b}`c`/Prögramme/ж東/Tavlopro.exe";
+        // Without an executable it is given one empty argument.
+        for (const QString &executable : {anySigns, QString()}) {
+            QVERIFY(startThroughShell(QDir::toNativeSeparators(shell), executable));
+            // On Windows however many blanks stand between them.
+            const QString call = noteOf(shell).first().simplified();
+            const QString line = QString("\"%1\" \"%2\"").arg(QDir::toNativeSeparators(shell), executable);
+            QCOMPARE(call, isWindows() ? line : executable);
+        }
     }
 
     /// Above all not the application itself, which would run with the updater's rights.
@@ -143,31 +135,19 @@ private slots:
             QCOMPARE(startElevated("Text.exe", "menu", place).code, 5);
     }
 
-    void processesAreListedByTheirFileNames_data()
-    {
-        const Table<QString> table;
-        table.row("plain", uniqueName());
-        table.row("with a blank and brackets", "(" + uniqueName().left(8) + ") b");
-    }
     void processesAreListedByTheirFileNames()
     {
-        const auto [name] = Table<QString>::current();
-        const QString program = copy(name);
-        QProcess twice[2];
-        for (QProcess &process : twice) {
-            process.start(program, {"wait"});
-            QVERIFY(process.waitForReadyRead());
-            QFile::remove(program + noteSuffix);
-        }
+        const QString name = "(" + uniqueName().left(8) + ") b";
+        QProcess process;
+        process.start(copy(name), {"wait"});
+        QVERIFY(process.waitForReadyRead());
         QStringList names = {"before"};
         QVERIFY(listRunningProcesses(names));
         QCOMPARE(log().lines(), QStringList(""));
         QCOMPARE(names.first(), "before");
-        QVERIFY2(names.count(name) == 2, qUtf8Printable(names.join(", ")));
-        for (QProcess &process : twice) {
-            process.closeWriteChannel();
-            QVERIFY(process.waitForFinished());
-        }
+        QVERIFY2(names.count(name) == 1, qUtf8Printable(names.join(", ")));
+        process.closeWriteChannel();
+        QVERIFY(process.waitForFinished());
         QVERIFY(!processNames().contains(name));
     }
 

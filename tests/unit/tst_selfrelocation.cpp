@@ -2,8 +2,6 @@
 #include "install/installation.h"
 #include "kit/qt/foldertest.h"
 
-#include <QtTest>
-
 using namespace freshen;
 
 /// Relocates a made-up updater from the folder "installation" to "data/freshen".
@@ -14,7 +12,7 @@ class SelfRelocationTest : public FolderTest
 private slots:
     void handOverNamesTheInstallation()
     {
-        const WesternCodePage codePage;
+        const Restorer codePage = useWesternCodePage();
         const RelocationPaths paths = relocationPaths(file("Prögramme/Tavlo pro"), file("data"));
         writeFile(handOver(), "of an earlier run, and longer than what is written now" + QByteArray(1000, 'x') + '\n');
         QVERIFY(writeHandOver(paths));
@@ -29,7 +27,7 @@ private slots:
     void handOverThatStaysIsWrittenOnTo()
     {
         writeFile(handOver(), "older");
-        const Unremovable unremovable(handOver());
+        const Restorer lock = hold(handOver());
         QVERIFY(writeHandOver(paths()));
         QCOMPARE(QString::fromUtf8(readFile(handOver())), "older" + file("installation"));
         QVERIFY(isWarnedOf("Cannot remove", paths().handOver));
@@ -41,7 +39,7 @@ private slots:
             QSKIP("No device is always full here.");
         QVERIFY(QDir().mkpath(file("data")));
         QVERIFY(QFile::link("/dev/full", handOver()));
-        const Unremovable unremovable(handOver());
+        const Restorer lock = hold(handOver());
         QVERIFY(!writeHandOver(paths()));
         QVERIFY(isWarnedOf("Cannot write", paths().handOver));
     }
@@ -73,11 +71,11 @@ private slots:
     {
         const QString held = file("freshen/sub/file");
         writeFile(held, "stays");
-        const Unremovable unremovable(held);
+        const Restorer lock = hold(held);
         QVERIFY(!removeFolder(file("freshen")));
         QVERIFY(QFile::exists(held));
         // Once, and not once more for each folder around it.
-        QCOMPARE(log().warnings().size(), 1);
+        QCOMPARE(log().lines(QtWarningMsg).size(), 1);
         QVERIFY(isWarnedOf("Cannot remove", held));
     }
 
@@ -109,13 +107,13 @@ private slots:
                                  "data/freshen/a.dll", "data/freshen/platforms"})
             writeFile(file(name), "x");
         copyUpdater(paths());
-        QCOMPARE(log().debugLines(),
+        QCOMPARE(log().lines(QtDebugMsg),
                  (QStringList{copied("platforms/qwindows.dll", "false"), copied("imageformats/qico.dll", "false"),
                               copied("styles/qwindowsvistastyle.dll", "true")}));
-        QCOMPARE(log().warnings().size(), 3);
+        QCOMPARE(log().lines(QtWarningMsg).size(), 3);
         QVERIFY(isWarnedOf("Cannot create", file("data/freshen/platforms")));
         QVERIFY(isWarnedOf("Cannot copy", file("installation/Freshen.exe")));
-        QCOMPARE(QDir::fromNativeSeparators(log().warnings().last()),
+        QCOMPARE(QDir::fromNativeSeparators(log().lines(QtWarningMsg).last()),
                  "Copy failed " + logged(file("installation/a.dll")));
     }
 
@@ -144,7 +142,7 @@ private:
         return logged(paths().source + '/' + name) + ' ' + logged(paths().temporary + '/' + name) + ' ' + result;
     }
 
-    const OrdinaryUser m_user;
+    const Restorer m_user = becomeOrdinaryUser();
 };
 
 QTEST_GUILESS_MAIN(SelfRelocationTest)

@@ -2,7 +2,6 @@
 
 #include "kit/qt/foldertest.h"
 #include "kit/qt/settings.h"
-#include "kit/qt/table.h"
 #include "versions/applicationsettings.h"
 #include "versions/deployment.h"
 #include "versions/proxysettings.h"
@@ -41,8 +40,7 @@ private slots:
         const auto [settings, folder, server, automaticServer] =
             Table<QVariantMap, QString, QString, QString>::current();
         QVERIFY(!QString(deployment::updateHost).isEmpty());
-        for (auto it = settings.cbegin(); it != settings.cend(); ++it)
-            writeSetting(it.key().toLatin1().constData(), it.value());
+        writeSettings(settings);
         const UpdateServer read = readUpdateServer(applicationSettings());
         const QString package = "/update/Tavlopc/windows/Package.zip";
         QCOMPARE(versionFileAddress(read), server + "/update/Tavlopc/" + folder + "/windows.txt");
@@ -86,26 +84,19 @@ private slots:
     void proxy()
     {
         const auto [type, port, expected] = Table<QVariant, QVariant, QNetworkProxy>::current();
-        writeSetting("config/proxy/data/type", type);
-        writeSetting("config/proxy/data/ip", "proxy.example");
-        writeSetting("config/proxy/data/port", port);
-        writeSetting("config/proxy/data/username", "söme body");
-        writeSetting("config/proxy/data/password", "s:e@c/r%e t\"");
+        writeSettings({{"config/proxy/data/type", type},
+                       {"config/proxy/data/ip", "proxy.example"},
+                       {"config/proxy/data/port", port},
+                       {"config/proxy/data/username", "söme body"},
+                       {"config/proxy/data/password", "s:e@c/r%e t\""}});
         QCOMPARE(readProxy(applicationSettings()), expected);
     }
 
     void missingProxySettings()
     {
         QCOMPARE(readProxy(applicationSettings()), QNetworkProxy(QNetworkProxy::NoProxy));
-        writeSetting("config/proxy/data/type", 1);
+        writeSettings({{"config/proxy/data/type", 1}});
         QCOMPARE(readProxy(applicationSettings()), QNetworkProxy(QNetworkProxy::Socks5Proxy));
-    }
-
-    void credentialsAreOfferedEveryOtherTime()
-    {
-        CredentialOffers offers;
-        for (const bool isAnswered : {true, false, true, false, true, false})
-            QCOMPARE(offers.isToBeAnswered(), isAnswered);
     }
 };
 

@@ -2,7 +2,6 @@
 
 #include "download/versionlist.h"
 #include "kit/qt/foldertest.h"
-#include "kit/qt/table.h"
 #include "versions/automaticchoice.h"
 #include "versions/versiondescription.h"
 
@@ -60,23 +59,17 @@ class VersionsTest : public FolderTest
     Q_OBJECT
 
 private slots:
-    void number_data()
-    {
-        const Table<qint32> table;
-        for (const char *noNumber : {"", " ", "5x", "5 6", "+-5", "- 5", "5.0", "0x5", "٥"})
-            table.row(noNumber, 0);
-        for (const char *five : {"+5", "\t5 \r", "000000000000000000000000000005"})
-            table.row(five, 5);
-        table.row("-7000", -7000);
-        for (const char *large : {"2147483647", "2147483648", "4294967296", "9223372036854775808"})
-            table.row(large, std::numeric_limits<qint32>::max());
-        for (const char *small : {"-2147483648", "-2147483649", "-100000000000000000000000000000"})
-            table.row(small, std::numeric_limits<qint32>::min());
-    }
     void number()
     {
-        const auto [value] = Table<qint32>::current();
-        QCOMPARE(toNumber(QTest::currentDataTag()), value);
+        for (const char *noNumber : {"", " ", "5x", "5 6", "+-5", "- 5", "5.0", "0x5", "٥"})
+            QVERIFY2(toNumber(noNumber) == 0, noNumber);
+        for (const char *five : {"5", "+5", "\t5 \r", "000000000000000000000000000005"})
+            QVERIFY2(toNumber(five) == 5, five);
+        QCOMPARE(toNumber("-7000"), -7000);
+        for (const char *large : {"2147483647", "2147483648", "4294967296", "9223372036854775808"})
+            QVERIFY2(toNumber(large) == std::numeric_limits<qint32>::max(), large);
+        for (const char *small : {"-2147483648", "-2147483649", "-100000000000000000000000000000"})
+            QVERIFY2(toNumber(small) == std::numeric_limits<qint32>::min(), small);
     }
 
     void lines_data()
@@ -105,10 +98,8 @@ private slots:
         accepted("5 columns, any reference but 0 marks a fix", "Stable|-1|d|i", "stable 90200, fix 90200");
         accepted("5 columns, a beta is no fix", "Beta|1|d|i", "beta 90200");
         accepted("5 columns, a test build is of unknown type", "Test|0|d|i", "", {unknownType("Test")});
-        accepted("5 columns, types know upper and lower case", "stable|1|d|i", "", {unknownType("stable")});
         accepted("6 columns, for this updater", "Beta|1|d|i|" + own, "beta 90200");
         accepted("6 columns, an updater that is no number is 0", "Stable|0|d|i|later", "stable 90200");
-        accepted("6 columns, a test build is of unknown type", "Test|0|d|i|0", "", {unknownType("Test")});
         accepted("7 columns, stable", "Stable|1|d|i|0|6.1", "stable 90200, fix 90200", {"latestStableFix 1 90200"});
         accepted("7 columns, test build", "Test|0|d|i|0|6.1", "", {ignoredTestBuild});
         accepted("7 columns, unknown type", "Alpha|0|d|i|0|6.1", "", {unknownType("Alpha")});
@@ -241,16 +232,18 @@ private slots:
                                        {1001, {"1.0.1001", "Stable", "0", "d", "i"}},
                                        {1002, {"1.0.1002", "Beta", "", "d", "i"}},
                                        {1003, {"1.0.1003", "Test", "", "d", "i"}}};
-        const QStringList first = {"999", "1.0.0999", "Stable", "", "1 May 2026", "<b>info</b>"};
-        const QStringList last = {"1003", "1.0.1003", "Test", "", "d", "i"};
-        QCOMPARE(listRows(versions, true), (QList<QStringList>{first,
-                                                               {"1000", "1.0.1000", "Update 1", "ref", "d", "i"},
-                                                               {"1001", "1.0.1001", "Update 2", "0", "d", "i"},
-                                                               {"1002", "1.0.1002", "Beta", "", "d", "i"},
-                                                               last}));
+        const auto shown = [&versions](bool showBeta) {
+            QStringList rows;
+            for (const QStringList &row : listRows(versions, showBeta))
+                rows += row.join('|');
+            return rows;
+        };
+        const QString first = "999|1.0.0999|Stable||1 May 2026|<b>info</b>";
+        const QString last = "1003|1.0.1003|Test||d|i";
+        QCOMPARE(shown(true), (QStringList{first, "1000|1.0.1000|Update 1|ref|d|i", "1001|1.0.1001|Update 2|0|d|i",
+                                           "1002|1.0.1002|Beta||d|i", last}));
         // Without betas, the updates are numbered anew.
-        const QStringList update = {"1001", "1.0.1001", "Update 1", "0", "d", "i"};
-        QCOMPARE(listRows(versions, false), (QList<QStringList>{first, update, last}));
+        QCOMPARE(shown(false), (QStringList{first, "1001|1.0.1001|Update 1|0|d|i", last}));
     }
 
     void runningSystem()

@@ -87,7 +87,7 @@ class WindowsCallsTest : public QObject
 private slots:
     void userIsAskedForConsentAndTheCopyMayComeToTheFront()
     {
-        const WesternCodePage codePage;
+        const Restorer codePage = useWesternCodePage();
         QCOMPARE(startElevated("Größe.exe", "menü", "C:\\Prögramme").code, 42);
         QCOMPARE(calls, (QStringList{"foreground for any", "without a window", "show 1", "runas", "Größe.exe", "menü",
                                      "C:\\Prögramme"}));

@@ -1,6 +1,5 @@
 // The chosen package on its way from the server into the folder "out".
 
-#include "kit/qt/files.h"
 #include "kit/qt/packagemaker.h"
 #include "kit/qt/windowtest.h"
 
@@ -37,7 +36,7 @@ class DownloadTest : public WindowTest
     {
         m_server->prepare(packageTarget, answer);
         choose(window);
-        click(window.button);
+        window.button.click();
         QTRY_COMPARE(m_server->targets().value(1), packageTarget);
     }
 
@@ -45,56 +44,45 @@ private slots:
     void init()
     {
         WindowTest::init();
-        writeSetting("version_main", "26");
-        writeSetting("version_minor", "05");
-        writeSetting("LoginWindow/useBeta", true);
+        writeSettings({{"version_main", "26"}, {"version_minor", "05"}, {"LoginWindow/useBeta", true}});
         setArguments({"menu"});
     }
 
-    void withoutAChoiceTheUserIsAsked()
+    void nothingIsDownloadedWithoutAKnownChoice()
     {
         TestWindow window;
         choose(window);
         window.tree.setCurrentItem(nullptr);
-        m_dialogs->expectAndClick(QMessageBox::Ok);
-        click(window.button);
+        m_dialogs->expect(QMessageBox::Ok);
+        window.button.click();
         QCOMPARE(m_dialogs->boxes(), QStringList{"Information: Information [Ok] *Please choose a version to download"});
-        QCOMPARE(window.pages.currentIndex(), 0);
 
         window.tree.setCurrentItem(window.tree.topLevelItem(0));
-        click(window.button);
-        QTRY_COMPARE(m_server->targets(), (QByteArrayList{versionFileTarget, packageTarget}));
-    }
-
-    void unknownRevisionIsReported()
-    {
-        TestWindow window;
-        choose(window);
         const auto versions = std::exchange(window.versions, {});
-        click(window.button);
+        window.button.click();
         QCOMPARE(window.label.text(), "*Error selecting version!");
         QCOMPARE(window.pages.currentIndex(), 0);
 
         window.versions = versions;
-        click(window.button);
+        window.button.click();
         QTRY_COMPARE(m_server->targets(), (QByteArrayList{versionFileTarget, packageTarget}));
     }
 
     void packageIsRequestedAndStoredUnderItsNames()
     {
         const QByteArray target = "/update/Tavlopc/windows/Tavlopc1.0.2084STABLEWIN7X64.zip";
-        writeSetting("extendedNaming", true);
-        m_server->prepare(target, {{}, 302, "Location: /moved.zip"});
-        m_server->prepare("/moved.zip", {"no package"});
+        writeSettings({{"extendedNaming", true}});
+        m_server->prepare(target, {"no package"});
         TestWindow window;
         choose(window, "1.0.2084|Beta||d|i");
-        click(window.button);
+        window.button.click();
         QTRY_VERIFY(!window.multiButton.isEnabled());
-        QCOMPARE(m_server->targets(), (QByteArrayList{versionFileTarget, target, "/moved.zip"}));
+        QCOMPARE(m_server->targets(), (QByteArrayList{versionFileTarget, target}));
         QVERIFY(m_server->requests().at(1).contains("User-Agent: Updater/2605windows\r\n"));
         const QString stored = "Tavlopc1.0.2084BETAWIN7X64.zip";
         QCOMPARE(treeOf(window.parentDir), (QMap<QString, QByteArray>{{stored, asStored("no package")}}));
-        QVERIFY(takeLog().contains("update stored in  " + logged(QDir::toNativeSeparators(window.pathOf(stored)))));
+        QVERIFY(takeLog().contains("update stored in  " +
+                                   logged(QDir::toNativeSeparators(window.parentDir + '/' + stored))));
     }
 
     void addressFollowsTheSettingsAndAlwaysNamesThePort()
@@ -102,11 +90,10 @@ private slots:
         TestWindow window;
         choose(window);
         clearSettings();
-        writeSetting("host2", "update.example");
-        writeSetting("proto2", "http");
+        writeSettings({{"host2", "update.example"}, {"proto2", "http"}});
         // The test's server, as a proxy, takes the request.
-        QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, "127.0.0.1", m_server->port()});
-        click(window.button);
+        QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, "127.0.0.1", m_server->serverPort()});
+        window.button.click();
         const QByteArray address = "http://update.example:443" + packageTarget;
         QTRY_COMPARE(m_server->targets().value(1), address);
         QVERIFY(takeLog().contains("Get: " + logged(address)));
@@ -116,9 +103,11 @@ private slots:
     {
         TestWindow window;
         choose(window, "1.0.7200|<b>Stable</b>||d|i");
-        click(window.button);
+        window.button.click();
+        const QPointer<QNetworkReply> reply = window.downloadReply;
+        window.button.click();
+        QCOMPARE(window.downloadReply, reply);
         QCOMPARE(window.pages.currentIndex(), 1);
-        QVERIFY(window.hasFixedSize());
         QCOMPARE(window.multiButton.text(), "*Cancel");
         // Words of the server are no rich text, and a tool tip takes what looks like it for that.
         const QString text = "*Downloading Tavlopro Software Update <b>Stable</b> 1.0.7200 ...";
@@ -127,15 +116,6 @@ private slots:
         QVERIFY(Qt::mightBeRichText(window.label.toolTip()));
         QCOMPARE(QTextDocumentFragment::fromHtml(window.label.toolTip()).toPlainText(), text);
         QCOMPARE(window.progressBar.accessibleName(), text);
-    }
-
-    void onlyOneDownloadRuns()
-    {
-        TestWindow window;
-        download(window, HttpAnswer::held());
-        const QPointer<QNetworkReply> reply = window.downloadReply;
-        window.button.click();
-        QCOMPARE(window.downloadReply, reply);
     }
 
     void progressIsShownWithTheSizeIfThatIsKnown()
@@ -159,7 +139,7 @@ private slots:
         QTRY_VERIFY((m_server->release(1), window.progressBar.value()) > 0);
         const QPointer<QNetworkReply> reply = window.downloadReply;
         takeLog();
-        click(window.multiButton);
+        window.multiButton.click();
         QCOMPARE(takeLog(), QStringList{"download aborted"});
         QCOMPARE(window.sizeLabel.text(), "*Download aborted!");
         QCOMPARE(window.progressBar.value(), 0);
@@ -169,7 +149,7 @@ private slots:
         QTRY_VERIFY(reply.isNull());
         QVERIFY(treeOf(window.parentDir).isEmpty());
         QVERIFY(window.isVisible());
-        QVERIFY(quitsAfter([&window] { click(window.multiButton); }));
+        QVERIFY(quitsAfter([&window] { window.multiButton.click(); }));
         QCOMPARE(takeLog(), QStringList());
     }
 
@@ -179,12 +159,11 @@ private slots:
         download(window, {"<html>Not found</html>", 404});
         const QPointer<QNetworkReply> reply = window.downloadReply;
         QTRY_VERIFY(!window.multiButton.isEnabled());
-        QCOMPARE(warnings().filter("Download failed: ").size(), 1);
-        const QRegularExpression expected("^\\*Error unzipping update!\n\n(unzip\\(\\): zip\\.open\\(\\): -?\\d+)$");
-        const QString label = window.label.text();
-        QVERIFY2(expected.match(label).hasMatch(), qUtf8Printable(label));
-        QCOMPARE(window.label.toolTip(), label);
-        QCOMPARE(takeLog().last(), "Error unzipping " + logged(expected.match(label).captured(1)));
+        QCOMPARE(log().lines(QtWarningMsg).filter("Download failed: ").size(), 1);
+        const QString error = "unzip(): zip.open(): -1000";
+        QCOMPARE(window.label.text(), "*Error unzipping update!\n\n" + error);
+        QCOMPARE(window.label.toolTip(), window.label.text());
+        QCOMPARE(takeLog().last(), "Error unzipping " + logged(error));
         QCOMPARE(treeOf(window.parentDir).values(), {asStored("<html>Not found</html>")});
         QVERIFY(window.isVisible());
         QTRY_VERIFY(reply.isNull());
@@ -202,7 +181,7 @@ private slots:
         QStringList texts;
         QTimer atEachChance;
         connect(&atEachChance, &QTimer::timeout, &window, [&] {
-            if (window.progressBar.maximum() != entries.size())
+            if (!window.label.text().startsWith("*Extracting"))
                 return;
             texts.append(window.label.text() + '|' + window.sizeLabel.text());
             // There is nothing to be aborted any more.
@@ -210,22 +189,18 @@ private slots:
             atEachChance.stop();
         });
         atEachChance.start(0);
-        QList<int> values;
-        connect(&window.progressBar, &QProgressBar::valueChanged, &window, [&](int value) {
-            if (window.progressBar.maximum() == entries.size())
-                values.append(value);
-        });
+        const QSignalSpy values(&window.progressBar, &QProgressBar::valueChanged);
         download(window, {makePackage(entries)});
         QTRY_COMPARE(window.label.text(), "*Update ready to install!");
         QCOMPARE(texts, QStringList{"*Extracting update...|"});
-        // The value of the download leaves the new range, which resets the bar.
-        QCOMPARE(values.mid(values.indexOf(1)), (QList<int>{1, 2, 3}));
+        QCOMPARE(values.mid(values.size() - entries.size()), (QList<QVariantList>{{1}, {2}, {3}}));
+        QCOMPARE(window.progressBar.maximum(), entries.size());
         QCOMPARE(window.multiButton.text(), "*Install Update and Relaunch Tavlopro...");
         QVERIFY(window.multiButton.isEnabled());
         QCOMPARE(treeOf(window.parentDir), unpacked);
         const QStringList log = takeLog();
         QVERIFY(!log.contains("download aborted"));
-        QCOMPARE(log.last(), "update unzipped to  " + logged(QDir::toNativeSeparators(window.pathOf("out"))));
+        QCOMPARE(log.last(), "update unzipped to  " + logged(QDir::toNativeSeparators(window.parentDir + "/out")));
     }
 };
 

@@ -1,11 +1,16 @@
-// The installation of the unpacked package, and the start of the new application.
+// The installation of the unpacked package, and the start of the new application. The two programs of Windows that the
+// updater starts are copies of the program systemtool: xcopy.exe is found in the system's folder, or natively through
+// PATH, and explorer.exe through SYSTEMROOT.
 
-#include "kit/qt/installtest.h"
-#include "kit/qt/platform.h"
+#include "install/diskspace.h"
+#include "install/systemfolder.h"
+#include "kit/qt/windowtest.h"
 
 #include <QDir>
 
 using namespace freshen;
+
+using Files = QMap<QString, QByteArray>;
 
 /// Changes something before the installation.
 using Fault = std::function<void()>;
@@ -15,28 +20,119 @@ namespace {
 const QString current = "Tavlopro.exe";
 const QString old = "Tavlopc.exe";
 
+/// What the disk tells of its space; by itself, nothing.
+std::optional<DiskSpace> diskSpace;
+
 QString native(const QString &path)
 {
     return QDir::toNativeSeparators(path);
 }
 
+/// Beside the program.
+QString batchFile()
+{
+    return QCoreApplication::applicationDirPath() + "/copyBatch.bat";
+}
+
 } // namespace
 
-class MainWindowInstallTest : public InstallTest
+// These two take the place of the program's when they are linked.
+QString freshen::systemFolder()
+{
+    // Natively the command interpreter has to be there.
+    return isWindows() ? qEnvironmentVariable("FRESHEN_TEST_TOOLS") : QString("/bin");
+}
+std::optional<DiskSpace> DiskSpace::at(const QString & /*folder*/)
+{
+    return diskSpace;
+}
+
+/// Presses the button of a window that offers the installation of an unpacked package over an old application.
+class MainWindowInstallTest : public WindowTest
 {
     Q_OBJECT
 
+    const QByteArray m_path = qgetenv("PATH");
+    const QString m_systemRoot = qEnvironmentVariable("SYSTEMROOT");
+    std::optional<TestWindow> m_window;
+
+    QString destination() const
+    {
+        return file("old installation");
+    }
+    /// Lays out \a files in the installation, and nothing else.
+    void install(const Files &files) const
+    {
+        QDir(destination()).removeRecursively();
+        QDir().mkpath(destination());
+        for (auto it = files.constBegin(); it != files.constEnd(); ++it)
+            writeFile(destination() + '/' + it.key(), it.value());
+    }
+    Files installed() const
+    {
+        return treeOf(destination());
+    }
+    /// Presses the button of the window. Returns whether the updater ended and the shell was started.
+    bool installs()
+    {
+        return quitsAfter([this] { m_window->multiButton.click(); }) &&
+               QTest::qWaitFor([this] { return !callOf("explorer.exe").isEmpty(); }, 30000);
+    }
+    /// The arguments that the stand-in \a name was called with; empty while it was not.
+    QStringList callOf(const QString &name) const
+    {
+        const QByteArray lines = readFile(file("tools/" + name + ".called"));
+        return QString::fromLocal8Bit(lines).split('\n').mid(0, lines.count('\n'));
+    }
     /// \a texts of the program with names for the folders and programs of the test, forward slashes, and apostrophes
     /// for quotation marks.
     QStringList readable(QStringList texts) const
     {
         texts.replaceInStrings("\\\\", "/").replaceInStrings("\\\"", "'").replaceInStrings("\"", "'");
         texts.replaceInStrings(m_window->parentDir, "<parent>").replaceInStrings(destination(), "<installation>");
-        texts.replaceInStrings(toolFile("Windows/explorer.exe"), "<shell>");
-        return texts.replaceInStrings(batchFile(), "<batch file>");
+        return texts.replaceInStrings(file("tools/Windows/explorer.exe"), "<shell>");
     }
 
 private slots:
+    void init()
+    {
+        WindowTest::init();
+        QFile::remove(batchFile());
+        QDir().rmdir(batchFile());
+        install({{old, "old"}});
+        m_window.emplace();
+        writeFile(m_window->parentDir + "/out/Tavlopro/Tavlopro.exe", "new");
+        writeFile(m_window->parentDir + "/settings.ini", destination().toUtf8());
+        m_window->precheckTrigger.stop();
+        m_window->pages.setCurrentIndex(1);
+        connect(&m_window->multiButton, SIGNAL(clicked()), &*m_window, SLOT(installUpdate()));
+        m_window->show();
+        log().clear();
+
+        // It lies beside the folders of the test programs.
+        const QString standIn = QCoreApplication::applicationDirPath() + "/../../" FRESHEN_SYSTEM_TOOL;
+        QDir().mkpath(file("tools/Windows"));
+        for (const char *name : {"tools/xcopy.exe", "tools/Windows/explorer.exe"})
+            QFile::copy(standIn, file(name));
+        if (isWindows()) {
+            for (const QString own : {"cmd.exe", "chcp.com"})
+                QFile::copy(m_systemRoot + "/system32/" + own, file("tools/" + own));
+        }
+        const QByteArray tools = QFile::encodeName(native(file("tools")));
+        qputenv("FRESHEN_TEST_TOOLS", tools);
+        qputenv("PATH", tools + (isWindows() ? ';' : ':') + m_path);
+        qputenv("SYSTEMROOT", tools + "/Windows");
+        qputenv("FRESHEN_TEST_COPY", "copy");
+    }
+    void cleanup()
+    {
+        m_window.reset();
+        // A shell that nobody has waited for may be about to note its call there.
+        static_cast<void>(QTest::qWaitFor([this] { return QDir(folder()).removeRecursively(); }));
+        diskSpace.reset();
+        WindowTest::cleanup();
+    }
+
     void nothingIsDoneBeforeTheAnswer()
     {
         m_dialogs->expect([this](QMessageBox &box) {
@@ -49,7 +145,7 @@ private slots:
             m_window->multiButton.click();
             QCOMPARE(installed().keys(), QStringList{old});
             QVERIFY(!QFile::exists(batchFile()));
-            DialogDriver::click(box, QMessageBox::Ok);
+            DialogDriver::clicking(QMessageBox::Ok)(box);
         });
         QVERIFY(installs());
         const QString question =
@@ -60,9 +156,7 @@ private slots:
 
     void answerDecidesTheCleaning_data()
     {
-        const auto clicking = [](QMessageBox::StandardButton button) {
-            return [button](QMessageBox &box) { DialogDriver::click(box, button); };
-        };
+        const auto clicking = DialogDriver::clicking;
         const auto escaping = [](QMessageBox &box) { QTest::keyClick(&box, Qt::Key_Escape); };
         const Table<DialogDriver::Answer, QString, QString, bool, QString> table;
         table.row("Ok", clicking(QMessageBox::Ok), current, old, true, old);
@@ -75,11 +169,11 @@ private slots:
             Table<DialogDriver::Answer, QString, QString, bool, QString>::current();
         const Files oldFiles = {{before, "old"}, {"keep.ini", "old"}, {"data.txt", "old"}, {"sub/keep.ini", "old"}};
         install(oldFiles);
-        QFile::remove(m_window->pathOf("out/Tavlopro/" + current));
-        writeFile(m_window->pathOf("out/Tavlopro/" + after), "new");
-        writeFile(m_window->pathOf("out/Tavlopro/sub/file"), "new");
+        QFile::remove(m_window->parentDir + "/out/Tavlopro/" + current);
+        writeFile(m_window->parentDir + "/out/Tavlopro/" + after, "new");
+        writeFile(m_window->parentDir + "/out/Tavlopro/sub/file", "new");
         // The settings count as they are now.
-        writeSetting("Updater/filesToKeep", QStringList{"keep.ini"});
+        writeSettings({{"Updater/filesToKeep", QStringList{"keep.ini"}}});
         m_dialogs->expect(answer);
         QVERIFY(installs());
 
@@ -95,59 +189,18 @@ private slots:
     void handOverIsCleanedForTheCopyAndUsedAsReadForTheStart()
     {
         const QString detour = destination() + "/../" + QDir(destination()).dirName();
-        writeFile(m_window->pathOf("settings.ini"), detour.toUtf8() + "\na second line");
-        m_dialogs->expectAndClick(QMessageBox::Ok);
+        writeFile(m_window->parentDir + "/settings.ini", detour.toUtf8() + "\na second line");
+        m_dialogs->expect(QMessageBox::Ok);
         QVERIFY(installs());
         const QString source = native(m_window->parentDir + "/out/Tavlopro");
         QCOMPARE(callOf("xcopy.exe"), (QStringList{"/E", "/Y", "/G", "/K", source, destination()}));
         QCOMPARE(callOf("explorer.exe"), QStringList{native(detour + '/' + current)});
     }
 
-    void logTellsTheInstallation()
-    {
-        install({{old, "old"}, {"logo.png", "old"}, {"sub/file", "old"}});
-        m_dialogs->expectAndClick(QMessageBox::Ok);
-        QVERIFY(installs());
-        QStringList log = readable(takeLog());
-        // On Windows, the interpreter shows the command.
-        QVERIFY(log.takeAt(14).startsWith("STD OUT:\n '"));
-        const QStringList expected = {
-            "destDir '<installation>'",
-            "'<installation>'",
-            "deleteTempDir '<installation>' false",
-            "'logo.png'",
-            "skipping ...",
-            "'Tavlopc.exe'",
-            "'<installation>/sub'",
-            "deleteTempDir '<installation>/sub' true",
-            "'file'",
-            "'<installation>/sub'",
-            "true",
-            "''<batch file>''",
-            "true",
-            "'STD ERROR:\\n'",
-            "UnknownError 'Unknown error' 0 NormalExit",
-            "'<installation>'",
-            "4",
-            "('.', '..', 'logo.png', 'Tavlopro.exe')",
-            "deleteTempDir '<parent>/out' true",
-            "'<parent>/out/Tavlopro'",
-            "deleteTempDir '<parent>/out/Tavlopro' true",
-            "'Tavlopro.exe'",
-            "'<parent>/out/Tavlopro'",
-            "'<parent>/out'",
-            "startTavlo",
-            "starting ''<shell>' '<installation>/Tavlopro.exe''",
-            "starting ''<shell>' '<installation>/Tavlopro.exe''",
-            "success: true",
-        };
-        QCOMPARE(log, expected);
-    }
-
     /// Events are handled once more when all is ready for the copy, which nothing interrupts.
     void windowIsDrawnBeforeTheCopy()
     {
-        m_dialogs->expectAndClick(QMessageBox::No);
+        m_dialogs->expect(QMessageBox::No);
         bool isDrawn = false;
         QTimer atEachChance;
         connect(&atEachChance, &QTimer::timeout, this,
@@ -170,10 +223,10 @@ private slots:
         const Table<bool, QString, QString, QString, Fault> table;
         table.row("no application", false, start, wrong, noExecutable, [this] { install({{"other.exe", ""}}); });
         table.row("no hand-over file", false, start, wrong, "Testpath: '/Tavlopc.exe' '/Tavlopro.exe'",
-                  [this] { QFile::remove(m_window->pathOf("settings.ini")); });
+                  [this] { QFile::remove(m_window->parentDir + "/settings.ini"); });
         table.row("no folder \"out\"", false, start, failed + "STD ERROR:\n<parent>/out/",
                   "No unpacked package in '<parent>/out/'",
-                  [this] { QDir(m_window->pathOf("out")).removeRecursively(); });
+                  [this] { QDir(m_window->parentDir + "/out").removeRecursively(); });
         table.row("no room", false, start, failed + noRoom, "Copy not begun: '" + noRoom + "'", [this] {
             install({{old, ""}, {"logo.png", "x"}});
             diskSpace = DiskSpace{2, 1};
@@ -193,10 +246,10 @@ private slots:
         const Files unpackedBefore = treeOf(m_window->parentDir);
         const Files installedAfter = isCleaned ? Files{{"logo.png", "kept"}} : installed();
         if (isCleaned)
-            m_dialogs->expectAndClick(QMessageBox::Ok);
+            m_dialogs->expect(QMessageBox::Ok);
         if (!box.isEmpty())
-            m_dialogs->expectAndClick(QMessageBox::Ok);
-        click(m_window->multiButton);
+            m_dialogs->expect(QMessageBox::Ok);
+        m_window->multiButton.click();
 
         QCOMPARE(m_window->label.text(), label);
         QCOMPARE(m_window->label.toolTip(), m_window->label.text());
@@ -204,17 +257,17 @@ private slots:
             const QStringList shown = readable({QDir::fromNativeSeparators(m_dialogs->boxes().last())});
             QCOMPARE(shown, QStringList{"Information: *Tavlopro Update [Ok] " + box});
         }
-        const QStringList warned = warnings();
-        const QStringList log = readable(takeLog() + warned);
-        QVERIFY2(log.contains(message), qUtf8Printable(log.join('\n')));
-        QVERIFY(!log.contains("startTavlo"));
+        const QStringList lines = readable(log().lines());
+        QVERIFY2(lines.contains(message), qUtf8Printable(lines.join('\n')));
+        QVERIFY(!lines.contains("startTavlo"));
         QCOMPARE(treeOf(m_window->parentDir), unpackedBefore);
         QCOMPARE(installed(), installedAfter);
         // The window stays, its button without an effect.
         QVERIFY(!m_window->multiButton.isEnabled());
         m_window->multiButton.setEnabled(true);
-        click(m_window->multiButton);
-        QVERIFY(takeLog().isEmpty());
+        log().clear();
+        m_window->multiButton.click();
+        QVERIFY(log().lines().isEmpty());
         QVERIFY(m_window->isVisible());
     }
 

@@ -10,12 +10,12 @@
 
 #include <functional>
 
-/// Answers the message boxes that come up during a test as a user would, by a click or a key. The test says beforehand
-/// which answers it will give; a box beyond those, one that its answer leaves open, and an answer that no box came
-/// for fail the test.
+/// Answers the message boxes that come up during a test. The test says beforehand which answers it will give; a box
+/// beyond those, one that its answer leaves open, and an answer that no box came for fail the test.
 class DialogDriver : public QObject
 {
 public:
+    /// Looks at a box and has to close it.
     using Answer = std::function<void(QMessageBox &)>;
 
     DialogDriver()
@@ -25,26 +25,26 @@ public:
     ~DialogDriver() override
     {
         if (!m_answers.isEmpty())
-            fail(QString("%1 expected message box(es) never came").arg(m_answers.size()));
+            QTest::qFail("An expected message box never came", __FILE__, __LINE__);
     }
     Q_DISABLE_COPY(DialogDriver)
 
-    /// The next box is handed to \a answer, which looks at it and has to close it.
+    /// The next box that has no answer yet gets \a answer.
     void expect(const Answer &answer)
     {
         m_answers.enqueue(answer);
     }
-    /// The next box is answered by a click on its button \a button.
-    void expectAndClick(QMessageBox::StandardButton button)
+    void expect(QMessageBox::StandardButton button)
     {
-        expect([button](QMessageBox &box) { click(box, button); });
+        expect(clicking(button));
     }
-
-    /// Clicks the button \a button of \a box, if there is one.
-    static void click(QMessageBox &box, QMessageBox::StandardButton button)
+    /// The answer that clicks \a button, if the box has it.
+    [[nodiscard]] static Answer clicking(QMessageBox::StandardButton button)
     {
-        if (QAbstractButton *found = box.button(button))
-            QTest::mouseClick(found, Qt::LeftButton);
+        return [button](QMessageBox &box) {
+            if (QAbstractButton *found = box.button(button))
+                found->click();
+        };
     }
 
     /// What the boxes showed so far: "Icon: title [buttons] text".
@@ -53,7 +53,7 @@ public:
         return m_boxes;
     }
 
-protected:
+private:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
         auto *box = qobject_cast<QMessageBox *>(watched);
@@ -61,12 +61,6 @@ protected:
         if (box != nullptr && event->type() == QEvent::Show)
             QTimer::singleShot(0, box, [this, box] { answer(*box); });
         return false;
-    }
-
-private:
-    static void fail(const QString &message)
-    {
-        QTest::qFail(qPrintable(message), __FILE__, __LINE__);
     }
 
     void answer(QMessageBox &box)
@@ -81,7 +75,7 @@ private:
         if (!m_answers.isEmpty())
             m_answers.dequeue()(box);
         if (box.isVisible()) {
-            fail("Nothing closed the box: " + m_boxes.last());
+            QTest::qFail(qUtf8Printable("Nothing closed the box: " + m_boxes.last()), __FILE__, __LINE__);
             box.done(QMessageBox::NoButton);
         }
     }

@@ -4,8 +4,6 @@
 #include <QMap>
 #include <QString>
 
-/// Files and folders as a test lays them out and looks at them.
-
 /// Writes \a content to \a path, replacing an older file and making missing folders. A file whose name begins with a
 /// full stop is hidden on every system.
 void writeFile(const QString &path, const QByteArray &content);

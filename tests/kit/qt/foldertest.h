@@ -3,6 +3,7 @@
 #include "kit/qt/files.h"
 #include "kit/qt/messagecatcher.h"
 #include "kit/qt/platform.h"
+#include "kit/qt/table.h"
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -29,10 +30,10 @@ protected:
         return *m_log;
     }
     /// Whether a warning says \a failure of \a path, and the system's reason.
-    [[nodiscard]] bool isWarnedOf(const QString &failure, const QString &path)
+    [[nodiscard]] bool isWarnedOf(const QString &failure, const QString &path) const
     {
         const QString begin = QRegularExpression::escape(failure + QLatin1Char(' ') + logged(path));
-        return m_log->warnings().indexOf(QRegularExpression(begin + QLatin1String(".* - \".*"))) != -1;
+        return m_log->lines(QtWarningMsg).indexOf(QRegularExpression(begin + QLatin1String(".* - \".*"))) != -1;
     }
 
 protected slots:

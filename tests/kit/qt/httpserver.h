@@ -24,10 +24,9 @@ struct HttpAnswer
     }
 };
 
-/// A local HTTP server (RFC 9112) on 127.0.0.1 that gives prepared answers and notes each request. It works in the
-/// event loop of the test, takes one request per connection, and answers 404 where nothing is prepared. As the
-/// requests' proxy it sees whole addresses as their targets; it answers those itself.
-class HttpServer : public QObject
+/// A local HTTP server (RFC 9112) that gives prepared answers and notes each request. It takes one request per
+/// connection, and answers 404 where nothing is prepared. Requests to it as a proxy have whole addresses as targets.
+class HttpServer : public QTcpServer
 {
 public:
     /// The words beside each status. A server's own words may look like rich text.
@@ -35,15 +34,15 @@ public:
 
     HttpServer()
     {
-        connect(&m_server, &QTcpServer::newConnection, this, &HttpServer::accept);
-        if (!m_server.listen(QHostAddress::LocalHost))
-            qFatal("The test's HTTP server cannot listen: %s", qPrintable(m_server.errorString()));
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            QTcpSocket *socket = nextPendingConnection();
+            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(*socket); });
+            connect(socket, &QTcpSocket::disconnected, socket, &QTcpSocket::deleteLater);
+        });
+        if (!listen(QHostAddress::LocalHost))
+            qFatal("The test's HTTP server cannot listen: %s", qPrintable(errorString()));
     }
 
-    [[nodiscard]] quint16 port() const
-    {
-        return m_server.serverPort();
-    }
     /// The requests so far, as they came, up to the empty line.
     [[nodiscard]] const QByteArrayList &requests() const
     {
@@ -60,45 +59,36 @@ public:
         return result;
     }
 
-    /// Prepares \a answer for requests of \a target. Several answers for one target are given in turn, the last of them
-    /// again and again.
+    /// Prepares \a answer for requests of \a target.
     void prepare(const QByteArray &target, const HttpAnswer &answer)
     {
-        m_answers[target].append(answer);
+        m_answers.insert(target, answer);
     }
     /// Sends what has been held back, at most \a size bytes for each connection. A connection ends with its last byte.
     void release(int size = std::numeric_limits<int>::max())
     {
-        const QList<QTcpSocket *> sockets = m_heldBack.keys();
-        for (QTcpSocket *socket : sockets)
-            send(socket, m_heldBack.take(socket), size);
+        for (QTcpSocket *socket : findChildren<QTcpSocket *>()) {
+            const QByteArray heldBack = socket->property(heldBackProperty).toByteArray();
+            if (!heldBack.isEmpty())
+                send(*socket, heldBack, size);
+        }
     }
 
 private:
-    void accept()
-    {
-        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
-            connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
-                m_heldBack.remove(socket);
-                socket->deleteLater();
-            });
-        }
-    }
+    static constexpr char heldBackProperty[] = "heldBack";
 
     static QByteArray targetOf(const QByteArray &request)
     {
         return request.split(' ').value(1);
     }
 
-    void read(QTcpSocket *socket)
+    void read(QTcpSocket &socket)
     {
-        if (!socket->peek(socket->bytesAvailable()).endsWith("\r\n\r\n"))
+        if (!socket.peek(socket.bytesAvailable()).endsWith("\r\n\r\n"))
             return;
-        m_requests.append(socket->readAll());
+        m_requests.append(socket.readAll());
 
-        QList<HttpAnswer> &prepared = m_answers[targetOf(m_requests.last())];
-        const HttpAnswer answer = prepared.size() > 1 ? prepared.takeFirst() : prepared.value(0, {{}, 404});
+        const HttpAnswer answer = m_answers.value(targetOf(m_requests.last()), {{}, 404});
         QByteArrayList head = {"HTTP/1.1 " + QByteArray::number(answer.status) + ' ' + reason, "Connection: close",
                                "Content-Length: " + QByteArray::number(answer.body.size())};
         if (!answer.header.isEmpty())
@@ -107,18 +97,14 @@ private:
         send(socket, start + answer.body, start.size() + (answer.isHeld ? 0 : answer.body.size()));
     }
 
-    void send(QTcpSocket *socket, const QByteArray &bytes, int size)
+    static void send(QTcpSocket &socket, const QByteArray &bytes, int size)
     {
-        socket->write(bytes.left(size));
-        if (size < bytes.size())
-            m_heldBack.insert(socket, bytes.mid(size));
-        else
-            socket->disconnectFromHost();
+        socket.write(bytes.left(size));
+        socket.setProperty(heldBackProperty, bytes.mid(size));
+        if (size >= bytes.size())
+            socket.disconnectFromHost();
     }
 
     QByteArrayList m_requests;
-    QHash<QByteArray, QList<HttpAnswer>> m_answers;
-    QHash<QTcpSocket *, QByteArray> m_heldBack;
-    /// The last member, so that its connections end while the others are still there.
-    QTcpServer m_server;
+    QHash<QByteArray, HttpAnswer> m_answers;
 };

@@ -4,45 +4,35 @@
 #include <QMutex>
 #include <QStringList>
 
-#include <cstring>
 #include <optional>
 
-/// Collects the messages that the program logs, so that a test can compare them word by word.
-///
-/// It stands in for the message handler as long as it lives; one at a time. Messages of Qt's own categories are passed
-/// on to the handler before it.
+/// Collects the messages that the program logs, so that a test can compare them word by word. It stands in for the
+/// message handler as long as it lives. Messages of Qt's own categories are passed on to the handler before it.
 class MessageCatcher
 {
 public:
     MessageCatcher()
     {
-        if (s_previous != nullptr)
-            qFatal("There is another MessageCatcher.");
         clear();
         s_previous = qInstallMessageHandler(collect);
     }
     ~MessageCatcher()
     {
         qInstallMessageHandler(s_previous);
-        s_previous = nullptr;
     }
     Q_DISABLE_COPY(MessageCatcher)
 
-    ///@{
-    /// The messages so far, in order: all, and those of one level.
-    [[nodiscard]] QStringList lines() const
+    /// The messages so far, in order, of one level if \a level is set.
+    [[nodiscard]] QStringList lines(std::optional<QtMsgType> level = {}) const
     {
-        return select(std::nullopt);
+        const QMutexLocker locker(&s_mutex);
+        QStringList lines;
+        for (const auto &[type, text] : qAsConst(s_messages)) {
+            if (type == level.value_or(type))
+                lines.append(text);
+        }
+        return lines;
     }
-    [[nodiscard]] QStringList debugLines() const
-    {
-        return select(QtDebugMsg);
-    }
-    [[nodiscard]] QStringList warnings() const
-    {
-        return select(QtWarningMsg);
-    }
-    ///@}
     /// Forgets what was collected.
     void clear()
     {
@@ -53,22 +43,10 @@ public:
 private:
     static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
     {
-        if (context.category != nullptr && std::strcmp(context.category, "default") != 0) {
-            s_previous(type, context, text);
-            return;
-        }
+        if (qstrcmp(context.category, "default") != 0)
+            return s_previous(type, context, text);
         const QMutexLocker locker(&s_mutex);
         s_messages.append({type, text});
-    }
-    [[nodiscard]] static QStringList select(std::optional<QtMsgType> type)
-    {
-        const QMutexLocker locker(&s_mutex);
-        QStringList lines;
-        for (const auto &[messageType, text] : s_messages) {
-            if (!type || messageType == *type)
-                lines.append(text);
-        }
-        return lines;
     }
 
     static inline QBasicMutex s_mutex;

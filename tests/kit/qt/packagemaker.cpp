@@ -1,6 +1,10 @@
 #include "kit/qt/packagemaker.h"
 
 #include <QDataStream>
+#include <QRandomGenerator>
+
+#include <algorithm>
+#include <zlib.h>
 
 namespace {
 
@@ -39,21 +43,14 @@ QByteArray deflated(const QByteArray &content)
     return compressed.mid(6, compressed.size() - 10);
 }
 
-/// ISO 3309.
-quint32 crc32(const QByteArray &bytes)
+quint32 checksum(const QByteArray &bytes)
 {
-    quint32 crc = 0xffffffff;
-    for (const char byte : bytes) {
-        crc ^= static_cast<quint8>(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1) != 0 ? crc >> 1 ^ 0xedb88320 : crc >> 1;
-    }
-    return ~crc;
+    return static_cast<quint32>(crc32(0, reinterpret_cast<const Bytef *>(bytes.constData()), sizeOf(bytes)));
 }
 
 } // namespace
 
-QByteArray makePackage(const QList<PackageEntry> &entries, int extraEntries)
+QByteArray makePackage(const QList<PackageEntry> &entries)
 {
     QByteArray package;
     QByteArray directory;
@@ -61,8 +58,8 @@ QByteArray makePackage(const QList<PackageEntry> &entries, int extraEntries)
         const QByteArray data = entry.data.value_or(entry.isCompressed ? deflated(entry.content) : entry.content);
         const quint16 method = entry.isCompressed ? methodDeflated : none;
         const auto common = [&](const QByteArray &name) {
-            return littleEndian(versionNeeded, entry.flags, entry.method.value_or(method), entryTime, entryDate,
-                                entry.checksum.value_or(crc32(entry.content)), sizeOf(data),
+            return littleEndian(versionNeeded, none, entry.method.value_or(method), entryTime, entryDate,
+                                entry.checksum.value_or(checksum(entry.content)), sizeOf(data),
                                 entry.uncompressedSize.value_or(sizeOf(entry.content)),
                                 static_cast<quint16>(name.size()), none);
         };
@@ -74,7 +71,7 @@ QByteArray makePackage(const QList<PackageEntry> &entries, int extraEntries)
         const QByteArray localName = entry.localName.value_or(entry.name);
         package += littleEndian(localSignature) + common(localName) + localName + data;
     }
-    const auto count = static_cast<quint16>(entries.size() + extraEntries);
+    const auto count = static_cast<quint16>(entries.size());
     return package + directory +
            littleEndian(endSignature, none, none, count, count, sizeOf(directory), sizeOf(package), none);
 }
@@ -89,9 +86,7 @@ QByteArray asStored(const QByteArray &package)
 QByteArray someBytes(int size, quint32 seed)
 {
     QByteArray bytes(size, Qt::Uninitialized);
-    for (char &byte : bytes) {
-        seed = seed * 1664525 + 1013904223;
-        byte = static_cast<char>(seed >> 24);
-    }
+    QRandomGenerator generator(seed);
+    std::generate(bytes.begin(), bytes.end(), [&generator] { return static_cast<char>(generator.generate()); });
     return bytes;
 }

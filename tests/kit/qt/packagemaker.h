@@ -5,9 +5,7 @@
 
 #include <optional>
 
-/// Makes packages, ZIP archives (PKWARE APPNOTE), byte by byte, so that a test can give them any fault.
-
-/// One entry. A fault that is not set has the value of a sound archive.
+/// One entry of a package, a ZIP archive (PKWARE APPNOTE). A fault that is not set has the value of a sound archive.
 struct PackageEntry
 {
     /// The name as stored; a folder's name ends in a slash.
@@ -16,8 +14,6 @@ struct PackageEntry
     bool isCompressed = true;
     /// Unix permissions; 0 for an entry that was made on MS-DOS and has none.
     quint16 permissions = 0644;
-    /// General purpose flags: bit 11 UTF-8 name.
-    quint16 flags = 0;
 
     // Faults.
     std::optional<quint16> method = {};
@@ -30,8 +26,8 @@ struct PackageEntry
     std::optional<quint32> directorySignature = {};
 };
 
-/// The bytes of an archive with \a entries. \a extraEntries are announced at its end although they do not exist.
-[[nodiscard]] QByteArray makePackage(const QList<PackageEntry> &entries, int extraEntries = 0);
+/// The bytes of a package with \a entries.
+[[nodiscard]] QByteArray makePackage(const QList<PackageEntry> &entries);
 
 /// \a package as it is stored after the download: its length in 4 bytes, big-endian, and then its bytes.
 [[nodiscard]] QByteArray asStored(const QByteArray &package);

@@ -4,8 +4,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QOperatingSystemVersion>
+#include <QScopeGuard>
 #include <QString>
 #include <QTextCodec>
+
+#include <functional>
+#include <memory>
 
 /// What differs between the systems that the tests run on.
 
@@ -24,55 +28,30 @@
 /// argument after the program.
 [[nodiscard]] QString callOfThisProcess();
 
-/// As long as it lives, Qt takes the 8-bit code page of this process for windows-1252, so that a text in it differs
-/// from one in UTF-8.
-class WesternCodePage
+/// Undoes a change at the end of its life.
+using Restorer = QScopeGuard<std::function<void()>>;
+
+/// Lets Qt take the 8-bit code page of this process for windows-1252, so that a text in it differs from one in UTF-8.
+[[nodiscard]] inline Restorer useWesternCodePage()
 {
-public:
-    WesternCodePage()
-    {
-        QTextCodec::setCodecForLocale(QTextCodec::codecForName("windows-1252"));
-    }
-    ~WesternCodePage()
-    {
-        QTextCodec::setCodecForLocale(m_before);
-    }
-    Q_DISABLE_COPY(WesternCodePage)
+    QTextCodec *before = QTextCodec::codecForLocale();
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("windows-1252"));
+    return Restorer([before] { QTextCodec::setCodecForLocale(before); });
+}
 
-private:
-    QTextCodec *m_before = QTextCodec::codecForLocale();
-};
+/// Gives this process the rights of an ordinary user, if it has root's. What was made before may be out of its reach.
+[[nodiscard]] Restorer becomeOrdinaryUser();
 
-/// As long as it lives, this process has the rights of an ordinary user, if it was root's. What was made before may be
-/// out of its reach.
-class OrdinaryUser
+/// Keeps an ordinary user from removing the file \a path: on Windows since it is open, elsewhere since its folder is
+/// read-only.
+[[nodiscard]] inline Restorer hold(const QString &path)
 {
-public:
-    OrdinaryUser();
-    ~OrdinaryUser();
-    Q_DISABLE_COPY(OrdinaryUser)
-
-private:
-    [[maybe_unused]] bool m_wasRoot = false;
-};
-
-/// As long as it lives, an ordinary user cannot remove the file \a path: on Windows since it is open, elsewhere since
-/// its folder is read-only.
-class Unremovable
-{
-public:
-    explicit Unremovable(const QString &path) : m_file(path), m_folder(QFileInfo(path).path())
-    {
-        if (!m_file.open(QIODevice::ReadOnly) || !QFile::setPermissions(m_folder, QFile::ReadOwner | QFile::ExeOwner))
-            qFatal("Cannot hold %s", qUtf8Printable(path));
-    }
-    ~Unremovable()
-    {
-        QFile::setPermissions(m_folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    }
-    Q_DISABLE_COPY(Unremovable)
-
-private:
-    QFile m_file;
-    QString m_folder;
-};
+    const auto file = std::make_shared<QFile>(path);
+    const QString folder = QFileInfo(path).path();
+    if (!file->open(QIODevice::ReadOnly) || !QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner))
+        qFatal("Cannot hold %s", qUtf8Printable(path));
+    return Restorer([file, folder] {
+        file->close();
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    });
+}

@@ -26,14 +26,10 @@ QString callOfThisProcess()
     return call;
 }
 
-OrdinaryUser::OrdinaryUser() : m_wasRoot(getuid() == root)
+Restorer becomeOrdinaryUser()
 {
-    if (m_wasRoot)
-        become(nobody);
-}
-
-OrdinaryUser::~OrdinaryUser()
-{
-    if (m_wasRoot)
-        become(root);
+    if (getuid() != root)
+        return Restorer([] {});
+    become(nobody);
+    return Restorer([] { become(root); });
 }

@@ -7,6 +7,8 @@ QString callOfThisProcess()
     return QString::fromWCharArray(GetCommandLineW()) + '\n';
 }
 
-// Only natively do the tests run as somebody who may do anything.
-OrdinaryUser::OrdinaryUser() = default;
-OrdinaryUser::~OrdinaryUser() = default;
+Restorer becomeOrdinaryUser()
+{
+    // Only natively do the tests run as somebody who may do anything.
+    return Restorer([] {});
+}

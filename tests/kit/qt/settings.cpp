@@ -34,16 +34,12 @@ void clearSettings()
         openStore(application).clear();
 }
 
-void writeSetting(const char *key, const QVariant &value, const char *application)
+void writeSettings(const QVariantMap &values, const char *application)
 {
     QSettings store = openStore(application);
-    store.setValue(key, value);
+    for (auto it = values.cbegin(); it != values.cend(); ++it)
+        store.setValue(it.key(), it.value());
     store.sync();
     if (store.status() != QSettings::NoError)
-        qFatal("Cannot write the setting %s", key);
-}
-
-QVariant readSetting(const char *key, const char *application)
-{
-    return openStore(application).value(key);
+        qFatal("Cannot write the settings");
 }

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "kit/qt/dialogdriver.h"
+#include "kit/qt/foldertest.h"
 #include "kit/qt/httpserver.h"
-#include "kit/qt/messagecatcher.h"
 #include "kit/qt/settings.h"
-#include "kit/qt/table.h"
 #include "ui/mainwindow.h"
 
 #include <QApplication>
@@ -15,11 +14,9 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStackedWidget>
-#include <QTemporaryDir>
 #include <QTextEdit>
 #include <QTranslator>
 #include <QTreeWidget>
-#include <QtTest>
 
 #include <functional>
 #include <memory>
@@ -64,14 +61,9 @@ public:
     Q_DISABLE_COPY(TestWindow)
 
     using MainWindow::downloadReply;
-    using MainWindow::extendedNaming;
     using MainWindow::parentDir;
     using MainWindow::precheckTrigger;
     using MainWindow::startTime;
-    using MainWindow::useBeta;
-    using MainWindow::version_main;
-    using MainWindow::version_minor;
-    using MainWindow::version_state;
     using MainWindow::versions;
 
     /// The widget of the form that is called \a name.
@@ -92,18 +84,6 @@ public:
     QLabel &sizeLabel = child<QLabel>("sizeLabel");
     QProgressBar &progressBar = child<QProgressBar>("progressBar");
     QPushButton &multiButton = child<QPushButton>("multiButton");
-
-    /// Whether the window has the size of the progress page, and no other.
-    [[nodiscard]] bool hasFixedSize() const
-    {
-        const QSize fixed(460, 140);
-        return minimumSize() == fixed && maximumSize() == fixed;
-    }
-    /// The path of \a name in the temporary folder.
-    [[nodiscard]] QString pathOf(const QString &name) const
-    {
-        return m_folder.filePath(name);
-    }
 };
 
 /// Does \a action in the application's event loop. Returns whether the program told that loop to quit in time.
@@ -117,22 +97,9 @@ public:
     return QCoreApplication::exec() == 0;
 }
 
-/// Clicks \a button as the user does.
-inline void click(QWidget &button)
-{
-    // A check box answers on its square and its text only.
-    const bool isCheckBox = qobject_cast<QCheckBox *>(&button) != nullptr;
-    QTest::mouseClick(&button, Qt::LeftButton, {}, isCheckBox ? QPoint(6, button.height() / 2) : QPoint());
-}
-
-/// Shows each text that the program has translated with an asterisk before it. What the catalogues make of it is no
-/// matter of the window.
+/// Shows each text that the program has translated with an asterisk before it.
 class MarkedTexts : public QTranslator
 {
-    [[nodiscard]] bool isEmpty() const override
-    {
-        return false;
-    }
     [[nodiscard]] QString translate(const char *context, const char *text, const char *, int) const override
     {
         return qstrcmp(context, "MainWindow") == 0 ? QString('*') + text : QString();
@@ -141,7 +108,7 @@ class MarkedTexts : public QTranslator
 
 /// Base of the tests of the window. Before each test function the settings name the test's server and nothing else, no
 /// process runs but the test, the argument is one that asks for nothing, and the log starts anew.
-class WindowTest : public QObject
+class WindowTest : public FolderTest
 {
     Q_OBJECT
 
@@ -156,14 +123,9 @@ protected:
     /// The debug lines that the program logged, without those before the last call.
     QStringList takeLog()
     {
-        const QStringList lines = m_messages->debugLines();
-        m_messages->clear();
+        const QStringList lines = log().lines(QtDebugMsg);
+        log().clear();
         return lines;
-    }
-    /// The warnings since then; they stay.
-    [[nodiscard]] QStringList warnings() const
-    {
-        return m_messages->warnings();
     }
 
 protected slots:
@@ -171,24 +133,20 @@ protected slots:
     {
         clearSettings();
         m_server.emplace();
-        writeSetting("proto2", "http");
-        writeSetting("host2", "127.0.0.1");
-        writeSetting("port2", m_server->port());
+        writeSettings({{"proto2", "http"}, {"host2", "127.0.0.1"}, {"port2", m_server->serverPort()}});
         fakeSystem = FakeSystem();
         setArguments({"other"});
-        m_messages.emplace();
+        FolderTest::init();
         m_dialogs.emplace();
     }
     void cleanup()
     {
         m_dialogs.reset();
-        m_messages.reset();
-        m_server.reset();
+        FolderTest::cleanup();
     }
 
 private:
     MarkedTexts m_markedTexts;
-    std::optional<MessageCatcher> m_messages;
 };
 
 /// The process's QApplication, made with arguments that setArguments() can change.

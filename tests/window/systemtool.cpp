@@ -1,14 +1,12 @@
 // Stands in for a program that the updater starts: each is a copy of this one under the other's name. It notes the
 // arguments of its last call, one a line, in the file <name>.called of the folder FRESHEN_TEST_TOOLS; the file appears
-// complete. As the copying program it then does what FRESHEN_TEST_COPY says: "fail", "complain", "wait", or just copy.
+// complete. As the copying program it then does what FRESHEN_TEST_COPY says: "fail", "complain", or "copy".
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -56,8 +54,6 @@ int main(int argc, char *argv[])
         std::cerr << "odd\n";
         return 0;
     }
-    if (plan == "wait")
-        std::this_thread::sleep_for(std::chrono::seconds(65));
     copyFolder(arguments[copyArguments - 2], arguments[copyArguments - 1]);
     return 0;
 }

@@ -6,23 +6,20 @@
 #include <QFile>
 #include <QLabel>
 #include <QPixmap>
-#include <QTextStream>
 #include <QVBoxLayout>
 
 namespace {
 
+/// A file beside the program. Each package brings version.txt, whose first line is the version.
 QString besideProgram(const QString &name)
 {
     return QDir(QCoreApplication::applicationDirPath()).filePath(name);
 }
 
-/// The first line of version.txt, which each package brings.
 QString installedVersion()
 {
     QFile file(besideProgram(QStringLiteral("version.txt")));
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
-        return QStringLiteral("unknown");
-    return QString::fromUtf8(file.readLine()).trimmed();
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readLine()).trimmed() : QStringLiteral("unknown");
 }
 
 /// Appends version, time and program to the file that the environment names. It lies outside the installation, which
@@ -32,10 +29,9 @@ void noteStart(const QString &version)
     QFile file(qEnvironmentVariable("TAVLOPRO_START_LOG"));
     if (file.fileName().isEmpty() || !file.open(QIODevice::Append | QIODevice::Text))
         return;
-    QTextStream stream(&file);
-    stream.setCodec("UTF-8");
-    stream << version << '\t' << QDateTime::currentDateTime().toString(Qt::ISODate) << '\t'
-           << QCoreApplication::applicationFilePath() << '\n';
+    const QString time = QDateTime::currentDateTime().toString(Qt::ISODate);
+    const QStringList columns = {version, time, QCoreApplication::applicationFilePath()};
+    file.write(columns.join(QLatin1Char('\t')).toUtf8() + '\n');
 }
 
 } // namespace
@@ -51,12 +47,9 @@ int main(int argc, char *argv[])
     auto *layout = new QVBoxLayout(&window);
     // Wide enough for the title bar to show the version.
     layout->setContentsMargins(96, 24, 96, 24);
-    const QPixmap logo(besideProgram(QStringLiteral("logo.png")));
-    if (!logo.isNull()) {
-        auto *picture = new QLabel;
-        picture->setPixmap(logo);
-        layout->addWidget(picture, 0, Qt::AlignHCenter);
-    }
+    auto *picture = new QLabel;
+    picture->setPixmap(QPixmap(besideProgram(QStringLiteral("logo.png"))));
+    layout->addWidget(picture, 0, Qt::AlignHCenter);
     auto *text = new QLabel(QStringLiteral("<h1>Tavlopro</h1><p>Version %1</p>").arg(version));
     layout->addWidget(text, 0, Qt::AlignHCenter);
     window.show();

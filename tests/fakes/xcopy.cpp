@@ -10,21 +10,13 @@
 
 #include <array>
 #include <cstdlib>
+#include <shlwapi.h>
 #include <string>
 
 namespace {
 
 /// Exit code of xcopy for a disk error or a program that cannot be started.
 constexpr int cannotCopy = 5;
-
-/// The command line without the program's own name, which may stand in quotes.
-std::wstring arguments()
-{
-    const std::wstring line = GetCommandLineW();
-    const std::size_t nameEnd = line.front() == L'"' ? line.find(L'"', 1) : line.find(L' ');
-    const std::size_t begin = nameEnd == std::wstring::npos ? nameEnd : line.find(L' ', nameEnd);
-    return begin == std::wstring::npos ? std::wstring() : line.substr(begin);
-}
 
 std::string bytesOf(const std::wstring &text, UINT codePage)
 {
@@ -61,11 +53,11 @@ void passOn(HANDLE pipe)
 int wmain()
 {
     // As Windows' command interpreter would have read the batch file.
-    std::wstring line = L"xcopy.exe" + textOf(bytesOf(arguments(), CP_OEMCP), GetConsoleOutputCP());
-    const std::wstring unknown = L" /G";
-    const std::size_t position = line.find(unknown);
+    const std::wstring arguments = textOf(bytesOf(PathGetArgsW(GetCommandLineW()), CP_OEMCP), GetConsoleOutputCP());
+    std::wstring line = L"xcopy.exe " + arguments;
+    const std::size_t position = line.find(L" /G");
     if (position != std::wstring::npos)
-        line.erase(position, unknown.size());
+        line.erase(position, 3);
     if (const wchar_t *pause = _wgetenv(L"XCOPY_PAUSE"))
         Sleep(static_cast<DWORD>(_wtoi(pause)) * 1000);
     if (const wchar_t *code = _wgetenv(L"XCOPY_EXIT_CODE"))

@@ -1,4 +1,4 @@
-"""Processes that fail: the copy, the shell, and the updater itself, killed and started again."""
+"""The updater is killed in any of its phases, and started again."""
 
 from __future__ import annotations
 
@@ -12,7 +12,6 @@ import pytest
 from kit import folders
 from kit.fault import Fault, telling
 from kit.folders import text
-from kit.native import NativeUpdater
 from kit.offer import CHOSEN, SCRIPT, application, package
 from kit.server import Answer, UpdateServer
 from kit.updater import OWN_FILES, Updater
@@ -29,41 +28,6 @@ def offer(updater: Updater, server: UpdateServer) -> None:
     updater.install(INSTALLED)
 
 
-# --- the copy, and the start of the application
-
-def no_interpreter(updater: NativeUpdater) -> dict[str, object]:
-    nothing = updater.folder / "nothing"
-    nothing.write_text("no program")
-    return {"replaced": {Path("/bin/sh").resolve(): nothing}}
-
-
-def no_shell(updater: NativeUpdater) -> dict[str, object]:
-    (updater.system / "explorer.exe").unlink()
-    return {}
-
-
-# Makes the fault, and returns what the updater has to be started with for it.
-COPYING: dict[str, Callable[..., dict[str, object]]] = {
-    "The copying program ends with 4": lambda updater: {"variables": updater.copying(exit_code=4)},
-    "The copying program is missing": lambda updater: {"variables": {"PATH": os.defpath}},
-    "The command interpreter cannot be started": no_interpreter,
-    "The desktop's shell is missing": no_shell,
-}
-
-
-@pytest.mark.windows("the exit code passes through a command interpreter", "The copying program ends with 4")
-@pytest.mark.parametrize("name", COPYING)
-@pytest.mark.fault("{name}")
-def test_copying(updater: Updater, window: Window, fault: Fault, name: str) -> None:
-    """A copy that fails is shown with its exit code, and the unpacked package stays."""
-    updater.make_ready("auto", **COPYING[name](updater))
-    updater.install_update()
-    fault.is_seen()
-    updater.ends()
-
-
-# --- the updater is killed, and started again
-
 def choose(updater: Updater, **start: object) -> None:
     """Starts the updater in the installation, or its copy once that is gone, and picks the version from the list."""
     is_gone = updater.copy.exists() and not (updater.installation / "Freshen.exe").exists()
@@ -71,20 +35,32 @@ def choose(updater: Updater, **start: object) -> None:
     updater.window.choose(CHOSEN.number)
 
 
-def make_ready(updater: Updater, server: UpdateServer | None = None, **start: object) -> None:
+def make_ready(updater: Updater, **start: object) -> None:
     choose(updater, **start)
     updater.window.wait_for_button(updater.texts("Install Update"))
 
 
-def stop_at(pipe: Path) -> Path:
-    """Makes a pipe, which holds up whoever opens it."""
-    pipe.parent.mkdir(parents=True, exist_ok=True)
-    os.mkfifo(pipe)
-    return pipe
+def install(updater: Updater) -> None:
+    """Then there are the package and the kept file, nothing is left over, and the application starts."""
+    updater.install_update()
+    becomes([(updater.called(updater.installation / "Tavlopro.exe"),)], updater.starts, "starts of the application")
+    becomes([], updater.processes, "processes")
+    expected = updater.possible({**application(updater.program), "logo.png": INSTALLED["logo.png"]})
+    assert folders.differences(expected, updater.look(updater.installation)) == []
+    assert sorted(path.name for path in updater.data.iterdir()) == sorted(OWN_FILES)
+
+
+# --- up to each phase
+
+def pipe(path: Path) -> Path:
+    """Holds up whoever opens it."""
+    path.parent.mkdir(parents=True, exist_ok=True)
+    os.mkfifo(path)
+    return path
 
 
 def relocating(updater: Updater, server: UpdateServer) -> None:
-    plugin = stop_at(updater.installation / "platforms" / "qwindows.dll")
+    plugin = pipe(updater.installation / "platforms" / "qwindows.dll")
     updater.start()
     wait_for(updater.copy.exists, "the copy so far")
     updater.kill()
@@ -102,13 +78,17 @@ def downloading(updater: Updater, server: UpdateServer) -> None:
 def unpacking(file: str, last: str) -> Callable[[Updater, UpdateServer], None]:
     """Unpacks as far as the file, which comes after the entry that the log names last."""
     def go(updater: Updater, server: UpdateServer) -> None:
-        pipe = stop_at(updater.out / "Tavlopro" / file)
+        stop = pipe(updater.out / "Tavlopro" / file)
         choose(updater)
         updater.wait_for_log(f'unzipping "{last}"')
         updater.kill()
-        pipe.unlink()
+        stop.unlink()
 
     return go
+
+
+def unpacked(updater: Updater, server: UpdateServer) -> None:
+    make_ready(updater)
 
 
 def cleaned(updater: Updater) -> None:
@@ -124,12 +104,12 @@ def copying(updater: Updater, server: UpdateServer) -> None:
     shutil.copy2(updater.out / "Tavlopro" / "Tavlopro.exe", updater.installation)
 
 
-PHASES: dict[str, Callable[[Updater, UpdateServer], None]] = {
+PHASES = {
     "amid its relocation": relocating,
     "amid the download": downloading,
     "when the package is stored": unpacking("Tavlopro.exe", "Tavlopro/"),
     "amid the unpacking": unpacking("documents/manual.txt", "Tavlopro/documents/"),
-    "when all is unpacked": make_ready,
+    "when all is unpacked": unpacked,
     "amid the copy": copying,
 }
 
@@ -138,12 +118,12 @@ PHASES: dict[str, Callable[[Updater, UpdateServer], None]] = {
 @pytest.mark.parametrize("phase", PHASES)
 @pytest.mark.fault("Killed {phase}")
 def test_killed(updater: Updater, window: Window, server: UpdateServer, fault: Fault, phase: str) -> None:
-    """Killed in any phase and started again, the updater installs: what the first run has left is no hindrance."""
+    """Started again, the updater installs: what the first run has left is no hindrance."""
     PHASES[phase](updater, server)
     updater.kill()
     fault.is_seen()
     make_ready(updater)
-    check_installation(updater)
+    install(updater)
     assert telling(updater) == []
 
 
@@ -160,14 +140,4 @@ def test_killed_without_executable(updater: Updater, window: Window, fault: Faul
     updater.ends()
     (updater.installation / "Tavlopro.exe").touch()
     make_ready(updater)
-    check_installation(updater)
-
-
-def check_installation(updater: Updater) -> None:
-    """Installs: then there are the package and the kept file, nothing is left over, and the application starts."""
-    updater.install_update()
-    becomes([(updater.called(updater.installation / "Tavlopro.exe"),)], updater.starts, "starts of the application")
-    becomes([], updater.processes, "processes")
-    expected = updater.possible({**application(updater.program), "logo.png": INSTALLED["logo.png"]})
-    assert folders.differences(expected, updater.look(updater.installation)) == []
-    assert sorted(path.name for path in updater.data.iterdir()) == sorted(OWN_FILES)
+    install(updater)

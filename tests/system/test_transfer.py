@@ -1,13 +1,15 @@
-"""Transfers that go slowly or stop, and what the window shows of them."""
+"""Transfers that are redirected, go slowly or stop, and what the window shows of them."""
 
 from __future__ import annotations
 
 import gzip
+from collections.abc import Callable
 
 import pytest
 
 from kit.offer import CHOSEN, INSTALLED, VERSIONS_PATH, application, description, package
 from kit.server import Answer, UpdateServer
+from kit.servers import Authority, Nginx
 from kit.updater import Updater
 from kit.waiting import becomes, wait_for
 from kit.window import Bar, Window
@@ -71,3 +73,22 @@ def test_cancelled(updater: Updater, window: Window, server: UpdateServer, when:
     window.press("Close")
     assert updater.exit_code() == 0
     assert (updater.out.exists(), updater.stored_packages()) == (False, [])
+
+
+@pytest.mark.parametrize("status", [301, 302, 303, 307, 308])
+def test_redirects(updater: Updater, nginx: Callable[..., Nginx], authority: Authority, trusting: dict[str, object],
+                   status: int) -> None:
+    """Every kind of redirect is followed, to another path and to the safer protocol."""
+    safe = nginx(authority.issue("127.0.0.1"))
+    server = nginx(locations=f"""
+        location = {VERSIONS_PATH} {{ return {status} /elsewhere{VERSIONS_PATH}; }}
+        location /elsewhere {{ rewrite ^/elsewhere(.*) $1 break; }}
+        location = {CHOSEN.package_path} {{ return {status} https://127.0.0.1:{safe.port}$request_uri; }}""")
+    updater.use(server)
+    updater.start("auto", **trusting)
+    updater.wait_for_log("update unzipped to ")
+    # The library may repeat a request when it gives up a connection.
+    becomes([(VERSIONS_PATH, status), (f"/elsewhere{VERSIONS_PATH}", 200), (CHOSEN.package_path, status),
+             (CHOSEN.package_path, 200)],
+            lambda: list(dict.fromkeys((entry.request.split(" ")[1], entry.status)
+                                       for entry in server.served() + safe.served())))

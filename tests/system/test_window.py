@@ -11,7 +11,7 @@ from kit.offer import BETA, CHOSEN, VERSIONS, VERSIONS_PATH, Version, applicatio
 from kit.server import Answer, UpdateServer
 from kit.texts import LANGUAGES, TITLE
 from kit.updater import Updater
-from kit.waiting import becomes, wait_for
+from kit.waiting import becomes
 
 MEBIBYTE = 1 << 20
 MODES = "auto", "menu"
@@ -75,17 +75,6 @@ def test_double_click(updater: Updater, window: NativeWindow, server: UpdateServ
     assert server.targets == [VERSIONS_PATH, VERSIONS[0].package_path]
 
 
-def test_two_hundred_versions(updater: Updater, window: NativeWindow, server: UpdateServer) -> None:
-    """Of 200 versions each is listed, and the keyboard reaches the last one."""
-    server.offer(*(Version(f"26.06.{revision}", info=f"info {revision}") for revision in range(7100, 7300)))
-    updater.start("menu")
-    becomes([f"26.06.{revision}" for revision in range(7299, 7099, -1)], window.versions, "rows")
-    window.keys("Home", "End")
-    becomes("info 7100", window.info, "info of the last row")
-    window.keys("Home", "Next")
-    wait_for(lambda: window.info() not in ("info 7100", "info 7299"), "a page further")
-
-
 @pytest.mark.parametrize(("info", "shown"), [
     ("إصلاح: الساعات تتوقف", "إصلاح: الساعات تتوقف"), ("<p dir='rtl'>שלום</p>", "שלום"), ("a < b & c", "a < b & c"),
     ("<ul><li>one<li>two</ul>", "one\ntwo"), ("emoji 🎲 and e\u0301", "emoji 🎲 and e\u0301"), ("", ""),
@@ -122,13 +111,3 @@ def test_progress_page(updater: Updater, window: NativeWindow, server: UpdateSer
     window.wait_for_button(updater.texts("Close"))
     window.keys("space")
     assert updater.exit_code() == 0
-
-
-def test_long_error_has_a_tool_tip(updater: Updater, window: NativeWindow, server: UpdateServer) -> None:
-    """The label of the progress page has one line; its tool tip has the whole text."""
-    server.offer(CHOSEN, package=b"no package")
-    updater.download("auto")
-    updater.wait_for_log("Error unzipping")
-    label = window.widget.find_all("label")[0]
-    becomes(label.name, lambda: label.description, "tool tip")
-    assert window.status() == updater.texts("Error unzipping", "unzip(): zip.open(): -1000")

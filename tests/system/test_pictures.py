@@ -10,7 +10,7 @@ from typing import NamedTuple
 import pytest
 
 from conftest import BUILD
-from kit.offer import BETA, CHOSEN, INSTALLED, VERSIONS, Version, application, package
+from kit.offer import BETA, CHOSEN, INSTALLED, VERSIONS, application, package
 from kit.server import Answer, UpdateServer
 from kit.texts import COPY_ERROR, PRECHECK_TITLE, READ_ERROR, START_ERROR, TITLE
 from kit.waiting import becomes, wait_for
@@ -92,85 +92,75 @@ def test_pages(updater: WindowsUpdater, server: UpdateServer, show: Callable[...
     becomes(1, lambda: len(updater.starts()), "starts of the application")
 
 
-BOXES_AND_ENDS: dict[str, Callable] = {}
+# --- what an update can end with, beside the new application
 
-
-def shown(name: str) -> Callable:
-    """Adds a way to a box or a last page under this name; the way returns the title of the window to look at."""
-    def add(way: Callable) -> Callable:
-        BOXES_AND_ENDS[name] = way
-        return way
-
-    return add
-
-
-@shown("connection-failed")
-def _(updater: WindowsUpdater, server: UpdateServer) -> str:
-    with UpdateServer() as gone:
-        updater.use(gone)
+def connection_failed(updater: WindowsUpdater, server: UpdateServer) -> None:
+    updater.write_settings(port2=1)
     updater.start("auto")
-    title = updater.texts("Connection Failed")
-    assert updater.window.box().says() == (title, updater.texts("Connection to server", "Connection refused"), {"OK"})
-    return title
 
 
-@shown("update-failed")
-def _(updater: WindowsUpdater, server: UpdateServer) -> str:
-    server.offer(Version("26.08.7310", minimum_updater="7000", minimum_system="99.0"))
+def update_failed(updater: WindowsUpdater, server: UpdateServer) -> None:
+    server.offer()
     updater.start("auto")
-    title = updater.texts("Update Failed")
-    assert updater.window.box().says() == (title, READ_ERROR.format("Unknown error"), {"OK"})
-    return title
 
 
-@shown("error-unzipping")
-def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+def error_unzipping(updater: WindowsUpdater, server: UpdateServer) -> None:
     server.offer(CHOSEN, package=b"no package")
     updater.download("auto")
-    becomes(updater.texts("Error unzipping", "unzip(): zip.open(): -1000"), updater.window.status, "the status")
-    return TITLE
 
 
-@shown("download")
-def _(updater: WindowsUpdater, server: UpdateServer) -> str:
-    server.offer(CHOSEN)
+def download(updater: WindowsUpdater, server: UpdateServer) -> None:
     server.answers[CHOSEN.package_path] = Answer(bytes(4 << 20), hold=2 << 20)
     updater.download("auto")
     becomes(updater.texts("%1 of %2 MB downloaded", "2.0", "4.0"), updater.window.size, "the size")
-    return TITLE
 
 
-@shown("wrong-destination")
-def _(updater: WindowsUpdater, server: UpdateServer) -> str:
-    server.offer(CHOSEN, package=package(application(updater.program)))
+def wrong_destination(updater: WindowsUpdater, server: UpdateServer) -> None:
     updater.make_ready("auto")
     updater.window.press(updater.texts("Install Update"))
-    title = updater.texts("Tavlopro Update")
-    assert updater.window.box().says() == (title, updater.texts("The destination path"), {"OK"})
-    return title
 
 
-@shown("error-copying")
-def _(updater: WindowsUpdater, server: UpdateServer) -> str:
-    server.offer(CHOSEN, package=package(application(updater.program)))
+def error_copying(updater: WindowsUpdater, server: UpdateServer) -> None:
     updater.install({"Tavlopro.exe": updater.program})
     updater.make_ready("auto", variables=updater.copying(exit_code=4))
     updater.install_update()
-    becomes(COPY_ERROR.format(4), updater.window.status, "the status")
-    return TITLE
 
 
-@shown("start-error")
-def _(updater: WindowsUpdater, server: UpdateServer) -> str:
+def start_error(updater: WindowsUpdater, server: UpdateServer) -> None:
     program = updater.place_installed()
     updater.start(program=program.rename(program.with_name("Renamed.exe")))
-    title = updater.texts("Error starting Updater")
-    assert updater.window.box().says() == (title, START_ERROR, {"OK"})
-    return title
 
 
-@pytest.mark.parametrize("name", BOXES_AND_ENDS)
+class End(NamedTuple):
+    """How the updater comes there, the title of the box, if there is one, and the text of it or else of the status. A
+    text with values is one of the catalogues."""
+
+    come: Callable[[WindowsUpdater, UpdateServer], None]
+    title: str
+    text: str | tuple[str, ...]
+
+
+ENDS = (
+    End(connection_failed, "Connection Failed", ("Connection to server", "Connection refused")),
+    End(update_failed, "Update Failed", READ_ERROR.format("Unknown error")),
+    End(error_unzipping, "", ("Error unzipping", "unzip(): zip.open(): -1000")),
+    End(download, "", ("Downloading Tavlopro", CHOSEN.kind, CHOSEN.number)),
+    End(wrong_destination, "Tavlopro Update", ("The destination path",)),
+    End(error_copying, "", COPY_ERROR.format(4)),
+    End(start_error, "Error starting Updater", START_ERROR),
+)
+
+
+@pytest.mark.parametrize("end", ENDS, ids=lambda end: end.come.__name__)
 @pytest.mark.parametrize("look", [Look("en", 96), Look("de", 192)], ids=lambda look: look.language)
-def test_boxes(updater: WindowsUpdater, server: UpdateServer, show: Callable[..., None], look: Look, name: str) -> None:
-    """The boxes, and the pages that an update can end with."""
-    show(name, BOXES_AND_ENDS[name](updater, server))
+def test_ends(updater: WindowsUpdater, server: UpdateServer, show: Callable[..., None], look: Look, end: End) -> None:
+    server.offer(CHOSEN, package=package(application(updater.program)))
+    end.come(updater, server)
+    text = end.text if isinstance(end.text, str) else updater.texts(*end.text)
+    if end.title:
+        title = updater.texts(end.title)
+        assert updater.window.box().says() == (title, text, {"OK"})
+    else:
+        title = TITLE
+        becomes(text, updater.window.status, "the status")
+    show(end.come.__name__.replace("_", "-"), title)

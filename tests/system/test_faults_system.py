@@ -8,6 +8,7 @@ from pathlib import Path
 
 import pytest
 
+from kit import folders
 from kit.fault import Fault
 from kit.folders import File, text
 from kit.native import NativeUpdater
@@ -48,6 +49,13 @@ def unpacking(updater: Updater, **start: object) -> None:
 def checking(updater: Updater, **start: object) -> None:
     """Whether the copy can succeed, before anything is asked or removed."""
     updater.make_ready("auto", **start)
+    updater.window.press(updater.texts("Install Update"))
+
+
+def losing(updater: Updater, **start: object) -> None:
+    """Somebody removes the unpacked package before the user has it installed."""
+    updater.make_ready("auto", **start)
+    folders.remove(updater.out)
     updater.window.press(updater.texts("Install Update"))
 
 
@@ -159,6 +167,7 @@ FAULTS: dict[str, tuple[Callable[..., None], Callable[..., Start]]] = {
     TOO_LONG: (checking, deep_installation),
     'A file is in the place of the folder "out"': (checking, lambda updater: blocked(updater.out)),
     "The hand-over file is missing": (checking, without_hand_over),
+    "The unpacked package is removed": (losing, lambda updater: {}),
 
     "The disk is full when the new files are copied": (installing, crowded_while_copying),
     "The installation is read-only": (installing, lambda updater: {"read_only": [updater.installation]}),
@@ -171,6 +180,9 @@ FAULTS: dict[str, tuple[Callable[..., None], Callable[..., Start]]] = {
     EXIT_CODE: (installing, lambda updater: {"variables": updater.copying(exit_code=4)}),
     "The copying program is missing": (installing, lambda updater: {"variables": {"PATH": os.defpath}}),
     "The command interpreter cannot be started": (installing, no_interpreter),
+    "The command interpreter is killed": (
+        installing, lambda updater: {"variables": updater.copying_by("kill -9 $PPID")}),
+    "The batch file cannot be written": (installing, lambda updater: {"read_only": [updater.copy.parent]}),
     "The desktop's shell is missing": (installing, no_shell),
     "No variable names the system's folder (SYSTEMROOT)": (
         installing, lambda updater: {"through": ("env", "--unset=SYSTEMROOT", f"windir={updater.system}")}),
@@ -186,7 +198,7 @@ def test_fault(updater: Updater, window: Window, fault: Fault, name: str) -> Non
     go, obstacle = FAULTS[name]
     go(updater, **obstacle(updater))
     fault.is_seen()
-    if go is checking:
+    if go in (checking, losing):
         window.box().press("OK")
     updater.ends("OK" if window.boxes() else None)
 

@@ -2,7 +2,7 @@
 
 #include "download/versionlist.h"
 #include "ui/mainwindow.h"
-#include "ui_mainwindow.h"
+#include "ui/ui_mainwindow.h"
 #include "versions/applicationsettings.h"
 #include "versions/automaticchoice.h"
 #include "versions/proxysettings.h"

@@ -5,7 +5,7 @@
 #include "download/progress.h"
 #include "download/versionlist.h"
 #include "ui/mainwindow.h"
-#include "ui_mainwindow.h"
+#include "ui/ui_mainwindow.h"
 #include "versions/applicationsettings.h"
 
 #include <QCoreApplication>

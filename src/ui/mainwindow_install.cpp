@@ -6,7 +6,7 @@
 #include "install/installation.h"
 #include "install/relaunch.h"
 #include "ui/mainwindow.h"
-#include "ui_mainwindow.h"
+#include "ui/ui_mainwindow.h"
 #include "versions/applicationsettings.h"
 
 #include <QCoreApplication>

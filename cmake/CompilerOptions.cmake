@@ -43,5 +43,5 @@ if(WIN32)
     # below stand in the toolchain file, since they hold for the libraries as well.
     target_link_libraries(freshen_options INTERFACE -l:libssp.a)
 else()
-    target_link_options(freshen_options INTERFACE -pie -Wl,-z,relro,-z,now)
+    target_link_options(freshen_options INTERFACE $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie> -Wl,-z,relro,-z,now)
 endif()

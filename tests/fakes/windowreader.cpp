@@ -1,11 +1,11 @@
-// Eyes on the widgets of a Qt program where no screen reader can look. A plug-in of the kind that Qt loads by name from
-// the environment (QT_QPA_GENERIC_PLUGINS=windowreader) out of the folder "generic" beside the program, so the program
-// itself stays as it is. Several times a second it writes what the program's windows show into the folder that
-// WINDOW_REPORTS names, as <program>-<process id>.json.
+// Tells a test what a Qt program shows. A plug-in of the kind that Qt loads by name from the environment
+// (QT_QPA_GENERIC_PLUGINS=windowreader) out of a folder "generic", so the program itself stays as it is. Several times
+// a second it writes what the program's windows show into the folder that WINDOW_REPORTS names, in a file of its own.
 // WINDOW_READER_LOADS: the name of a library that it loads at its start, by this bare name.
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QGenericPlugin>
@@ -15,20 +15,18 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
+#include <QLibrary>
 #include <QProgressBar>
 #include <QSaveFile>
-#include <QScreen>
 #include <QTextEdit>
 #include <QTimer>
 #include <QTreeWidget>
-
-#include <windows.h>
 
 namespace {
 
 constexpr int reportInterval = 100;
 
-QJsonObject treeContents(const QTreeWidget &tree)
+void addTree(QJsonObject &object, const QTreeWidget &tree)
 {
     const auto textsOf = [&tree](const QTreeWidgetItem *item) {
         QJsonArray texts;
@@ -41,40 +39,52 @@ QJsonObject treeContents(const QTreeWidget &tree)
     QJsonArray rows;
     for (int row = 0; row < tree.topLevelItemCount(); ++row)
         rows.append(textsOf(tree.topLevelItem(row)));
-    return {{"columns", textsOf(tree.headerItem())},
-            {"rows", rows},
-            {"current", tree.indexOfTopLevelItem(tree.currentItem())}};
+    object["columns"] = textsOf(tree.headerItem());
+    object["rows"] = rows;
+    object["current"] = tree.indexOfTopLevelItem(tree.currentItem());
 }
 
-/// What is special about a kind of widget. "cut" says that the widget is too small for its text.
-QJsonObject contents(const QWidget &widget)
+/// Adds what is special about a kind of widget. "is_cut" says that the widget is too small for its text.
+void addContents(QJsonObject &object, const QWidget &widget)
 {
     const bool isNarrow = widget.width() < widget.sizeHint().width();
     if (const auto *label = qobject_cast<const QLabel *>(&widget)) {
         const bool isLow = widget.height() < label->heightForWidth(widget.width());
-        return {{"text", label->text()}, {"cut", label->wordWrap() ? isLow : isNarrow}};
+        object["text"] = label->text();
+        object["is_cut"] = label->wordWrap() ? isLow : isNarrow;
+    } else if (const auto *button = qobject_cast<const QAbstractButton *>(&widget)) {
+        // Without the mark of its key.
+        object["text"] = button->text().remove('&');
+        object["is_cut"] = isNarrow;
+        object["is_checked"] = button->isChecked();
+    } else if (const auto *group = qobject_cast<const QGroupBox *>(&widget)) {
+        object["text"] = group->title();
+    } else if (const auto *bar = qobject_cast<const QProgressBar *>(&widget)) {
+        object["value"] = bar->value();
+        object["maximum"] = bar->maximum();
+    } else if (const auto *edit = qobject_cast<const QTextEdit *>(&widget)) {
+        object["text"] = edit->toPlainText();
+    } else if (const auto *tree = qobject_cast<const QTreeWidget *>(&widget)) {
+        addTree(object, *tree);
     }
-    if (const auto *button = qobject_cast<const QAbstractButton *>(&widget))
-        return {{"text", button->text()}, {"checked", button->isChecked()}, {"cut", isNarrow}};
-    if (const auto *group = qobject_cast<const QGroupBox *>(&widget))
-        return {{"text", group->title()}};
-    if (const auto *bar = qobject_cast<const QProgressBar *>(&widget))
-        return {{"value", bar->value()}, {"maximum", bar->maximum()}};
-    if (const auto *edit = qobject_cast<const QTextEdit *>(&widget))
-        return {{"text", edit->toPlainText()}};
-    if (const auto *tree = qobject_cast<const QTreeWidget *>(&widget))
-        return treeContents(*tree);
-    return {};
 }
 
 QJsonObject described(const QWidget &widget)
 {
-    QJsonObject object = contents(widget);
-    object["class"] = widget.metaObject()->className();
-    object["name"] = widget.objectName();
-    object["enabled"] = widget.isEnabled();
-    const QPoint corner = widget.mapToGlobal(QPoint(0, 0));
-    object["rectangle"] = QJsonArray{corner.x(), corner.y(), widget.width(), widget.height()};
+    // In pixels of the screen.
+    const qreal scale = widget.devicePixelRatioF();
+    const QRect place(widget.mapToGlobal(QPoint(0, 0)) * scale, widget.size() * scale);
+    QJsonObject object{{"type", widget.metaObject()->className()},
+                       {"name", widget.objectName()},
+                       {"text", ""},
+                       {"is_cut", false},
+                       {"is_enabled", widget.isEnabled()},
+                       {"takes_keys", (widget.focusPolicy() & Qt::TabFocus) != 0},
+                       {"has_focus", widget.hasFocus()},
+                       {"rectangle", QJsonArray{place.x(), place.y(), place.width(), place.height()}}};
+    addContents(object, widget);
+    // What a screen reader calls it.
+    object["label"] = widget.accessibleName().isEmpty() ? object["text"].toString() : widget.accessibleName();
     return object;
 }
 
@@ -92,17 +102,14 @@ QJsonObject describedWindow(const QWidget &window)
     return object;
 }
 
-void report()
+void report(const QString &path)
 {
     QJsonArray windows;
     for (const QWidget *window : QApplication::topLevelWidgets()) {
         if (window->isVisible() && window->windowType() != Qt::ToolTip)
             windows.append(describedWindow(*window));
     }
-    const QString name = QStringLiteral("%1-%2.json")
-                             .arg(QFileInfo(QCoreApplication::applicationFilePath()).completeBaseName())
-                             .arg(QCoreApplication::applicationPid());
-    QSaveFile file(QDir(qEnvironmentVariable("WINDOW_REPORTS")).filePath(name));
+    QSaveFile file(path);
     if (file.open(QIODevice::WriteOnly)) {
         file.write(QJsonDocument(windows).toJson());
         file.commit();
@@ -121,10 +128,14 @@ public:
     {
         Q_UNUSED(key)
         Q_UNUSED(parameters)
-        if (const wchar_t *library = _wgetenv(L"WINDOW_READER_LOADS"))
-            LoadLibraryW(library);
+        QLibrary(qEnvironmentVariable("WINDOW_READER_LOADS")).load();
+        // In a process list of its own, one number comes again and again.
+        const QString path = QStringLiteral("%1/%2-%3.json")
+                                 .arg(qEnvironmentVariable("WINDOW_REPORTS"),
+                                      QFileInfo(QCoreApplication::applicationFilePath()).completeBaseName())
+                                 .arg(QDateTime::currentMSecsSinceEpoch());
         auto *timer = new QTimer(this);
-        connect(timer, &QTimer::timeout, this, report);
+        connect(timer, &QTimer::timeout, this, [path] { report(path); });
         timer->start(reportInterval);
         return timer;
     }

@@ -1,4 +1,4 @@
-"""A desktop of its own, which nobody sees: display, window manager, buses, keyboard, mouse and camera."""
+"""A desktop of its own, which nobody sees: display, window manager, keyboard, mouse and camera."""
 
 from __future__ import annotations
 
@@ -6,14 +6,12 @@ import os
 import re
 import subprocess
 import time
-from contextlib import ExitStack, suppress
+from contextlib import suppress
 from pathlib import Path
 
-from .accessibility import Accessible, Bus, windows
-from .configuration import FOLDER, configured
+from .configuration import FOLDER
 from .waiting import TIMEOUT_FACTOR, NotYet, wait_for
 
-_ACCESSIBILITY_LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 _BACKGROUND = "#47607c"
 
 
@@ -22,73 +20,46 @@ class ToolFailure(NotYet):
 
 
 class Desktop:
-    """A virtual display with all that a program expects of a desktop. A context manager; one at a time in a process.
-
-    folder takes its sockets and logs; its path must be short (sockets)."""
+    """A virtual display with a window manager. A context manager; one at a time in a process. folder takes what its
+    programs write."""
 
     def __init__(self, folder: Path, size: tuple[int, int] = (1024, 768)) -> None:
-        # Private: programs refuse another one.
         self._folder = folder / "desktop"
-        self._folder.mkdir(mode=0o700)
+        self._folder.mkdir()
         self._size = "x".join(map(str, size))
-        self._stack = ExitStack()
+        self._processes: list[subprocess.Popen] = []
         # What a program needs in order to find it.
-        self.environment: dict[str, str] = {}
+        self.environment = {"FONTCONFIG_FILE": str(FOLDER / "fonts.conf")}
 
     def __enter__(self) -> Desktop:
-        try:
-            self._start()
-        except BaseException as error:
-            self._stack.close()
-            error.add_note("\n".join(f"{log.stem}: {log.read_text(errors='replace').strip()}"
-                                     for log in sorted(self._folder.glob("*.log"))))
-            raise
-        return self
-
-    def __exit__(self, *_: object) -> None:
-        self._stack.close()
-
-    def _start(self) -> None:
+        readable, writable = os.pipe()
         # A display that resets when its last client leaves cannot be reached while it does so.
-        display = self._run("Xvfb", "-displayfd", "{fd}", "-screen", "0", f"{self._size}x24", "-dpi", "96",
-                            "-nolisten", "tcp", "-noreset")
-        self.environment = {"DISPLAY": f":{display}", "XDG_RUNTIME_DIR": str(self._folder),
-                            "FONTCONFIG_FILE": str(FOLDER / "fonts.conf")}
+        self._run("Xvfb", "-displayfd", str(writable), "-screen", "0", f"{self._size}x24", "-dpi", "96",
+                  "-nolisten", "tcp", "-noreset", pass_fds=[writable])
+        os.close(writable)
+        with open(readable, encoding="ascii") as answer:
+            number = answer.readline().strip()
+        assert number, f"no display: {(self._folder / 'Xvfb.log').read_text(errors='replace')}"
+        self.environment["DISPLAY"] = f":{number}"
         self._run("openbox", "--sm-disable")
         wait_for(lambda: self._tool("xdotool", "get_num_desktops"), "the window manager")
         # At the first key of a display the window manager takes its shortcuts anew; one pressed meanwhile is lost.
         self.keys("Shift_L")
         self._tool("xsetroot", "-solid", _BACKGROUND)
-        configuration = self._folder / "bus.conf"
-        configuration.write_text(configured("bus.conf", folder=self._folder))
-        # Programs and accessibility each get their own bus: a program that finds the accessibility service on its bus
-        # asks it for the address in the background and may give up before the answer comes. Without it the program
-        # reads the address off the display, at once.
-        services, programs = (self._run("dbus-daemon", f"--config-file={configuration}", "--nofork",
-                                        "--print-address={fd}") for _ in range(2))
-        self._run(_ACCESSIBILITY_LAUNCHER, "--launch-immediately", DBUS_SESSION_BUS_ADDRESS=services)
-        with Bus(services) as bus:
-            address = wait_for(lambda: bus.call("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress"),
-                               "the accessibility bus")
-        self._accessibility = self._stack.enter_context(Bus(address))
-        self.environment |= {"DBUS_SESSION_BUS_ADDRESS": programs, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
+        return self
 
-    def _run(self, program: str, *arguments: str, **variables: str) -> str:
-        """Starts a program that ends with the desktop. Returns the line that it writes to {fd}, if it is to."""
-        readable, writable = os.pipe()
-        with open(readable, encoding="ascii") as answer, open(writable, "wb") as end, \
-                open(self._folder / f"{Path(program).name}.log", "ab") as log:
-            command = [program, *(argument.format(fd=writable) for argument in arguments)]
+    def __exit__(self, *_: object) -> None:
+        for process in reversed(self._processes):
+            process.terminate()
+            process.wait(5)
+
+    def _run(self, program: str, *arguments: str, pass_fds: list[int] = []) -> None:
+        """Starts a program that ends with the desktop."""
+        with open(self._folder / f"{program}.log", "ab") as log:
             # The caller decides when the desktop ends, not the terminal.
-            process = subprocess.Popen(command, env={**self._environment(), **variables}, pass_fds=(writable,),
-                                       stdin=subprocess.DEVNULL, stdout=log, stderr=log, start_new_session=True)
-            self._stack.callback(_end, process)
-            end.close()
-            if "{fd}" not in " ".join(arguments):
-                return ""
-            line = answer.readline().strip()
-            assert line, f"{program} says nothing"
-            return line
+            self._processes.append(subprocess.Popen(
+                [program, *arguments], env=self._environment(), pass_fds=pass_fds, stdin=subprocess.DEVNULL,
+                stdout=log, stderr=log, start_new_session=True))
 
     def _environment(self) -> dict[str, str]:
         return {"PATH": os.defpath, "HOME": str(self._folder), "LC_ALL": "C.UTF-8", **self.environment}
@@ -109,16 +80,15 @@ class Desktop:
         """Presses keys, by the names of X (Tab, Down, space, ctrl+a), one after the other, where the focus is."""
         self._tool("xdotool", "key", "--clearmodifiers", "--delay", "40", *names)
 
-    def click(self, x: int, y: int, width: int, height: int, times: int = 1) -> None:
+    def click(self, x: int, y: int, width: int, height: int) -> None:
         """Clicks on the middle of this part of the screen."""
-        middle = str(x + width // 2), str(y + height // 2)
-        self._tool("xdotool", "mousemove", *middle, "click", "--repeat", str(times), "--delay", "50", "1")
+        self._tool("xdotool", "mousemove", str(x + width // 2), str(y + height // 2), "click", "1")
 
     # --- windows
 
-    def windows(self) -> list[Accessible]:
-        """What the programs on it show to a screen reader."""
-        return windows(self._accessibility)
+    def windows(self, title: str) -> list[str]:
+        """The numbers of the windows with this title."""
+        return self._search(f"^{re.escape(title)}$")
 
     def titles(self) -> list[str]:
         """The titles of the windows on the screen."""
@@ -132,10 +102,10 @@ class Desktop:
     def focus(self, title: str) -> bool:
         """Waits for the window with this title and gives it the keyboard."""
         def has_keyboard() -> bool:
-            window = self._window(title)
-            if focused() != window:
-                self._tool("xdotool", "windowactivate", "--sync", window)
-            return focused() == window
+            windows = self.windows(title)
+            if windows and focused() != windows[0]:
+                self._tool("xdotool", "windowactivate", "--sync", windows[0])
+            return focused() in windows
 
         def focused() -> str:
             return self._tool("xdotool", "getwindowfocus").decode().strip()
@@ -146,19 +116,6 @@ class Desktop:
         """Closes the window with this title in the way its title bar does: its program is asked."""
         self.focus(title)
         self.keys("alt+F4")
-
-    def resize(self, title: str, width: int, height: int) -> None:
-        """Asks the window manager for another size of the window with this title."""
-        self._tool("xdotool", "windowsize", self._window(title), str(width), str(height))
-
-    def property_of(self, title: str, name: str) -> str:
-        """A property of the window with this title, as the display's tool prints it."""
-        return self._tool("xprop", "-id", self._window(title), name).decode().strip()
-
-    def _window(self, title: str) -> str:
-        for window in self._search(f"^{re.escape(title)}$"):
-            return window
-        raise NotYet(f"no window {title!r}")
 
     def _search(self, pattern: str) -> list[str]:
         # That there is none is a failure for this tool.
@@ -180,12 +137,3 @@ class Desktop:
     def _take(self) -> bytes:
         # Without the time of day in the file, equal screens give equal bytes.
         return self._tool("import", "-window", "root", "-define", "png:exclude-chunks=date,time", "png:-")
-
-
-def _end(process: subprocess.Popen) -> None:
-    process.terminate()
-    try:
-        process.wait(3)
-    except subprocess.TimeoutExpired:
-        process.kill()
-        process.wait()

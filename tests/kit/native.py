@@ -1,4 +1,4 @@
-"""The updater built for this system: in a home of its own, its window read as a screen reader reads it."""
+"""The updater built for this system, in a home of its own."""
 
 from __future__ import annotations
 
@@ -11,17 +11,14 @@ from collections.abc import Mapping, Sequence
 from pathlib import Path
 
 from . import folders, processes, sandbox
-from .accessibility import Accessible
 from .desktop import Desktop
 from .offer import SCRIPT
-from .texts import TITLE, plain
 from .updater import INSTALLED_SETTINGS, Setting, Updater
-from .waiting import wait_for
-from .window import Bar, Box, Button, Row, Window
+from .window import PLUGIN, PLUGINS, Window
 
 _ORGANISATION = "Q.U.I.N.T.A."
-# The visible ones of the list's columns.
-_COLUMNS, _VISIBLE = 6, (1, 2, 4)
+# Where Qt has its own plug-ins of this kind.
+_SYSTEM_PLUGINS, = Path("/usr/lib").glob(f"*/qt5/plugins/{PLUGINS}")
 # The leaks that are not the updater's.
 _KNOWN_LEAKS = Path(__file__).resolve().parents[1] / "leaks.supp"
 
@@ -45,12 +42,13 @@ class NativeUpdater(Updater):
         self._program, self._tools = program, tools
         self._output = folder / "output.txt"
         self._sees_own_disk = False
-        if desktop is not None:
-            self.window = NativeWindow(desktop)
+        self._reports = folder / "reports"
         for path in (self.system, home / ".cache", home / "run", self.data.parent):
             path.mkdir(parents=True)
         (home / "run").chmod(0o700)
         shutil.copy2(tools / "explorer.exe", self.system)
+        if desktop is not None:
+            self.window = Window(desktop, self._reports)
 
     def inside(self, path: Path) -> Path:
         if not (self._sees_own_disk and self.is_running()):
@@ -84,10 +82,7 @@ class NativeUpdater(Updater):
 
     def environment(self) -> dict[str, str]:
         """The environment of the updater. Nothing of this process's own environment is in it."""
-        display = self.desktop.environment if self.desktop else {
-            "QT_QPA_PLATFORM": "offscreen", "XDG_RUNTIME_DIR": str(self.home / "run"),
-            # No bus: a program would start one of its own.
-            "DBUS_SESSION_BUS_ADDRESS": f"unix:path={self.home}/run/no-bus"}
+        display = self.desktop.environment if self.desktop else {"QT_QPA_PLATFORM": "offscreen"}
         # A program built with sanitizers, and all that it starts, writes what they find. Others do not know these.
         # The run's own folder may have signs in its name that these options cannot.
         reports = f"log_path='{self.folder.parent}/sanitizer'"
@@ -96,6 +91,9 @@ class NativeUpdater(Updater):
             "XDG_CONFIG_HOME": str(self.home / ".config"),
             "XDG_DATA_HOME": str(self.home / ".local" / "share"),
             "XDG_CACHE_HOME": str(self.home / ".cache"),
+            "XDG_RUNTIME_DIR": str(self.home / "run"),
+            # No bus: a program would start one of its own.
+            "DBUS_SESSION_BUS_ADDRESS": f"unix:path={self.home}/run/no-bus",
             "PATH": f"{self._tools}{os.pathsep}{os.defpath}",
             # Qt takes the language of its texts from LANGUAGE even where the machine has no such locale; the character
             # set of file names comes from LANG, and this locale is always there.
@@ -111,15 +109,18 @@ class NativeUpdater(Updater):
     # --- while it runs, and afterwards
 
     def launch(self, program: Path, *arguments: str, variables: Mapping[str, str], through: Sequence[str],
-               **restrictions: object) -> subprocess.Popen:
+               replaced: Mapping[Path, Path] = {}, **restrictions: object) -> subprocess.Popen:
         self._sees_own_disk = "small_disk" in restrictions
         # Without arguments it is the relocated copy that works.
         self.parent = program.parent.parent if arguments else self.data
+        environment = {**self.environment(), **variables}
+        if self.desktop is not None:
+            replaced = {**replaced, _SYSTEM_PLUGINS: self._tools / PLUGINS}
+            environment |= {"QT_QPA_GENERIC_PLUGINS": PLUGIN, "WINDOW_REPORTS": str(self._reports)}
+        command = sandbox.sandboxed(replaced=replaced, **restrictions)
         with open(self._output, "ab") as output:
-            return subprocess.Popen(
-                [*sandbox.sandboxed(**restrictions), *through, str(program), *arguments], cwd=program.parent,
-                env={**self.environment(), **variables}, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
-                start_new_session=True)
+            return subprocess.Popen([*command, *through, str(program), *arguments], cwd=program.parent, env=environment,
+                                    stdin=subprocess.DEVNULL, stdout=output, stderr=output, start_new_session=True)
 
     def processes(self) -> list[int]:
         return processes.by_environment("HOME", str(self.home))
@@ -130,7 +131,7 @@ class NativeUpdater(Updater):
         return [tuple(line.split("\t")[2:]) for line in lines]
 
     def beside(self) -> dict[str, bytes | None]:
-        own = (self.data, self.settings.parent.parent, self.home / ".cache", self._output)
+        own = (self.data, self.settings.parent.parent, self.home / ".cache", self._output, self._reports)
         return {path: content for path, content in folders.contents(self.folder).items()
                 if not any((self.folder / path).is_relative_to(place) for place in own)}
 
@@ -153,87 +154,4 @@ def _stored(value: Setting) -> str:
 
 
 def _quoted(text: str) -> str:
-    """A text as it has to be written so that the program reads this text back."""
-    if re.fullmatch(r"\w([\w./: -]*\w)?", text, re.ASCII):
-        return text
-    units = struct.iter_unpack(">H", ("@" + text if text.startswith("@") else text).encode("utf-16-be"))
-    return '"' + "".join(f"\\x{unit:x}" for unit, in units) + '"'
-
-
-# --- the window
-
-class NativeWindow(Window):
-    """The windows of the updater on a desktop of its own."""
-
-    def shown(self, title: str) -> Accessible:
-        return wait_for(lambda: next((window for window in self.desktop.windows() if window.name == title), None),
-                        f"the window {title!r}")
-
-    @property
-    def widget(self) -> Accessible:
-        """The window itself."""
-        return self.shown(TITLE)
-
-    def is_open(self) -> bool:
-        return any(window.name == TITLE for window in self.desktop.windows())
-
-    def boxes(self) -> list[Box]:
-        return [Box(self, window.name, plain("\n".join(label.name for label in window.find_all("label"))),
-                    {button.name for button in window.find_all("push button")})
-                for window in self.desktop.windows() if window.name != TITLE]
-
-    def extents(self) -> tuple[int, int]:
-        return self.widget.extents[2:]
-
-    def labels(self) -> list[str]:
-        window = self.widget
-        window.need("progress bar")
-        return [label.name for label in window.find_all("label")]
-
-    def bar(self) -> Bar:
-        return Bar(*self.widget.need("progress bar").value)
-
-    def button(self) -> Button:
-        button = self.widget.need("push button")
-        return Button(button.name, "enabled" in button.states)
-
-    def rows(self) -> list[Row]:
-        texts = [cell.name for cell in self._cells()]
-        return [Row(*(texts[start + column] for column in _VISIBLE)) for start in range(0, len(texts), _COLUMNS)]
-
-    def current(self) -> str | None:
-        return next((cell.name for number, cell in enumerate(self._cells())
-                     if number % _COLUMNS == 1 and "focused" in cell.states), None)
-
-    def info(self) -> str:
-        return self.widget.need("text").text
-
-    def shows_betas(self) -> bool:
-        return "checked" in self.widget.need("check box").states
-
-    def keys(self, *names: str) -> None:
-        self.settle()
-        self.desktop.keys(*names)
-
-    def press(self, text: str, title: str = TITLE) -> None:
-        self.shown(title).press(text)
-
-    def settle(self) -> None:
-        """Waits until one of the updater's windows takes keys and stands still where it is."""
-        places: list[object] = []
-
-        def stands() -> bool:
-            window = next((window for window in self.desktop.windows() if "active" in window.states), None)
-            places.append(window and window.extents)
-            return window is not None and places[-2:] == [places[-1]] * 2
-
-        wait_for(stands, "a window that takes keys")
-
-    def controls(self) -> list[Accessible]:
-        """What can be used with the keyboard on the page that is shown, from top to bottom."""
-        # The list claims to be shown on the other page too, but has no size there.
-        return [widget for widget in self.widget.walk()
-                if widget.role in ("tree", "check box", "text", "push button") and widget.extents.width > 0]
-
-    def _cells(self) -> list[Accessible]:
-        return [widget for widget in self.widget.need("tree").children() if widget.role == "tree item"]
+    return '"' + "".join(f"\\x{unit:x}" for unit, in struct.iter_unpack(">H", text.encode("utf-16-be"))) + '"'

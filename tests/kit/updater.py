@@ -15,7 +15,7 @@ from .offer import CHOSEN
 from .server import UpdateServer
 from .texts import Texts
 from .waiting import TIMEOUT_FACTOR, becomes, wait_for
-from .window import Window
+from .window import PLUGINS, Window
 
 Setting = str | int | bool | Sequence[str] | None
 
@@ -25,8 +25,6 @@ INSTALLED_SETTINGS: dict[str, Setting] = {"version_main": "26", "version_minor":
 
 # What the updater keeps in its folder between runs.
 OWN_FILES = ("debug_update.log", "freshen", "settings.ini")
-# Holds the plug-in that reads windows, where there has to be one beside the program.
-PLUGINS = "generic"
 
 _LOG_LINE = re.compile(r"^\d{6} \d\d:\d\d:\d\d:\d{3} \[(?P<level>[DWCF?])\]\[[^\]]*:\d+\]  ", re.MULTILINE)
 

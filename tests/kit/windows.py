@@ -1,9 +1,7 @@
-"""The packaged Windows program in a Windows of Wine's: its window read from the reports of a plug-in, its keys pressed
-on the display that Wine shows it on."""
+"""The packaged Windows program in a Windows of Wine's."""
 
 from __future__ import annotations
 
-import json
 import re
 import shutil
 import subprocess
@@ -13,18 +11,13 @@ from collections.abc import Mapping, Sequence
 from dataclasses import replace
 from pathlib import Path, PureWindowsPath
 from threading import Thread
-from typing import Any
 
 from . import folders, processes, sandbox
 from .desktop import Desktop
 from .folders import File, Folder, Node, Tree
-from .texts import TITLE, plain
-from .updater import INSTALLED_SETTINGS, PLUGINS, Setting, Updater
-from .waiting import NotYet, wait_for
-from .window import Bar, Box, Button, Row, Window
+from .updater import INSTALLED_SETTINGS, Setting, Updater
+from .window import PLUGIN, PLUGINS, Window
 from .wine import RegistryValue, Wine, hide_dotted
-
-Widget = Mapping[str, Any]
 
 # xcopy.exe reaches no file whose path, as it is named to it, is longer; Wine's crashes on one.
 LONGEST_PATH = 254
@@ -61,13 +54,12 @@ class WindowsUpdater(Updater):
         self.wine, self.build, self.desktop = wine, build, desktop
         self.program = File((build.fakes / "brief.exe").read_bytes())
         self.starts_log = wine.drive / "starts.log"
-        self.reports = wine.folder / "reports"
-        self.window = WindowsWindow(desktop, self.reports)
+        self._reports = wine.folder / "reports"
+        self.window = Window(desktop, self._reports)
         self._profile, self._dots_per_inch = wine.profile, 96
         # What Wine has of this tool is not enough.
         wine.replace_tool("xcopy.exe", build.fakes / "xcopy.exe")
         self.move(wine.user)
-        self.reports.mkdir()
 
     def move(self, user: str, installation: str = _INSTALLATION) -> None:
         """Lets a user of this name work with an installation in a folder of this name."""
@@ -163,7 +155,7 @@ class WindowsUpdater(Updater):
     def place_plugin(self, folder: Path) -> None:
         """Puts the plug-in that reports on windows where programs in this folder look for one of its kind."""
         (folder / PLUGINS).mkdir(parents=True, exist_ok=True)
-        shutil.copy2(self.build.fakes / "windowreader.dll", folder / PLUGINS)
+        shutil.copy2(self.build.fakes / PLUGINS / f"{PLUGIN}.dll", folder / PLUGINS)
 
     # --- while it runs, and afterwards
 
@@ -174,9 +166,9 @@ class WindowsUpdater(Updater):
         command = [*(sandbox.sandboxed(processes=False, **restrictions) if restrictions else ()), *through]
         process = self.wine.start(program, *arguments, through=command, variables={
             "TAVLOPRO_START_LOG": str(self.wine.path(self.starts_log)),
-            "WINDOW_REPORTS": str(self.wine.path(self.reports)),
+            "WINDOW_REPORTS": str(self.wine.path(self._reports)),
             # Wine passes variables of Qt on only if they are written so.
-            "WINEQT_QPA_GENERIC_PLUGINS": "windowreader", **variables})
+            "WINEQT_QPA_GENERIC_PLUGINS": PLUGIN, **variables})
         if program.parent == self.installation:
             Thread(target=self._follow, args=(process, started), daemon=True).start()
         return process
@@ -209,123 +201,3 @@ class WindowsUpdater(Updater):
                 found |= {f"{top.name}/{path}": content for path, content in folders.contents(top).items()
                           if not (top / path).is_relative_to(self.data)}
         return found
-
-    def kill(self) -> None:
-        super().kill()
-        for report in self.reports.iterdir():
-            report.unlink(missing_ok=True)
-
-
-# --- the window
-
-class WindowsWindow(Window):
-    """The windows of the updater, and of the application that it starts, as the plug-in reports on them to a folder."""
-
-    def __init__(self, desktop: Desktop, reports: Path) -> None:
-        super().__init__(desktop)
-        self._reports = reports
-
-    def is_open(self) -> bool:
-        return TITLE in self.desktop.titles()
-
-    def boxes(self) -> list[Box]:
-        if not self._titles_of_boxes():
-            return []
-        # A window is still there for a moment when its program has ended.
-        return [_box(self, window["title"], window["widgets"]) for window in self._windows(3)
-                if window["title"] not in ("", TITLE)]
-
-    def report(self, title: str = TITLE) -> dict[str, Any]:
-        """All that is told of the window of this title."""
-        for window in self._windows():
-            if window["title"] == title:
-                return window
-        raise NotYet(f"no window {title!r}")
-
-    def widget(self, name: str) -> Widget:
-        """What is told of the visible widget of this name."""
-        for widget in self.report()["widgets"]:
-            if widget["name"] == name:
-                return widget
-        raise NotYet(f"no widget {name!r}")
-
-    def extents(self) -> tuple[int, int]:
-        return tuple(self.report()["rectangle"][2:])
-
-    def labels(self) -> list[str]:
-        widgets = {widget["name"]: widget for widget in self.report()["widgets"]}
-        if "progressBar" not in widgets:
-            raise NotYet("no progress bar")
-        return [widgets[name]["text"] for name in ("label", "sizeLabel") if name in widgets]
-
-    def bar(self) -> Bar:
-        bar = self.widget("progressBar")
-        return Bar(bar["value"], bar["maximum"])
-
-    def button(self) -> Button:
-        button = next(widget for widget in self.report()["widgets"] if widget["class"] == "QPushButton")
-        return Button(_label(button), button["enabled"])
-
-    def rows(self) -> list[Row]:
-        return [Row(*row) for row in self.widget("versionsTreeWidget")["rows"]]
-
-    def current(self) -> str | None:
-        tree = self.widget("versionsTreeWidget")
-        return tree["rows"][tree["current"]][0] if tree["current"] >= 0 else None
-
-    def info(self) -> str:
-        return self.widget("versionInfo")["text"]
-
-    def shows_betas(self) -> bool:
-        return self.widget("showBetaCheckBox")["checked"]
-
-    def keys(self, *names: str) -> None:
-        self.desktop.focus((*self._titles_of_boxes(), TITLE)[0])
-        self.desktop.keys(*names)
-
-    def press(self, text: str, title: str = TITLE) -> None:
-        """Clicks on the button, where it has come to rest."""
-        places: list[Any] = []
-
-        def stands() -> bool:
-            report = self.report(title)
-            button = next((widget for widget in report["widgets"] if _label(widget) == text), None)
-            # Told without the density.
-            places.append(button and [round(length * report["scale"]) for length in button["rectangle"]])
-            return button is not None and places[-2:] == [places[-1]] * 2
-
-        wait_for(stands, f"the button {text!r} of {title!r}")
-        self.desktop.click(*places[-1])
-
-    def _titles_of_boxes(self) -> list[str]:
-        return [title for title in self.desktop.titles() if title not in ("", TITLE)]
-
-    def _windows(self, seconds: float = 10.0) -> list[dict[str, Any]]:
-        """The windows of the programs, those of the last one that was started first, as they are after this call.
-        Raises NotYet where no program tells of any: it is busy, or has ended."""
-        call = time.time_ns()
-        try:
-            wait_for(lambda: any(_time(report) > call for report in self._reports.glob("*.json")), "a new report",
-                     seconds, interval=0.01)
-        except TimeoutError as error:
-            raise NotYet("a program that is busy, or has ended") from error
-        reports = sorted(self._reports.glob("*.json"), key=_time, reverse=True)
-        return [window for report in reports for window in json.loads(report.read_bytes())]
-
-
-def _time(report: Path) -> int:
-    try:
-        return report.stat().st_mtime_ns
-    except FileNotFoundError:
-        # Just being replaced.
-        return 0
-
-
-def _box(window: WindowsWindow, title: str, widgets: Sequence[Widget]) -> Box:
-    text = next((widget["text"] for widget in widgets if widget["name"] == "qt_msgbox_label"), "")
-    return Box(window, title, plain(text), {_label(widget) for widget in widgets if widget["class"] == "QPushButton"})
-
-
-def _label(widget: Widget) -> str:
-    """The text of a button without the mark of its key."""
-    return widget.get("text", "").replace("&", "")

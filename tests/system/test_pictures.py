@@ -37,15 +37,15 @@ def show(updater: WindowsUpdater, request: pytest.FixtureRequest) -> Callable[..
     updater.appear(*look)
 
     def take(name: str, title: str = TITLE) -> None:
-        widgets = wait_for(lambda: updater.window.report(title)["widgets"], f"the widgets of {title!r}")
+        widgets = wait_for(lambda: updater.window.report(title).widgets, f"the widgets of {title!r}")
         picture = BUILD / "system" / "pictures" / f"{name}-{look.language}-{look.dots_per_inch}.png"
         picture.parent.mkdir(parents=True, exist_ok=True)
         updater.desktop.screenshot(picture)
         # The windows, with a narrow rim of the empty screen.
         subprocess.run(["mogrify", "-fuzz", "2%", "-trim", "+repage", "-border", "12", picture], check=True)
         # The label of the progress page is one line high; its tool tip has all of it.
-        assert [widget["text"] for widget in widgets if widget.get("cut") and widget["name"] != "label"] == []
-        assert updater.window.report(title)["scale"] == look.dots_per_inch / 96
+        assert [widget.text for widget in widgets if widget.is_cut and widget.name != "label"] == []
+        assert updater.window.report(title).scale == look.dots_per_inch / 96
 
     return take
 
@@ -66,13 +66,12 @@ def test_pages(updater: WindowsUpdater, server: UpdateServer, show: Callable[...
     assert window.box().says() == ("Information", texts("Please choose a version"), {"OK"})
     show("no-selection", "Information")
     window.box().press("OK")
-    tree = window.widget("versionsTreeWidget")
-    assert tree["columns"] == ["Version", "Typ", "Datum"]
+    assert window.widget("versionsTreeWidget").columns == ["Version", "Typ", "Datum"]
     assert window.rows() == [Row(CHOSEN.number, "Update 1", CHOSEN.date),
                              Row(INSTALLED.number, INSTALLED.kind, INSTALLED.date)]
     for widget, source in (("versionsGroupBox", "Versions"), ("showBetaCheckBox", "Show Beta Versions"),
                            ("button", "Download")):
-        assert window.widget(widget)["text"].replace("&", "") == texts(source)
+        assert window.widget(widget).text == texts(source)
     window.keys("shift+Tab", "shift+Tab", "space")
     becomes([BETA.number, CHOSEN.number, INSTALLED.number], window.versions, "versions with the beta")
     window.keys("shift+Tab", "Home", "Down")

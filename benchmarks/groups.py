@@ -13,14 +13,14 @@ from pathlib import Path
 
 from kit.desktop import Desktop
 from kit.native import NativeUpdater
-from kit.offer import VERSIONS_PATH, Version
+from kit.offer import VERSIONS_PATH, Version, description
+from kit.servers import Nginx
 from kit.waiting import wait_for
 from kit.wine import Wine
 
 import inputs
 from inputs import MIB
 from measuring import Command, Function, Sample, Side, Started, Step, WindowsStep
-from webserver import serving
 
 _ROOT = Path(__file__).resolve().parents[1]
 _PROGRAMS = _ROOT / "build" / "bench" / "bin"
@@ -139,15 +139,11 @@ def _settings(stage: Stage, port: int) -> None:
 
 
 def download(stage: Stage) -> Group:
-    root, body = stage.folder / "root", stage.sized(500 * MIB, MIB)
-    package = root / _VERSION.package_path.lstrip("/")
-    package.parent.mkdir(parents=True)
-    inputs.make_file(package, body)
-    versions = root / VERSIONS_PATH.lstrip("/")
-    versions.parent.mkdir(parents=True)
-    versions.write_text(_VERSION.line + "\n")
-    port = stage.resources.enter_context(serving(stage.folder / "server", root))
-    _settings(stage, port)
+    body = stage.sized(500 * MIB, MIB)
+    server = stage.resources.enter_context(Nginx(stage.folder / "server"))
+    server.offer(VERSIONS_PATH, description(_VERSION))
+    inputs.make_file(server.file(_VERSION.package_path), body)
+    _settings(stage, server.port)
     program = stage.program("Freshen.exe")
     stored = stage.folder / "run" / _VERSION.package_name
     log = stage.updater.log_file
@@ -161,7 +157,7 @@ def download(stage: Stage) -> Group:
         if stored.stat().st_size != body + 4:
             raise RuntimeError("the package is not stored as a whole")
 
-    address = f"http://127.0.0.1:{port}{_VERSION.package_path}"
+    address = f"http://127.0.0.1:{server.port}{_VERSION.package_path}"
     sides: dict[str, Side] = {
         # The package is none, so the updater stops when it has stored it.
         "updater": Started(stage.environment, [program, "auto"], is_stored, prepare=forget),

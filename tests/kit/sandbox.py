@@ -28,17 +28,16 @@ def sandboxed(
         held: Iterable[Path] = (),
         # The folder is on a disk of its own, with room for so many bytes beside what is in it. See inside().
         small_disk: tuple[Path, int] | None = None,
-        # The program believes that it is root's.
-        as_root: bool = False) -> list[str]:
+        # The program believes that it is this user's: 0 is root.
+        user: int | None = None) -> list[str]:
     """The start of a command line: what follows runs in a sandbox. The exit code comes as soon as the program has ended
     (128 and more: a signal). What it has started and left behind lives on, until it ends or is killed."""
     options = ["--bind", "/", "/", "--dev-bind", "/dev", "/dev"]
     if processes:
         options += ["--unshare-pid", "--proc", "/proc"]
-    if as_root:
-        options += ["--unshare-user", "--uid", "0", "--gid", "0", "--cap-add", "ALL"]
-    else:
-        options += ["--cap-drop", "ALL"]
+    if user is not None:
+        options += ["--unshare-user", "--uid", str(user), "--gid", str(user)]
+    options += ["--cap-add" if user == 0 else "--cap-drop", "ALL"]
     if not network:
         options += ["--unshare-net"]
     fill: list[str] = []

@@ -4,12 +4,13 @@ byte, without a length. Asked as a proxy, it notes the whole addresses and answe
 from __future__ import annotations
 
 import itertools
-import socket
 import threading
 import time
 from collections.abc import Mapping
 from contextlib import suppress
-from http import HTTPStatus
+from email.message import Message
+from http.server import BaseHTTPRequestHandler
+from socketserver import ThreadingTCPServer
 from typing import NamedTuple
 
 from .offer import VERSIONS_PATH, Version, description
@@ -22,17 +23,12 @@ _REPORT_INTERVAL = 0.3
 
 
 class Request(NamedTuple):
-    """A request: its first line, and its headers in their order."""
-
     line: str
-    headers: list[tuple[str, str]]
+    headers: Message
 
     @property
     def target(self) -> str:
         return self.line.split(" ")[1]
-
-    def header(self, name: str) -> str | None:
-        return next((value for key, value in self.headers if key.lower() == name.lower()), None)
 
 
 class Answer(NamedTuple):
@@ -52,35 +48,29 @@ class Answer(NamedTuple):
     rate: float | None = None
 
 
-class UpdateServer:
+class UpdateServer(ThreadingTCPServer):
     """A context manager; the port is chosen by the system. A list of answers serves successive requests, the last one
     all further ones; a target without an answer gets 404."""
 
+    daemon_threads = True
+
     def __init__(self, answers: Mapping[str, bytes | Answer | list[bytes | Answer]] = {}) -> None:
+        super().__init__(("127.0.0.1", 0), _Connection)
+        self.port: int = self.server_address[1]
         self.answers = dict(answers)
         self.requests: list[Request] = []
         # The targets of the requests whose connection the client has ended.
         self.left_by_client: list[str] = []
-        self._released = threading.Event()
-        self._lock = threading.Lock()
-        self._connections: set[socket.socket] = set()
-        self._listener = socket.create_server(("127.0.0.1", 0))
-        self.port: int = self._listener.getsockname()[1]
-        self._thread = threading.Thread(target=self._accept, daemon=True)
+        self.released = threading.Event()
 
     def __enter__(self) -> UpdateServer:
-        self._thread.start()
+        threading.Thread(target=self.serve_forever, args=(0.02,), daemon=True).start()
         return self
 
     def __exit__(self, *_: object) -> None:
-        self._released.set()
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()
-        with self._lock:
-            for connection in self._connections:
-                with suppress(OSError):
-                    connection.shutdown(socket.SHUT_RDWR)
-        self._thread.join(5)
+        self.release()
+        self.shutdown()
+        self.server_close()
 
     def offer(self, *versions: Version | str, package: bytes | None = None) -> None:
         """Offers the list of these versions and, if given, this package as that of each."""
@@ -90,7 +80,7 @@ class UpdateServer:
 
     def release(self) -> None:
         """Lets every answer that is held back go on."""
-        self._released.set()
+        self.released.set()
 
     @property
     def targets(self) -> list[str]:
@@ -105,78 +95,66 @@ class UpdateServer:
         """The requests, for the report of a failure."""
         return "\n".join(f"{request.line}  {dict(request.headers)}" for request in self.requests) or "(no request)"
 
-    def _accept(self) -> None:
-        with suppress(OSError):
-            while True:
-                connection, _ = self._listener.accept()
-                with self._lock:
-                    self._connections.add(connection)
-                threading.Thread(target=self._serve, args=(connection,), daemon=True).start()
-
-    def _serve(self, connection: socket.socket) -> None:
-        target = ""
-        try:
-            with connection, connection.makefile("rb") as reader:
-                lines = list(iter(lambda: reader.readline().decode("latin-1").rstrip("\r\n"), ""))
-                if not lines:
-                    return
-                fields = (header.partition(":") for header in lines[1:])
-                request = Request(lines[0], [(name, value.strip()) for name, _, value in fields])
-                target = request.target
-                with self._lock:
-                    self.requests.append(request)
-                    answer = self._answer_for(target)
-                self._send(connection, answer)
-        except OSError:
-            self.left_by_client.append(target)
-        finally:
-            with self._lock:
-                self._connections.discard(connection)
-
-    def _answer_for(self, target: str) -> Answer:
-        answer = self.answers.get(target, Answer(b"not here\n", 404))
+    def answer(self, request: Request) -> Answer:
+        self.requests.append(request)
+        answer = self.answers.get(request.target, Answer(b"not here\n", 404))
         if isinstance(answer, list):
             answer = answer.pop(0) if len(answer) > 1 else answer[0]
         return Answer(answer) if isinstance(answer, bytes) else answer
 
-    def _send(self, connection: socket.socket, answer: Answer) -> None:
+
+class _Connection(BaseHTTPRequestHandler):
+    """A connection for one request."""
+
+    server: UpdateServer
+    protocol_version = "HTTP/1.1"
+
+    def do_GET(self) -> None:
+        request = Request(self.requestline, self.headers)
+        try:
+            self._send(self.server.answer(request))
+        except OSError:
+            self.server.left_by_client.append(request.target)
+
+    do_CONNECT = do_GET
+
+    def log_message(self, *_: object) -> None:
+        """The requests are kept."""
+
+    def _send(self, answer: Answer) -> None:
         if answer.silent:
-            self._hold(connection)
-        length = {"Content-Length": len(answer.body)} if answer.announce else {}
-        headers = {"Connection": "close", **answer.headers, **length}
-        head = [f"HTTP/1.1 {answer.status} {HTTPStatus(answer.status).phrase}",
-                *(f"{name}: {value}" for name, value in headers.items())]
-        connection.sendall("\r\n".join([*head, "", ""]).encode("latin-1"))
-        sent = 0
-        for stop in sorted({len(answer.body), *(stop for stop in (answer.hold, answer.cut) if stop is not None)}):
-            before = stop if stop == len(answer.body) else max(sent, stop - _PIECE)
-            _transmit(connection, answer, sent, before)
-            if before < stop:
+            self._hold()
+        self.send_response_only(answer.status)
+        length = {"Content-Length": str(len(answer.body))} if answer.announce else {}
+        for name, value in {"Connection": "close", **answer.headers, **length}.items():
+            self.send_header(name, value)
+        self.end_headers()
+        stops = {len(answer.body), answer.hold, answer.cut} - {None}
+        for start, stop in itertools.pairwise([0, *sorted(stops)]):
+            last = stop if stop == len(answer.body) else max(start, stop - _PIECE)
+            self._transmit(answer.body[start:last], answer.rate)
+            if last < stop:
                 time.sleep(_REPORT_INTERVAL)
-                _transmit(connection, answer, before, stop)
-            sent = stop
+                self._transmit(answer.body[last:stop], answer.rate)
             if stop == answer.cut:
                 return
             if stop == answer.hold:
-                self._hold(connection)
+                self._hold()
 
-    def _hold(self, connection: socket.socket) -> None:
+    def _transmit(self, part: bytes, rate: float | None) -> None:
+        """Sends this part of the body: at once, or in pieces, twenty a second."""
+        size = max(1, min(_PIECE, int(rate / 20))) if rate else len(part) or 1
+        for start in range(0, len(part), size):
+            self.wfile.write(part[start:start + size])
+            if rate:
+                time.sleep(size / rate)
+
+    def _hold(self) -> None:
         """Waits for release(). A client that goes away meanwhile is noted."""
-        connection.settimeout(0.05)
+        self.connection.settimeout(0.05)
         end = time.monotonic() + _LONGEST_HOLD
-        while time.monotonic() < end and not self._released.is_set():
+        while time.monotonic() < end and not self.server.released.is_set():
             with suppress(TimeoutError):
-                if not connection.recv(1):
+                if not self.connection.recv(1):
                     raise ConnectionError("the client has left")
-        connection.settimeout(None)
-
-
-def _transmit(connection: socket.socket, answer: Answer, start: int, end: int) -> None:
-    """Sends this part of the body: at once, or in pieces, twenty a second."""
-    body = memoryview(answer.body)[start:end]
-    piece = max(1, min(_PIECE, int(answer.rate / 20))) if answer.rate else len(body)
-    while body:
-        connection.sendall(body[:piece])
-        body = body[piece:]
-        if answer.rate:
-            time.sleep(piece / answer.rate)
+        self.connection.settimeout(None)

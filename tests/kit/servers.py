@@ -11,15 +11,12 @@ import hashlib
 import json
 import os
 import re
-import shutil
 import signal
 import socket
 import ssl
 import subprocess
-from abc import ABC, abstractmethod
 from contextlib import suppress
 from pathlib import Path
-from tempfile import gettempdir
 from typing import NamedTuple
 
 import trustme
@@ -30,9 +27,8 @@ from .waiting import wait_for
 
 HOST = "server.example"
 
-_ATTEMPTS = 5
-# Where Debian keeps programs that serve.
-_PATH = f"/usr/sbin:{os.defpath}"
+# Whom a proxy asks for names and passwords.
+_REALM = "Tests"
 # Of the signatures made with a key of the other kind, Wine takes those for forged whose numbers begin with a byte of
 # zero, which is one certificate in 128. Older versions know RSA only.
 _RSA = {"key_type": trustme.KeyType.RSA} if hasattr(trustme, "KeyType") else {}
@@ -78,34 +74,25 @@ class Authority:
 
 # --- servers
 
-class Server(ABC):
-    """A server program in the foreground. A context manager. The port is looked for anew when somebody else has taken
-    it meanwhile."""
+class Server:
+    """A server program in the foreground. A context manager. A kind of server adds _command(), which writes the
+    configuration and returns the command."""
 
     def __init__(self, folder: Path) -> None:
         folder.mkdir()
         self.folder = folder
-        self.port = 0
-        self._process: subprocess.Popen | None = None
-
-    @abstractmethod
-    def _command(self) -> list[str]:
-        """Writes the configuration for self.port; returns the command."""
+        # Nobody else gets it so soon.
+        with socket.create_server(("127.0.0.1", 0)) as probe:
+            self.port: int = probe.getsockname()[1]
 
     def __enter__(self):
-        for _ in range(_ATTEMPTS):
-            with socket.create_server(("127.0.0.1", 0)) as probe:
-                self.port = probe.getsockname()[1]
-            with open(self.folder / "output.txt", "ab") as output:
-                self._process = subprocess.Popen(self._command(), stdin=subprocess.DEVNULL, stdout=output,
-                                                 stderr=output, start_new_session=True, cwd=self.folder,
-                                                 env={"PATH": _PATH, "HOME": str(self.folder), "LC_ALL": "C.UTF-8"})
-            with suppress(TimeoutError):
-                wait_for(lambda: self._answers() or self._process.poll() is not None, "the server")
-                if self._process.poll() is None:
-                    return self
-            self.__exit__()
-        raise OSError(f"{type(self).__name__} did not start\n{self.evidence()}")
+        # Where Debian keeps programs that serve.
+        environment = {"PATH": f"/usr/sbin:{os.defpath}", "HOME": str(self.folder), "LC_ALL": "C.UTF-8"}
+        with open(self.folder / "output.txt", "wb") as output:
+            self._process = subprocess.Popen(self._command(), env=environment, cwd=self.folder, start_new_session=True,
+                                             stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+        wait_for(self._answers, "the server")
+        return self
 
     def __exit__(self, *_: object) -> None:
         self._process.terminate()
@@ -125,6 +112,12 @@ class Server(ABC):
         return "\n".join(f"{file.name}: {file.read_text(errors='replace')[-2000:]}"
                          for file in sorted(self.folder.glob("*.txt")))
 
+    def _answers(self) -> bool:
+        assert self._process.poll() is None, f"{type(self).__name__} does not start\n{self.evidence()}"
+        with suppress(OSError), socket.create_connection(("127.0.0.1", self.port), 1):
+            return True
+        return False
+
     def _log(self) -> str:
         log = self.folder / "access.txt"
         return log.read_text(encoding="utf-8", errors="replace") if log.exists() else ""
@@ -136,11 +129,6 @@ class Server(ABC):
 
     def _configured(self, name: str, **values: object) -> str:
         return str(self._write(name, configured(name, folder=self.folder, port=self.port, **values)))
-
-    def _answers(self) -> bool:
-        with suppress(OSError), socket.create_connection(("127.0.0.1", self.port), 1):
-            return True
-        return False
 
 
 class Served(NamedTuple):
@@ -161,16 +149,18 @@ class Nginx(Server):
         self._certificate = certificate
         self._locations = locations
 
-    def offer(self, path: str, content: bytes) -> None:
-        """Offers content under this path."""
+    def file(self, path: str) -> Path:
+        """The file that it offers under this path, in a folder that is there."""
         file = self.folder / "content" / path.lstrip("/")
         file.parent.mkdir(parents=True, exist_ok=True)
-        file.write_bytes(content)
+        return file
+
+    def offer(self, path: str, content: bytes) -> None:
+        self.file(path).write_bytes(content)
 
     def served(self) -> list[Served]:
         """What it was asked for and has answered so far."""
-        entries = (Served(*json.loads(line)) for line in self._log().splitlines())
-        return [entry._replace(status=int(entry.status)) for entry in entries if entry.request]
+        return [entry for entry in (Served(*json.loads(line)) for line in self._log().splitlines()) if entry.request]
 
     def _command(self) -> list[str]:
         file = self._certificate
@@ -193,6 +183,10 @@ class User(NamedTuple):
         return subprocess.run(["openssl", "passwd", "-6", "-stdin"], input=self.password.encode("latin-1"),
                               capture_output=True, check=True, timeout=10).stdout.decode().strip()
 
+    def digest(self) -> str:
+        """The same for the other way to name oneself."""
+        return hashlib.md5(f"{self.name}:{_REALM}:{self.password}".encode("latin-1")).hexdigest()
+
 
 class Forwarded(NamedTuple):
     """One request that the proxy has dealt with, as its log says."""
@@ -204,8 +198,6 @@ class Forwarded(NamedTuple):
 
 class Squid(Server):
     """An HTTP proxy. scheme is how users name themselves: "basic", "digest", or "" where nobody has to."""
-
-    _REALM = "Tests"
 
     def __init__(self, folder: Path, scheme: str = "", users: tuple[User, ...] = ()) -> None:
         super().__init__(folder)
@@ -220,27 +212,19 @@ class Squid(Server):
                 for method, target, user, status in fields if method not in ("-", "NONE")]
 
     def _command(self) -> list[str]:
-        if os.getuid() == 0:
-            # It gives the rights of root away by itself, and needs its folder afterwards.
-            shutil.chown(self.folder, "proxy")
-            for folder in self.folder.parents:
-                if folder.is_relative_to(gettempdir()) and folder != Path(gettempdir()):
-                    folder.chmod(0o711)
         access = "http_access allow all"
+        if self._scheme == "basic":
+            self._write("passwords", *(f"{user.name}:{user.crypted()}" for user in self._users))
+        elif self._scheme == "digest":
+            self._write("passwords", *(f"{user.name}:{_REALM}:{user.digest()}" for user in self._users))
         if self._scheme:
-            self._write("passwords", *map(self._password_line, self._users))
             checker = {"basic": "basic_ncsa_auth", "digest": "digest_file_auth -c"}[self._scheme]
             access = configured("squid-users.conf", folder=self.folder, scheme=self._scheme, checker=checker,
-                                realm=self._REALM)
+                                realm=_REALM)
         self._write("hosts", f"127.0.0.1 {HOST}")
-        # Shared memory goes by this name, on the whole machine.
-        return ["squid", "-N", "-n", f"freshen{self.port}", "-f", self._configured("squid.conf", access=access)]
-
-    def _password_line(self, user: User) -> str:
-        if self._scheme == "basic":
-            return f"{user.name}:{user.crypted()}"
-        digest = hashlib.md5(f"{user.name}:{self._REALM}:{user.password}".encode("latin-1")).hexdigest()
-        return f"{user.name}:{self._REALM}:{digest}"
+        # As root it would become somebody who finds nothing. Shared memory goes by the name, on the whole machine.
+        return [*sandboxed(user=1000), "squid", "-N", "-n", f"freshen{self.port}",
+                "-f", self._configured("squid.conf", access=access)]
 
 
 class Dante(Server):
@@ -257,14 +241,12 @@ class Dante(Server):
             r"tcp/connect \[: (?:username%(\S*?)@)?\S+ \S+ -> \S+ \S+\.(\d+)$", self._log(), re.MULTILINE)]
 
     def _command(self) -> list[str]:
-        system = (
-            self._write("passwd", "root:x:0:0:root:/root:/bin/sh", *(
-                f"{user.name}:x:{1000 + number}:1000::/nonexistent:/usr/sbin/nologin"
-                for number, user in enumerate(self._users))),
-            self._write("shadow", "root:*:19000:0:99999:7:::", *(
-                f"{user.name}:{user.crypted()}:19000:0:99999:7:::" for user in self._users)),
+        own = (
+            self._write("passwd", "root:x:0:0::/root:/bin/sh", *(
+                f"{user.name}:x:{number}:1000::/:/bin/sh" for number, user in enumerate(self._users, 1000))),
+            self._write("shadow", *(f"{user.name}:{user.crypted()}:19000:0:99999:7:::" for user in self._users)),
             self._write("hosts", f"127.0.0.1 localhost {HOST}"),
             self._write("nsswitch.conf", *(f"{kind}: files" for kind in ("passwd", "group", "shadow", "hosts"))))
         configuration = self._configured("danted.conf", method="username" if self._users else "none")
-        return [*sandboxed(replaced={Path("/etc", file.name): file for file in system}, as_root=True),
+        return [*sandboxed(replaced={Path("/etc", file.name): file for file in own}, user=0),
                 "danted", "-f", configuration, "-p", str(self.folder / "danted.pid")]

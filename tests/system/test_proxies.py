@@ -123,7 +123,7 @@ FILE, PACKAGE = (f"http://{HOST}:80{path}" for path in (VERSIONS_PATH, CHOSEN.pa
 
 def offered(proxy: UpdateServer) -> list[str]:
     """User and password in each request, or "" where there is none."""
-    return [base64.b64decode((request.header("Proxy-Authorization") or " ").split(" ")[1]).decode()
+    return [base64.b64decode(request.headers.get("Proxy-Authorization", " ").split(" ")[1]).decode()
             for request in proxy.requests]
 
 

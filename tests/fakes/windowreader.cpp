@@ -56,7 +56,6 @@ void addContents(QJsonObject &object, const QWidget &widget)
         // Without the mark of its key.
         object["text"] = button->text().remove('&');
         object["is_cut"] = isNarrow;
-        object["is_checked"] = button->isChecked();
     } else if (const auto *group = qobject_cast<const QGroupBox *>(&widget)) {
         object["text"] = group->title();
     } else if (const auto *bar = qobject_cast<const QProgressBar *>(&widget)) {

@@ -4,6 +4,7 @@
 # copies what is in the folder SOURCE, sub-folders and empty folders too, over what is in the folder DESTINATION.
 # Exit codes as documented for xcopy: 0 copied, 1 no files found to copy, 4 wrong parameters or folders, 5 write error.
 # XCOPY_PAUSE: seconds to wait before copying; a small test package is copied sooner than anybody can look.
+# XCOPY_EXIT_CODE: what to end with, without copying.
 set -uo pipefail
 
 refuse() {
@@ -31,6 +32,7 @@ destination=${folders[1]}
 [[ -d $destination ]] || refuse "Not a folder - $destination"
 
 sleep "${XCOPY_PAUSE:-0}"
+[[ -z ${XCOPY_EXIT_CODE:-} ]] || exit "$XCOPY_EXIT_CODE"
 files=$(find -L "$source" -type f -printf x | wc -c)
 (cd "$source" && find -L . -type f -printf '%P\n')
 cp -RL --preserve=mode,timestamps --no-target-directory -- "$source" "$destination" || exit 5

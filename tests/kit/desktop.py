@@ -9,10 +9,7 @@ import time
 from contextlib import suppress
 from pathlib import Path
 
-from .configuration import FOLDER
 from .waiting import TIMEOUT_FACTOR, NotYet, wait_for
-
-_BACKGROUND = "#47607c"
 
 
 class ToolFailure(NotYet):
@@ -29,7 +26,7 @@ class Desktop:
         self._size = "x".join(map(str, size))
         self._processes: list[subprocess.Popen] = []
         # What a program needs in order to find it.
-        self.environment = {"FONTCONFIG_FILE": str(FOLDER / "fonts.conf")}
+        self.environment = {"FONTCONFIG_FILE": str(Path(__file__).with_name("conf") / "fonts.conf")}
 
     def __enter__(self) -> Desktop:
         readable, writable = os.pipe()
@@ -45,7 +42,6 @@ class Desktop:
         wait_for(lambda: self._tool("xdotool", "get_num_desktops"), "the window manager")
         # At the first key of a display the window manager takes its shortcuts anew; one pressed meanwhile is lost.
         self.keys("Shift_L")
-        self._tool("xsetroot", "-solid", _BACKGROUND)
         return self
 
     def __exit__(self, *_: object) -> None:
@@ -102,13 +98,11 @@ class Desktop:
     def focus(self, title: str) -> bool:
         """Waits for the window with this title and gives it the keyboard."""
         def has_keyboard() -> bool:
+            focused = self._tool("xdotool", "getwindowfocus").decode().strip()
             windows = self.windows(title)
-            if windows and focused() != windows[0]:
+            if windows and focused not in windows:
                 self._tool("xdotool", "windowactivate", "--sync", windows[0])
-            return focused() in windows
-
-        def focused() -> str:
-            return self._tool("xdotool", "getwindowfocus").decode().strip()
+            return focused in windows
 
         return wait_for(has_keyboard, f"the window {title!r}; there are {self.titles()}", 30)
 

@@ -11,6 +11,7 @@ from collections.abc import Collection, Iterator
 from contextlib import contextmanager, suppress
 from dataclasses import dataclass
 from pathlib import Path, PurePosixPath
+from posixpath import basename, dirname
 
 
 @dataclass(frozen=True)
@@ -83,79 +84,53 @@ def make(root: Path, tree: Tree) -> None:
                 target.chmod(node.mode)
 
 
-def look(root: Path) -> Tree:
-    """What is in the folder root, nothing if there is none, also where rights deny it to its owner. Links are not
-    followed. What goes while it is looked at is left out."""
+def look(root: Path, besides: Collection[Path] = ()) -> Tree:
+    """What is in the folder root, nothing if there is none, besides these places. Links are not followed. What goes
+    while it is looked at is left out."""
     tree: Tree = {}
-    with suppress(FileNotFoundError), _readable(root, 0o500):
-        for path in sorted(root.iterdir()):
+    with suppress(FileNotFoundError):
+        for path in sorted(set(root.iterdir()).difference(besides)):
             with suppress(FileNotFoundError):
                 tree[path.name] = _node(path)
                 if tree[path.name] == Folder():
-                    tree |= below(path.name, look(path))
+                    tree |= below(path.name, look(path, besides))
     return tree
 
 
-def contents(root: Path) -> dict[str, bytes | None]:
-    """The files of a folder by their path in it. Only empty folders are named, with a slash at the end."""
-    tree = look(root)
-    holders = {_parent(path) for path in tree}
-    found: dict[str, bytes | None] = {}
-    for path, node in tree.items():
-        if isinstance(node, File):
-            found[path] = node.content
-        elif not isinstance(node, Folder):
-            found[path] = (root / path).read_bytes() if (root / path).is_file() else b""
-        elif path not in holders:
-            found[f"{path}/"] = None
-    return found
+def _node(path: Path) -> Node:
+    if path.is_symlink():
+        return Link(os.readlink(path))
+    if path.is_dir():
+        return Folder()
+    if path.is_fifo():
+        return Pipe()
+    mode = stat.S_IMODE(path.stat().st_mode)
+    # Its rights may deny it to its owner.
+    if not mode & stat.S_IRUSR:
+        path.chmod(stat.S_IRUSR)
+    content = path.read_bytes()
+    path.chmod(mode)
+    return File(content, mode)
 
 
 @contextmanager
 def temporary(prefix: str = "freshen-", parent: Path | None = None) -> Iterator[Path]:
     """An empty folder with a short path (sockets), private, gone afterwards."""
-    path = Path(tempfile.mkdtemp(prefix=prefix, dir=parent))
-    try:
-        yield path
-    finally:
-        remove(path)
+    with tempfile.TemporaryDirectory(prefix=prefix, dir=parent, ignore_cleanup_errors=True) as path:
+        yield Path(path)
 
 
 def remove(root: Path) -> None:
-    """Removes the folder root with all that is in it, whatever its rights."""
-    if root.is_dir() and not root.is_symlink():
-        root.chmod(0o700)
-    for parent, folders, _ in os.walk(root):
-        for path in (Path(parent, name) for name in folders):
-            if not path.is_symlink():
-                path.chmod(0o700)
+    """Removes the folder root, if there is one."""
     shutil.rmtree(root, ignore_errors=True)
 
 
-def _node(path: Path) -> Node:
-    status = path.lstat()
-    if stat.S_ISLNK(status.st_mode):
-        return Link(os.readlink(path))
-    if stat.S_ISDIR(status.st_mode):
-        return Folder()
-    if stat.S_ISFIFO(status.st_mode):
-        return Pipe()
-    with _readable(path, 0o400):
-        return File(path.read_bytes(), stat.S_IMODE(status.st_mode))
+# --- comparisons
 
-
-@contextmanager
-def _readable(path: Path, rights: int) -> Iterator[None]:
-    """Gives the owner these rights for a while, where they are missing."""
-    mode = stat.S_IMODE(path.lstat().st_mode)
-    is_denied = mode & rights != rights and os.geteuid() != 0
-    if is_denied:
-        path.chmod(mode | rights)
-    try:
-        yield
-    finally:
-        if is_denied:
-            path.chmod(mode)
+def leaves(tree: Tree) -> list[str]:
+    """The paths in order, but of the folders only the empty ones, with "/" at the end."""
+    holders = {dirname(path) for path in tree}
+    return sorted(f"{path}/" if node == Folder() else path for path, node in tree.items() if path not in holders)
 
 
 def differences(expected: Tree, seen: Tree) -> list[str]:
@@ -177,9 +152,9 @@ def after_cleaning(world: Tree, top: str, kept: Collection[str]) -> Tree:
     left, entered = dict(world), set[str]()
 
     def clean(folder: str, kept: Collection[str]) -> None:
-        for path in (path for path in world if _parent(path) == folder and not _name(path).startswith(".")):
+        for path in (path for path in world if dirname(path) == folder and not basename(path).startswith(".")):
             end = _end(world, path)
-            if isinstance(world.get(end), File) and _name(path) not in kept:
+            if isinstance(world.get(end), File) and basename(path) not in kept:
                 left.pop(path, None)
             elif isinstance(world.get(end), Folder):
                 clean(end, ())
@@ -188,7 +163,7 @@ def after_cleaning(world: Tree, top: str, kept: Collection[str]) -> Tree:
 
     clean(top, kept)
     for path in sorted(entered, key=len, reverse=True):
-        if all(_parent(other) != path for other in left):
+        if all(dirname(other) != path for other in left):
             del left[path]
     return left
 
@@ -202,13 +177,5 @@ def _end(world: Tree, path: str) -> str:
     """The path that a path leads to, itself or through links."""
     for _ in range(8):
         if isinstance(node := world.get(path), Link):
-            path = os.path.normpath(os.path.join(_parent(path), node.target))
+            path = os.path.normpath(os.path.join(dirname(path), node.target))
     return path
-
-
-def _name(path: str) -> str:
-    return path.rpartition("/")[2]
-
-
-def _parent(path: str) -> str:
-    return path.rpartition("/")[0]

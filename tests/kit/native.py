@@ -13,7 +13,7 @@ from pathlib import Path
 from . import folders, processes, sandbox
 from .desktop import Desktop
 from .offer import SCRIPT
-from .updater import INSTALLED_SETTINGS, Setting, Updater
+from .updater import Setting, Updater
 from .window import PLUGIN, PLUGINS, Window
 
 _ORGANISATION = "Q.U.I.N.T.A."
@@ -26,29 +26,33 @@ _KNOWN_LEAKS = Path(__file__).resolve().parents[1] / "leaks.supp"
 class NativeUpdater(Updater):
     """The built program with stand-ins for the system's tools (the folder tools)."""
 
-    platform = "native"
+    platform, is_windows = "native", False
     program = SCRIPT
     # The display's own complaints.
     noise = re.compile(r"(QXcbConnection|This plugin does not support ).*", re.DOTALL)
 
     def __init__(self, folder: Path, program: Path, tools: Path, desktop: Desktop | None = None) -> None:
-        home = folder / "home"
-        super().__init__(folder, home, home / ".local" / "share" / _ORGANISATION / "Tavlo3 Updater",
-                         folder / "Program Files" / "Tavlopro")
+        self.home = folder / "home"
+        self.data = self.home / ".local" / "share" / _ORGANISATION / "Tavlo3 Updater"
+        self.settings = self.home / ".config" / _ORGANISATION / "Tavlo3.conf"
         # Stands in for the Windows folder, with the desktop's shell in it.
         self.system = folder / "windows"
-        self.settings = home / ".config" / _ORGANISATION / "Tavlo3.conf"
-        self.desktop = desktop
-        self._program, self._tools = program, tools
-        self._output = folder / "output.txt"
+        self.starts_log = self.system / "explorer.log"
+        super().__init__(folder, folder / "Program Files" / "Tavlopro")
+        self.files = {"Freshen.exe": folders.program(program)}
+        self._tools, self._desktop = tools, desktop
+        self._output, self._reports = folder / "output.txt", folder / "reports"
         self._sees_own_disk = False
-        self._reports = folder / "reports"
-        for path in (self.system, home / ".cache", home / "run", self.data.parent):
+        for path in (self.system, self.home / ".cache", self.home / "run", self.data.parent):
             path.mkdir(parents=True)
-        (home / "run").chmod(0o700)
+        (self.home / "run").chmod(0o700)
         shutil.copy2(tools / "explorer.exe", self.system)
         if desktop is not None:
             self.window = Window(desktop, self._reports)
+
+    @property
+    def own(self) -> list[Path]:
+        return [self.data, self.home / ".config", self.home / ".cache", self._output, self._reports]
 
     def inside(self, path: Path) -> Path:
         if not (self._sees_own_disk and self.is_running()):
@@ -56,23 +60,14 @@ class NativeUpdater(Updater):
         pid = next((pid for pid in self.processes() if processes.name(pid) == self.copy.name), None)
         return sandbox.inside(pid, path) if pid else path
 
-    # --- before the start
-
-    def write_settings(self, settings: Mapping[str, Setting] = {}, **more: Setting) -> None:
+    def store(self, settings: Mapping[str, Setting]) -> None:
+        """Writes the file as Qt does, each group after its name."""
         groups: dict[str, list[str]] = {}
-        for key, value in {**INSTALLED_SETTINGS, **settings, **more}.items():
-            if value is not None:
-                group, _, name = key.partition("/") if "/" in key else ("General", "", key)
-                groups.setdefault(group, [f"[{group}]"]).append(name.replace("/", "\\") + "=" + _stored(value))
+        for key, value in settings.items():
+            group, _, name = key.partition("/") if "/" in key else ("General", "", key)
+            groups.setdefault(group, [f"[{group}]"]).append(name.replace("/", "\\") + "=" + _stored(value))
         self.settings.parent.mkdir(parents=True, exist_ok=True)
         self.settings.write_text("\n".join(line for lines in groups.values() for line in lines), encoding="ascii")
-
-    def place(self, folder: Path) -> Path:
-        folder.mkdir(parents=True, exist_ok=True)
-        return Path(shutil.copy2(self._program, folder / "Freshen.exe"))
-
-    def copying(self, *, exit_code: int | None = None, pause: int | None = None) -> dict[str, str]:
-        return self.copying_by(f"exit {exit_code}" if exit_code is not None else f'sleep {pause}; "$USUAL" "$@"')
 
     def copying_by(self, script: str) -> dict[str, str]:
         """The variables of an updater whose copying program is this script. The usual one is "$USUAL"."""
@@ -82,15 +77,12 @@ class NativeUpdater(Updater):
 
     def environment(self) -> dict[str, str]:
         """The environment of the updater. Nothing of this process's own environment is in it."""
-        display = self.desktop.environment if self.desktop else {"QT_QPA_PLATFORM": "offscreen"}
+        display = self._desktop.environment if self._desktop else {"QT_QPA_PLATFORM": "offscreen"}
         # A program built with sanitizers, and all that it starts, writes what they find. Others do not know these.
         # The run's own folder may have signs in its name that these options cannot.
         reports = f"log_path='{self.folder.parent}/sanitizer'"
         return {
             "HOME": str(self.home),
-            "XDG_CONFIG_HOME": str(self.home / ".config"),
-            "XDG_DATA_HOME": str(self.home / ".local" / "share"),
-            "XDG_CACHE_HOME": str(self.home / ".cache"),
             "XDG_RUNTIME_DIR": str(self.home / "run"),
             # No bus: a program would start one of its own.
             "DBUS_SESSION_BUS_ADDRESS": f"unix:path={self.home}/run/no-bus",
@@ -98,7 +90,7 @@ class NativeUpdater(Updater):
             # Qt takes the language of its texts from LANGUAGE even where the machine has no such locale; the character
             # set of file names comes from LANG, and this locale is always there.
             "LANG": "C.UTF-8",
-            "LANGUAGE": {"en": "en_US", "de": "de_DE"}.get(self.language, self.language),
+            "LANGUAGE": self.locale,
             # The one variable that may hold this word: the updater wants exactly one.
             "SYSTEMROOT": str(self.system),
             "ASAN_OPTIONS": f"{reports}:detect_leaks=1:detect_stack_use_after_return=1",
@@ -106,15 +98,13 @@ class NativeUpdater(Updater):
             "LSAN_OPTIONS": f"{reports}:suppressions='{_KNOWN_LEAKS}':print_suppressions=0",
             **display}
 
-    # --- while it runs, and afterwards
-
     def launch(self, program: Path, *arguments: str, variables: Mapping[str, str], through: Sequence[str],
                replaced: Mapping[Path, Path] = {}, **restrictions: object) -> subprocess.Popen:
         self._sees_own_disk = "small_disk" in restrictions
         # Without arguments it is the relocated copy that works.
         self.parent = program.parent.parent if arguments else self.data
         environment = {**self.environment(), **variables}
-        if self.desktop is not None:
+        if self._desktop is not None:
             replaced = {**replaced, _SYSTEM_PLUGINS: self._tools / PLUGINS}
             environment |= {"QT_QPA_GENERIC_PLUGINS": PLUGIN, "WINDOW_REPORTS": str(self._reports)}
         command = sandbox.sandboxed(replaced=replaced, **restrictions)
@@ -125,33 +115,15 @@ class NativeUpdater(Updater):
     def processes(self) -> list[int]:
         return processes.by_environment("HOME", str(self.home))
 
-    def starts(self) -> list[tuple[str, ...]]:
-        log = self.system / "explorer.log"
-        lines = log.read_text(encoding="utf-8").splitlines() if log.exists() else []
-        return [tuple(line.split("\t")[2:]) for line in lines]
-
-    def beside(self) -> dict[str, bytes | None]:
-        own = (self.data, self.settings.parent.parent, self.home / ".cache", self._output, self._reports)
-        return {path: content for path, content in folders.contents(self.folder).items()
-                if not any((self.folder / path).is_relative_to(place) for place in own)}
-
     def output(self) -> str:
         return self._output.read_text(encoding="utf-8", errors="backslashreplace") if self._output.exists() else ""
 
-    def sanitizer_reports(self) -> str:
-        return "\n".join(file.read_text(errors="replace") for file in sorted(self.folder.parent.glob("sanitizer.*")))
-
-
-# --- settings as Qt keeps them on this system
 
 def _stored(value: Setting) -> str:
+    """A setting as Qt stores it on this system."""
     if isinstance(value, (bool, int)):
         return str(value).lower()
     if isinstance(value, str):
-        return _quoted(value)
+        return '"' + "".join(f"\\x{unit:x}" for unit, in struct.iter_unpack(">H", value.encode("utf-16-be"))) + '"'
     # An empty list has a way of its own to be written.
-    return ", ".join(map(_quoted, value)) or "@Invalid()"
-
-
-def _quoted(text: str) -> str:
-    return '"' + "".join(f"\\x{unit:x}" for unit, in struct.iter_unpack(">H", text.encode("utf-16-be"))) + '"'
+    return ", ".join(map(_stored, value)) or "@Invalid()"

@@ -2,16 +2,15 @@
 
 from __future__ import annotations
 
-import io
 import random
 import re
 import struct
-import zipfile
 from pathlib import Path
 from typing import NamedTuple
 
 from . import folders
 from .folders import File, Folder, Tree, text
+from .rawarchive import DEFLATED, STORED, UTF8, Entry, archive
 
 # Where the updater looks for the list and for the packages on its server.
 VERSIONS_PATH = "/update/Tavlopc/VERSIONS/windows.txt"
@@ -21,9 +20,6 @@ _PACKAGES_PATH = "/update/Tavlopc/windows/"
 _PROJECT = Path(__file__).resolve().parents[2] / "CMakeLists.txt"
 VERSION = re.search(r"^project\(Freshen VERSION (\S+)", _PROJECT.read_text(), re.MULTILINE)[1]
 REVISION = int(VERSION.rpartition(".")[2])
-
-_UNIX = 3
-_DOS_FOLDER = 0x10
 
 
 class Version(NamedTuple):
@@ -60,9 +56,9 @@ VERSIONS = (INSTALLED, FIX, BETA)
 CHOSEN = FIX
 
 
-def description(*versions: Version | str) -> bytes:
-    """The version description file of these versions. A text is a line as it stands."""
-    return "".join(f"{version if isinstance(version, str) else version.line}\n" for version in versions).encode()
+def description(*versions: Version) -> bytes:
+    """The version description file of these versions."""
+    return "".join(f"{version.line}\n" for version in versions).encode()
 
 
 # The application at its briefest: it ends as soon as it is started.
@@ -70,11 +66,11 @@ SCRIPT = File(b"#!/bin/sh\nexit 0\n", 0o755)
 _INCOMPRESSIBLE = File(random.Random(0).randbytes(2 << 20))
 
 
-def application(program: File = SCRIPT) -> Tree:
+def application(program: File = SCRIPT, version: Version = CHOSEN) -> Tree:
     """What is in the package. Its data cannot be compressed, so the package is hardly smaller."""
     return {
         "Tavlopro.exe": program,
-        "version.txt": text(f"{CHOSEN.number}\n"),
+        "version.txt": text(f"{version.number}\n"),
         "data/pieces.dat": _INCOMPRESSIBLE,
         "documents/manual.txt": text("Manual of Tavlopro\n" * 2000),
     }
@@ -83,17 +79,11 @@ def application(program: File = SCRIPT) -> Tree:
 def package(tree: Tree, top: str = "Tavlopro") -> bytes:
     """A ZIP package with these files and folders in one top folder, or without any if top is empty. Equal trees give
     equal packages, and of the entries some are compressed and some not."""
-    stream = io.BytesIO()
     entries = folders.completed({top: Folder(), **folders.below(top, tree)} if top else tree)
-    with zipfile.ZipFile(stream, "w") as archive:
-        for number, (path, node) in enumerate(sorted(entries.items())):
-            is_file = isinstance(node, File)
-            info = zipfile.ZipInfo(path if is_file else f"{path}/", (2026, 1, 1, 0, 0, 0))
-            info.create_system = _UNIX
-            info.external_attr = (0o100000 | node.mode) << 16 if is_file else 0o040755 << 16 | _DOS_FOLDER
-            info.compress_type = zipfile.ZIP_DEFLATED if is_file and number % 2 else zipfile.ZIP_STORED
-            archive.writestr(info, node.content if is_file else b"")
-    return stream.getvalue()
+    return archive(
+        Entry(path.encode(), node.content, (STORED, DEFLATED)[number % 2], UTF8, 0o100000 | node.mode)
+        if isinstance(node, File) else Entry(f"{path}/".encode(), method=STORED, flags=UTF8, mode=0o040755)
+        for number, (path, node) in enumerate(sorted(entries.items())))
 
 
 def large(package: bytes) -> bytes:

@@ -4,14 +4,13 @@ from __future__ import annotations
 
 import ctypes
 import os
-import time
-from collections.abc import Callable, Iterable
+from collections.abc import Callable
 from contextlib import suppress
 from pathlib import Path, PureWindowsPath
 
 import psutil
 
-from .waiting import TIMEOUT_FACTOR
+from .waiting import wait_for
 
 _PR_SET_CHILD_SUBREAPER = 36
 
@@ -59,15 +58,16 @@ def by_environment(variable: str, value: str) -> list[int]:
     return found
 
 
-def end(running: Callable[[], Iterable[int]]) -> None:
+def end(running: Callable[[], list[int]]) -> None:
     """Kills the processes, and those that take their place meanwhile, until there are none."""
-    limit = time.monotonic() + 10 * TIMEOUT_FACTOR
-    while pids := list(running()):
+    def are_gone() -> bool:
+        pids = running()
         for pid in pids:
             with suppress(psutil.Error):
                 psutil.Process(pid).kill()
-        assert time.monotonic() < limit, f"cannot be ended: {[command(pid) for pid in pids]}"
-        time.sleep(0.02)
+        return not pids
+
+    wait_for(are_gone, "the end of processes", 10, interval=0.02)
 
 
 def end_descendants() -> None:

@@ -1,5 +1,5 @@
-"""Packages byte by byte, for what no archiver would write. Follows PKWARE's APPNOTE; fields that are not given are
-what they should be."""
+"""ZIP archives byte by byte, also such as no archiver would write. Follows PKWARE's APPNOTE; fields that are not given
+are what they should be."""
 
 from __future__ import annotations
 

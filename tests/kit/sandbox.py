@@ -16,12 +16,7 @@ _FILL = 'cp -a "$0/." "$1" && shift && exec "$@"'
 
 def sandboxed(
         *,
-        # Without it there is only a loopback address of its own, where nobody answers.
-        network: bool = True,
-        # A process list of its own. Not for Wine, whose server ends and stops programs by the ids that they tell it.
-        processes: bool = True,
-        # The test's own files and folders in the place of the system's: {system's: own}. What a program of Windows
-        # opens is opened by Wine's server, which sees the system's.
+        # The test's own files and folders in the place of the system's: {system's: own}.
         replaced: Mapping[Path, Path] = {},
         read_only: Iterable[Path] = (),
         # Can be read and written to, but not removed, as if somebody had them open on Windows.
@@ -32,14 +27,10 @@ def sandboxed(
         user: int | None = None) -> list[str]:
     """The start of a command line: what follows runs in a sandbox. The exit code comes as soon as the program has ended
     (128 and more: a signal). What it has started and left behind lives on, until it ends or is killed."""
-    options = ["--bind", "/", "/", "--dev-bind", "/dev", "/dev"]
-    if processes:
-        options += ["--unshare-pid", "--proc", "/proc"]
+    options = ["--bind", "/", "/", "--dev-bind", "/dev", "/dev", "--unshare-pid", "--proc", "/proc"]
     if user is not None:
         options += ["--unshare-user", "--uid", str(user), "--gid", str(user)]
     options += ["--cap-add" if user == 0 else "--cap-drop", "ALL"]
-    if not network:
-        options += ["--unshare-net"]
     fill: list[str] = []
     if small_disk:
         folder, room = small_disk

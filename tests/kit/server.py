@@ -32,8 +32,7 @@ class Request(NamedTuple):
 
 
 class Answer(NamedTuple):
-    """What goes out for a request. The body stops after `hold` bytes until release(), and ends with the connection
-    after `cut` bytes."""
+    """What goes out for a request. The body stops after `hold` bytes until release()."""
 
     body: bytes = b""
     status: int = 200
@@ -41,7 +40,6 @@ class Answer(NamedTuple):
     # Whether the length of the body is told.
     announce: bool = True
     hold: int | None = None
-    cut: int | None = None
     # The whole answer is held back, its first line included.
     silent: bool = False
     # Bytes per second.
@@ -72,11 +70,11 @@ class UpdateServer(ThreadingTCPServer):
         self.shutdown()
         self.server_close()
 
-    def offer(self, *versions: Version | str, package: bytes | None = None) -> None:
+    def offer(self, *versions: Version, package: bytes | None = None) -> None:
         """Offers the list of these versions and, if given, this package as that of each."""
         self.answers[VERSIONS_PATH] = description(*versions)
         if package is not None:
-            self.answers |= {version.package_path: package for version in versions if isinstance(version, Version)}
+            self.answers |= {version.package_path: package for version in versions}
 
     def release(self) -> None:
         """Lets every answer that is held back go on."""
@@ -126,20 +124,16 @@ class _Connection(BaseHTTPRequestHandler):
             self._hold()
         self.send_response_only(answer.status)
         length = {"Content-Length": str(len(answer.body))} if answer.announce else {}
-        for name, value in {"Connection": "close", **answer.headers, **length}.items():
+        for name, value in {"Connection": "close", **length, **answer.headers}.items():
             self.send_header(name, value)
         self.end_headers()
-        stops = {len(answer.body), answer.hold, answer.cut} - {None}
-        for start, stop in itertools.pairwise([0, *sorted(stops)]):
-            last = stop if stop == len(answer.body) else max(start, stop - _PIECE)
-            self._transmit(answer.body[start:last], answer.rate)
-            if last < stop:
-                time.sleep(_REPORT_INTERVAL)
-                self._transmit(answer.body[last:stop], answer.rate)
-            if stop == answer.cut:
-                return
-            if stop == answer.hold:
-                self._hold()
+        if answer.hold is not None:
+            last = max(0, answer.hold - _PIECE)
+            self._transmit(answer.body[:last], answer.rate)
+            time.sleep(_REPORT_INTERVAL)
+            self._transmit(answer.body[last:answer.hold], answer.rate)
+            self._hold()
+        self._transmit(answer.body[answer.hold or 0:], answer.rate)
 
     def _transmit(self, part: bytes, rate: float | None) -> None:
         """Sends this part of the body: at once, or in pieces, twenty a second."""

@@ -14,14 +14,15 @@ import re
 import signal
 import socket
 import ssl
+import string
 import subprocess
 from contextlib import suppress
+from dataclasses import dataclass
 from pathlib import Path
 from typing import NamedTuple
 
 import trustme
 
-from .configuration import configured
 from .sandbox import sandboxed
 from .waiting import wait_for
 
@@ -29,9 +30,6 @@ HOST = "server.example"
 
 # Whom a proxy asks for names and passwords.
 _REALM = "Tests"
-# Of the signatures made with a key of the other kind, Wine takes those for forged whose numbers begin with a byte of
-# zero, which is one certificate in 128. Older versions know RSA only.
-_RSA = {"key_type": trustme.KeyType.RSA} if hasattr(trustme, "KeyType") else {}
 
 
 class Authority:
@@ -40,7 +38,12 @@ class Authority:
     def __init__(self, folder: Path) -> None:
         folder.mkdir()
         self._folder = folder
-        self._authority = trustme.CA(organization_name="Test authority", **_RSA)
+        self._authority = trustme.CA(organization_name="Test authority")
+        # The trusted certificates, as the system keeps them.
+        self.store = folder / "trusted"
+        self.store.mkdir()
+        self._authority.cert_pem.write_to_path(self.store / "authority.pem")
+        subprocess.run(["openssl", "rehash", self.store], check=True, stdin=subprocess.DEVNULL)
 
     @property
     def der(self) -> bytes:
@@ -50,21 +53,12 @@ class Authority:
     def issue(self, *names: str, days: int = 2) -> Path:
         """A certificate for a server with these names and addresses. With negative days it has expired."""
         end = datetime.datetime.utcnow() + datetime.timedelta(days)
-        issued = self._authority.issue_cert(*names, not_after=end, **_RSA)
+        issued = self._authority.issue_cert(*names, not_after=end)
         return self._written(issued.private_key_pem, *issued.cert_chain_pems)
 
     def own(self) -> Path:
         """The authority's own certificate, which nobody but itself has signed."""
         return self._written(self._authority.private_key_pem, self._authority.cert_pem)
-
-    def store(self) -> Path:
-        """A folder of trusted certificates, as the system keeps it, with nothing but this authority in it."""
-        folder = self._folder / "trusted"
-        if not folder.exists():
-            folder.mkdir()
-            self._authority.cert_pem.write_to_path(folder / "authority.pem")
-            subprocess.run(["openssl", "rehash", str(folder)], check=True, stdin=subprocess.DEVNULL)
-        return folder
 
     def _written(self, *parts: trustme.Blob) -> Path:
         file = self._folder / f"{len(list(self._folder.iterdir()))}.pem"
@@ -74,13 +68,25 @@ class Authority:
 
 # --- servers
 
+class _Template(string.Template):
+    # What the programs do not use themselves.
+    delimiter = "@"
+
+
+def _configuration(name: str, **values: object) -> str:
+    """A configuration in the folder conf, with values in the place of @names."""
+    return _Template(Path(__file__).with_name("conf").joinpath(name).read_text("utf-8")).substitute(values)
+
+
+@dataclass
 class Server:
     """A server program in the foreground. A context manager. A kind of server adds _command(), which writes the
     configuration and returns the command."""
 
-    def __init__(self, folder: Path) -> None:
-        folder.mkdir()
-        self.folder = folder
+    folder: Path
+
+    def __post_init__(self) -> None:
+        self.folder.mkdir()
         # Nobody else gets it so soon.
         with socket.create_server(("127.0.0.1", 0)) as probe:
             self.port: int = probe.getsockname()[1]
@@ -128,7 +134,7 @@ class Server:
         return file
 
     def _configured(self, name: str, **values: object) -> str:
-        return str(self._write(name, configured(name, folder=self.folder, port=self.port, **values)))
+        return str(self._write(name, _configuration(name, folder=self.folder, port=self.port, **values)))
 
 
 class Served(NamedTuple):
@@ -141,13 +147,12 @@ class Served(NamedTuple):
     scheme: str
 
 
+@dataclass
 class Nginx(Server):
     """A web server; locations is added to its configuration as it is."""
 
-    def __init__(self, folder: Path, certificate: Path | None = None, locations: str = "") -> None:
-        super().__init__(folder)
-        self._certificate = certificate
-        self._locations = locations
+    certificate: Path | None = None
+    locations: str = ""
 
     def file(self, path: str) -> Path:
         """The file that it offers under this path, in a folder that is there."""
@@ -163,9 +168,9 @@ class Nginx(Server):
         return [entry for entry in (Served(*json.loads(line)) for line in self._log().splitlines()) if entry.request]
 
     def _command(self) -> list[str]:
-        file = self._certificate
+        file = self.certificate
         configuration = self._configured(
-            "nginx.conf", protocol="ssl" if file else "", locations=self._locations,
+            "nginx.conf", protocol="ssl" if file else "", locations=self.locations,
             certificate=f"ssl_certificate {file}; ssl_certificate_key {file};" if file else "")
         return ["nginx", "-c", configuration, "-e", str(self.folder / "error.txt"), "-p", str(self.folder)]
 
@@ -184,8 +189,8 @@ class User(NamedTuple):
                               capture_output=True, check=True, timeout=10).stdout.decode().strip()
 
     def digest(self) -> str:
-        """The same for the other way to name oneself."""
-        return hashlib.md5(f"{self.name}:{_REALM}:{self.password}".encode("latin-1")).hexdigest()
+        """The same for the other way to name oneself, with the realm before it."""
+        return f"{_REALM}:" + hashlib.md5(f"{self.name}:{_REALM}:{self.password}".encode("latin-1")).hexdigest()
 
 
 class Forwarded(NamedTuple):
@@ -196,13 +201,12 @@ class Forwarded(NamedTuple):
     status: int
 
 
+@dataclass
 class Squid(Server):
     """An HTTP proxy. scheme is how users name themselves: "basic", "digest", or "" where nobody has to."""
 
-    def __init__(self, folder: Path, scheme: str = "", users: tuple[User, ...] = ()) -> None:
-        super().__init__(folder)
-        self._scheme = scheme
-        self._users = users
+    scheme: str = ""
+    users: tuple[User, ...] = ()
 
     def forwarded(self) -> list[Forwarded]:
         """What went through so far, refusals too, in the order of their end."""
@@ -213,27 +217,24 @@ class Squid(Server):
 
     def _command(self) -> list[str]:
         access = "http_access allow all"
-        if self._scheme == "basic":
-            self._write("passwords", *(f"{user.name}:{user.crypted()}" for user in self._users))
-        elif self._scheme == "digest":
-            self._write("passwords", *(f"{user.name}:{_REALM}:{user.digest()}" for user in self._users))
-        if self._scheme:
-            checker = {"basic": "basic_ncsa_auth", "digest": "digest_file_auth -c"}[self._scheme]
-            access = configured("squid-users.conf", folder=self.folder, scheme=self._scheme, checker=checker,
-                                realm=_REALM)
+        if self.scheme:
+            is_basic = self.scheme == "basic"
+            self._write("passwords", *(
+                f"{user.name}:{user.crypted() if is_basic else user.digest()}" for user in self.users))
+            access = _configuration("squid-users.conf", folder=self.folder, scheme=self.scheme, realm=_REALM,
+                                    checker="basic_ncsa_auth" if is_basic else "digest_file_auth -c")
         self._write("hosts", f"127.0.0.1 {HOST}")
         # As root it would become somebody who finds nothing. Shared memory goes by the name, on the whole machine.
         return [*sandboxed(user=1000), "squid", "-N", "-n", f"freshen{self.port}",
                 "-f", self._configured("squid.conf", access=access)]
 
 
+@dataclass
 class Dante(Server):
     """A SOCKS5 proxy whose users name themselves. It asks the system for users and hosts, so it runs with files of its
     own in place of the system's."""
 
-    def __init__(self, folder: Path, users: tuple[User, ...] = ()) -> None:
-        super().__init__(folder)
-        self._users = users
+    users: tuple[User, ...] = ()
 
     def connections(self) -> list[tuple[str, int]]:
         """User and target port of each connection that was made through the proxy."""
@@ -243,10 +244,10 @@ class Dante(Server):
     def _command(self) -> list[str]:
         own = (
             self._write("passwd", "root:x:0:0::/root:/bin/sh", *(
-                f"{user.name}:x:{number}:1000::/:/bin/sh" for number, user in enumerate(self._users, 1000))),
-            self._write("shadow", *(f"{user.name}:{user.crypted()}:19000:0:99999:7:::" for user in self._users)),
+                f"{user.name}:x:{number}:1000::/:/bin/sh" for number, user in enumerate(self.users, 1000))),
+            self._write("shadow", *(f"{user.name}:{user.crypted()}:19000:0:99999:7:::" for user in self.users)),
             self._write("hosts", f"127.0.0.1 localhost {HOST}"),
             self._write("nsswitch.conf", *(f"{kind}: files" for kind in ("passwd", "group", "shadow", "hosts"))))
-        configuration = self._configured("danted.conf", method="username" if self._users else "none")
+        configuration = self._configured("danted.conf", method="username" if self.users else "none")
         return [*sandboxed(replaced={Path("/etc", file.name): file for file in own}, user=0),
                 "danted", "-f", configuration, "-p", str(self.folder / "danted.pid")]

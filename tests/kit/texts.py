@@ -9,7 +9,6 @@ from pathlib import Path
 _MESSAGES = Path(__file__).resolve().parents[1] / "data" / "messages.tsv"
 
 # What the program was built for.
-UPDATE_HOST = os.environ.get("FRESHEN_UPDATE_HOST", "")
 _DOWNLOAD_PAGE = os.environ.get("FRESHEN_DOWNLOAD_PAGE", "")
 
 # The same in every language.

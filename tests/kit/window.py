@@ -134,9 +134,6 @@ class Window:
     def info(self) -> str:
         return self.widget("versionInfo").text
 
-    def shows_betas(self) -> bool:
-        return self.widget("showBetaCheckBox").is_checked
-
     def choose(self, version: str) -> None:
         """Picks the version from the list and starts its download, by keyboard."""
         wait_for(lambda: version in self.versions(), f"the version {version} in the list")

@@ -3,17 +3,18 @@
 from __future__ import annotations
 
 import fcntl
+import json
 import os
 import pwd
 import shutil
 import subprocess
-from collections.abc import Mapping, Sequence
+from collections.abc import Iterator, Mapping, Sequence
+from contextlib import contextmanager
 from hashlib import sha1
 from pathlib import Path, PureWindowsPath
 from struct import pack
 
 from . import folders
-from .configuration import FOLDER
 
 RegistryValue = str | int | bool | bytes | Sequence[str] | None
 Registry = Mapping[str, Mapping[str, RegistryValue]]
@@ -34,8 +35,6 @@ _ATTRIBUTES, _HIDDEN = "user.DOSATTRIB", b"0x2"
 
 class Wine:
     """A Windows in folder/prefix, reached through this object only. A context manager: at its end nothing of it runs.
-    The folder itself is the caller's.
-
     display: the variables of the desktop that it shows its windows on."""
 
     def __init__(self, folder: Path, display: Mapping[str, str]) -> None:
@@ -47,8 +46,6 @@ class Wine:
         self.user = pwd.getpwuid(os.getuid()).pw_name
         self._display = dict(display)
 
-    # --- its life
-
     def __enter__(self) -> Wine:
         return self
 
@@ -59,12 +56,7 @@ class Wine:
         """Installs it, with the same look everywhere."""
         (self.folder / "home").mkdir(parents=True)
         self._install()
-        # Wine points the user's folders at the home of the one who calls it.
-        for path in self.profile.iterdir():
-            if path.is_symlink():
-                path.unlink()
-                path.mkdir()
-        self.run("regedit.exe", "/S", str(self.path(FOLDER / "windows.reg")))
+        self.run("regedit.exe", "/S", str(self.path(Path(__file__).with_name("conf") / "windows.reg")))
         self.run("winecfg.exe", "/v", "win10")
         self.stop()
 
@@ -78,24 +70,6 @@ class Wine:
             if not missing and (self.prefix / "user.reg").exists():
                 return
         raise OSError(f"the Windows in {self.prefix} is not complete: {missing}")
-
-    @classmethod
-    def cloned(cls, template: Path, folder: Path, display: Mapping[str, str]) -> Wine:
-        """One like the Windows in the folder template, which whoever comes first makes. Both folders are on the same
-        file system: the files of Windows itself, which nobody changes, are shared."""
-        template.parent.mkdir(parents=True, exist_ok=True)
-        original, other = cls(template, display), cls(folder, display)
-        with open(f"{template}.lock", "w") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
-            if not (template / "finished").exists():
-                folders.remove(template)
-                original.create()
-                (template / "finished").touch()
-        (folder / "home").mkdir(parents=True)
-        shutil.copytree(original.prefix, other.prefix, symlinks=True,
-                        ignore=lambda path, names: ["windows"] if path.endswith("drive_c") else [])
-        shutil.copytree(original.drive / "windows", other.drive / "windows", symlinks=True, copy_function=os.link)
-        return other
 
     def stop(self) -> None:
         """Ends every program in it. What it remembers is on disk then."""
@@ -123,12 +97,9 @@ class Wine:
         """Lets a program stand in for Windows' own of this name, which lies in the folder "wine" then."""
         tool = self.drive / "windows" / "system32" / name
         own = self.drive / "windows" / "wine" / name
-        if own.exists():
-            # Clones share the file, so it must not be written to.
-            tool.unlink()
-        else:
-            own.parent.mkdir(exist_ok=True)
-            tool.rename(own)
+        own.parent.mkdir(exist_ok=True)
+        # Clones share the file, so it is not written to.
+        tool.rename(own)
         shutil.copyfile(program, tool)
 
     # --- its settings
@@ -200,6 +171,26 @@ class Wine:
         return locale.parent
 
 
+@contextmanager
+def cloned(template: Path, display: Mapping[str, str]) -> Iterator[Wine]:
+    """One like the Windows in the folder template, which whoever comes first makes. It lies beside that: the files of
+    Windows itself, which nobody changes, are shared."""
+    original = Wine(template, display)
+    template.parent.mkdir(parents=True, exist_ok=True)
+    with open(f"{template}.lock", "w") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        if not (template / "finished").exists():
+            folders.remove(template)
+            original.create()
+            (template / "finished").touch()
+    with folders.temporary("clone-", template.parent) as folder, Wine(folder, display) as wine:
+        (folder / "home").mkdir()
+        shutil.copytree(original.prefix, wine.prefix, symlinks=True,
+                        ignore=lambda path, names: ["windows"] if path.endswith("drive_c") else [])
+        shutil.copytree(original.drive / "windows", wine.drive / "windows", symlinks=True, copy_function=os.link)
+        yield wine
+
+
 def hide_dotted(folder: Path) -> None:
     """Hides what other systems hide for the full stop that its name begins with."""
     for path in folder.rglob(".*"):
@@ -211,16 +202,12 @@ def _stored(value: RegistryValue) -> str:
         case None:
             return "-"
         case bool():
-            return _quoted(str(value).lower())
+            return f'"{str(value).lower()}"'
         case int():
             return f"dword:{value & 0xFFFFFFFF:08x}"
         case str():
-            return _quoted(value)
+            # Quoted in the same way.
+            return json.dumps(value, ensure_ascii=False)
         case bytes():
             return "hex:" + value.hex(",")
     return "hex(7):" + "".join(f"{text}\0" for text in [*value, ""]).encode("utf-16-le").hex(",")
-
-
-def _quoted(text: str) -> str:
-    escaped = text.replace("\\", "\\\\").replace('"', '\\"')
-    return f'"{escaped}"'

@@ -4,39 +4,29 @@ from __future__ import annotations
 
 import os
 import re
-import subprocess
 from collections.abc import Callable, Iterator
-from contextlib import ExitStack
+from contextlib import ExitStack, suppress
 from pathlib import Path
 
 import pytest
 
 pytest.register_assert_rewrite("kit")
 
-from kit import fault as faults  # noqa: E402
 from kit import folders, processes  # noqa: E402
 from kit.desktop import Desktop  # noqa: E402
 from kit.fault import Fault  # noqa: E402
 from kit.native import NativeUpdater  # noqa: E402
 from kit.offer import CHOSEN, VERSIONS_PATH, application, description, package  # noqa: E402
-from kit.sandbox import sandboxed  # noqa: E402
 from kit.server import UpdateServer  # noqa: E402
 from kit.servers import Authority, Nginx  # noqa: E402
 from kit.updater import Updater  # noqa: E402
 from kit.waiting import NotYet  # noqa: E402
 from kit.window import Window  # noqa: E402
 from kit.windows import Build, WindowsUpdater  # noqa: E402
-from kit.wine import Wine  # noqa: E402
+from kit.wine import cloned  # noqa: E402
 
 BUILD = Path(os.environ["FRESHEN_BUILD"]).resolve()
-PROGRAM = BUILD / "bin" / "Freshen.exe"
-TRUSTED = Path("/etc/ssl/certs")
-# Wide enough for the windows at twice the usual density.
-SCREEN = (1600, 1200)
-
-_desktops: list[Desktop] = []
-_seen: dict[str, faults.Row] = {}
-_skipped: list[str] = []
+_MADE = pytest.StashKey[list]()
 
 
 def pytest_addoption(parser: pytest.Parser) -> None:
@@ -46,14 +36,6 @@ def pytest_addoption(parser: pytest.Parser) -> None:
 def pytest_configure(config: pytest.Config) -> None:
     # What the updater starts detached stays below this process and can be found and ended.
     processes.adopt_orphans()
-    probe = subprocess.run([*sandboxed(), "true"], stdin=subprocess.DEVNULL, capture_output=True, text=True)
-    if probe.returncode:
-        pytest.exit(f"this machine has no sandbox: {probe.stderr}", returncode=3)
-
-
-def pytest_report_header(config: pytest.Config) -> str:
-    user = "root" if os.geteuid() == 0 else "an ordinary user"
-    return f"platform: {config.option.platform}, as {user}"
 
 
 def pytest_generate_tests(metafunc: pytest.Metafunc) -> None:
@@ -82,23 +64,17 @@ def _is_for_windows(item: pytest.Item) -> bool:
 # --- what a session shares
 
 @pytest.fixture(scope="session")
-def on_windows(request: pytest.FixtureRequest) -> bool:
-    return request.config.option.platform == "windows"
-
-
-@pytest.fixture(scope="session")
 def place() -> Iterator[Path]:
     """A folder that is gone after the session."""
     with folders.temporary() as path, ExitStack() as stack:
-        path.chmod(0o711)
         stack.callback(processes.end_descendants)
         yield path
 
 
 @pytest.fixture(scope="session")
 def session_desktop(place: Path) -> Iterator[Desktop]:
-    with Desktop(place, SCREEN) as desktop:
-        _desktops.append(desktop)
+    # Large enough for the windows at twice the usual density.
+    with Desktop(place, (1600, 1200)) as desktop:
         yield desktop
 
 
@@ -117,9 +93,7 @@ def build() -> Build:
 @pytest.fixture(scope="session")
 def windows_updater(build: Build, session_desktop: Desktop, authority: Authority) -> Iterator[WindowsUpdater]:
     """The updater in a Windows 10 that trusts the authority."""
-    # Beside the template of this Windows: both share files.
-    with folders.temporary("clone-", BUILD) as home, \
-            Wine.cloned(BUILD / "wine", home / "windows", session_desktop.environment) as wine:
+    with cloned(BUILD / "wine", session_desktop.environment) as wine:
         wine.trust(authority.der)
         yield WindowsUpdater(build, wine, session_desktop)
 
@@ -130,7 +104,6 @@ def windows_updater(build: Build, session_desktop: Desktop, authority: Authority
 def folder() -> Iterator[Path]:
     """An empty folder that is gone after the test."""
     with folders.temporary() as path:
-        path.chmod(0o711)
         yield path
 
 
@@ -142,25 +115,31 @@ def exits() -> Iterator[ExitStack]:
 
 
 @pytest.fixture
-def new_updater(request: pytest.FixtureRequest, on_windows: bool, folder: Path) -> Iterator[Callable[..., Updater]]:
+def made(request: pytest.FixtureRequest) -> list[Updater | Nginx | UpdateServer]:
+    """What the test has made and what can say something of a failure."""
+    return request.node.stash.setdefault(_MADE, [])
+
+
+@pytest.fixture
+def new_updater(request: pytest.FixtureRequest, made: list, folder: Path) -> Iterator[Callable[..., Updater]]:
     """Makes updaters: new_updater(name, has_desktop=True). On Windows there is one."""
-    made: list[Updater] = []
+    updaters: list[Updater] = []
 
     def make(name: str = "run", has_desktop: bool = True) -> Updater:
-        if on_windows:
+        if request.config.option.platform == "windows":
             updater = request.getfixturevalue("windows_updater")
             updater.clear()
         else:
             desktop = request.getfixturevalue("session_desktop") if has_desktop else None
-            updater = NativeUpdater(folder / name, PROGRAM, BUILD / "fakes", desktop)
+            updater = NativeUpdater(folder / name, BUILD / "bin" / "Freshen.exe", BUILD / "fakes", desktop)
+        updaters.append(updater)
         made.append(updater)
         return updater
 
-    make.evidence = lambda: "\n".join(updater.evidence() for updater in made)
     yield make
-    for updater in made:
+    for updater in updaters:
         updater.kill()
-    if reports := "".join(updater.sanitizer_reports() for updater in made):
+    if reports := "\n".join(file.read_text(errors="replace") for file in folder.glob("sanitizer.*")):
         pytest.fail(f"sanitizers have found something\n{reports}", pytrace=False)
 
 
@@ -172,38 +151,34 @@ def updater(request: pytest.FixtureRequest, new_updater: Callable[..., Updater])
 
 @pytest.fixture
 def window(updater: Updater) -> Window:
-    """What a user sees of the updater."""
     return updater.window
 
 
 @pytest.fixture
-def server(updater: Updater, exits: ExitStack) -> UpdateServer:
+def server(updater: Updater, exits: ExitStack, made: list) -> UpdateServer:
     """A scripted server, which the application's settings name. It offers nothing yet."""
-    server = exits.enter_context(UpdateServer())
-    updater.use(server)
-    return server
+    made.append(exits.enter_context(UpdateServer()))
+    updater.use(made[-1])
+    return made[-1]
 
 
 @pytest.fixture
-def nginx(folder: Path, exits: ExitStack) -> Callable[..., Nginx]:
+def nginx(folder: Path, exits: ExitStack, made: list) -> Callable[..., Nginx]:
     """Starts web servers that offer the update: nginx(certificate=None, locations="")."""
-    started: list[Nginx] = []
-
     def start(certificate: Path | None = None, locations: str = "") -> Nginx:
-        server = exits.enter_context(Nginx(folder / f"nginx{len(started)}", certificate, locations))
+        server = exits.enter_context(Nginx(folder / f"nginx{len(made)}", certificate, locations))
         server.offer(VERSIONS_PATH, description(CHOSEN))
         server.offer(CHOSEN.package_path, package(application()))
-        started.append(server)
+        made.append(server)
         return server
 
-    start.evidence = lambda: "\n".join(server.evidence() for server in started)
     return start
 
 
 @pytest.fixture
 def trusting(updater: Updater, authority: Authority) -> dict[str, object]:
     """What to start the updater with so that it trusts the authority; the Windows does so by itself."""
-    return {} if updater.is_windows else {"replaced": {TRUSTED: authority.store()}}
+    return {} if updater.is_windows else {"replaced": {Path("/etc/ssl/certs"): authority.store}}
 
 
 # --- faults, and what is told of failures
@@ -215,24 +190,7 @@ def fault(request: pytest.FixtureRequest, updater: Updater) -> Iterator[Fault]:
     parameters = request.node.callspec.params if hasattr(request.node, "callspec") else {}
     fault = Fault(mark.args[0].format(**parameters), updater)
     yield fault
-    assert fault.seen, f"the test has not looked at its fault {fault.name!r}"
-    request.node.user_properties.append(("fault", (fault.name, *fault.seen)))
-
-
-def pytest_runtest_logreport(report: pytest.TestReport) -> None:
-    if report.skipped and not hasattr(report, "wasxfail"):
-        _skipped.append(report.nodeid)
-    for key, value in report.user_properties:
-        if key == "fault":
-            _seen[value[0]] = faults.Row(*value[1:])
-
-
-def pytest_sessionfinish(session: pytest.Session) -> None:
-    if _skipped:
-        print(f"\nno test may be skipped: {_skipped}")
-        session.exitstatus = pytest.ExitCode.INTERNAL_ERROR
-    if faults.IS_WRITING and not hasattr(session.config, "workerinput"):
-        faults.write(_seen)
+    assert fault.was_looked_at, f"the test has not looked at its fault {fault.name!r}"
 
 
 @pytest.hookimpl(hookwrapper=True)
@@ -240,14 +198,11 @@ def pytest_runtest_makereport(item: pytest.Item) -> Iterator[None]:
     report = (yield).get_result()
     if report.when == "teardown" or not report.failed:
         return
-    for name, value in item.funcargs.items():
-        if hasattr(value, "evidence") and name != "updater":
-            report.sections.append((name, value.evidence()))
-    for desktop in _desktops:
+    for made in item.stash.get(_MADE, []):
+        report.sections.append((type(made).__name__, made.evidence()))
+    if "window" in item.funcargs:
         picture = BUILD / "system" / "failures" / (re.sub(r"[^\w.=-]+", "_", item.nodeid)[:120] + ".png")
         picture.parent.mkdir(parents=True, exist_ok=True)
-        try:
-            desktop.screenshot(picture)
+        with suppress(NotYet):
+            item.funcargs["window"].desktop.screenshot(picture)
             report.sections.append(("screenshot", str(picture)))
-        except (NotYet, OSError) as error:
-            report.sections.append(("screenshot", f"none: {error}"))

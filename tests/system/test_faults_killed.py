@@ -66,6 +66,7 @@ def relocating(updater: Updater, server: UpdateServer) -> None:
     updater.kill()
     plugin.unlink()
     plugin.touch()
+    updater.installed["platforms/qwindows.dll"] = text("")
 
 
 def downloading(updater: Updater, server: UpdateServer) -> None:

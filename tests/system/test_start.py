@@ -113,7 +113,7 @@ def test_settings_of_the_wrong_type(updater: Updater, settings: dict, server: st
     updater.write_settings({"port2": 9, **settings})
     updater.start("menu")
     updater.wait_for_log("Connection failed:")
-    assert updater.requested() == [server + VERSIONS_PATH] and updater.is_running()
+    assert updater.wait_for_log("Get:") == f'Get: "{server}{VERSIONS_PATH}"' and updater.is_running()
 
 
 # --- closed

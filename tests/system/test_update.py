@@ -123,7 +123,7 @@ def test_any_letter_on_windows(updater: WindowsUpdater, window: Window, secure: 
 
 def comparable(updater: Updater, server: Nginx) -> list[str]:
     """The log without what differs from run to run."""
-    lines = "\n".join(map(str, updater.log())).replace("Q.U.I.N.T.A.\\\\", "Q.U.I.N.T.A\\\\")
+    lines = "\n".join(updater.log()).replace("Q.U.I.N.T.A.\\\\", "Q.U.I.N.T.A\\\\")
     for path, name in ((updater.data, "{data}"), (updater.installation, "{installation}"), (updater.folder, "{run}")):
         for spelling in updater.spellings(path):
             lines = lines.replace(spelling, name)
@@ -136,6 +136,6 @@ def comparable(updater: Updater, server: Nginx) -> list[str]:
 
 
 def expected_log(updater: Updater, server: Nginx, name: str) -> list[str]:
-    if "FRESHEN_WRITE_FAULTS" in os.environ:
+    if "FRESHEN_WRITE_LOGS" in os.environ:
         (LOGS / name).write_text("".join(f"{line}\n" for line in comparable(updater, server)), encoding="utf-8")
     return (LOGS / name).read_text(encoding="utf-8").splitlines()

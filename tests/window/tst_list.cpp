@@ -75,6 +75,16 @@ private slots:
             QTest::keyClick(&window.tree, key);
         QTRY_COMPARE(m_server->targets().value(1), "/update/Tavlopc/windows/Tavlopc1.0.7200STABLE.zip");
     }
+
+    void doubleClickDownloadsTheRow()
+    {
+        TestWindow window;
+        load(window, "1.0.7100|Stable||a|i\n1.0.7200|Stable||b|i\n");
+        const QPoint row = window.tree.visualItemRect(window.tree.topLevelItem(1)).center();
+        QTest::mouseClick(window.tree.viewport(), Qt::LeftButton, {}, row);
+        QTest::mouseDClick(window.tree.viewport(), Qt::LeftButton, {}, row);
+        QTRY_COMPARE(m_server->targets().value(1), "/update/Tavlopc/windows/Tavlopc1.0.7100STABLE.zip");
+    }
 };
 
 FRESHEN_WINDOW_TEST_MAIN(ListTest)

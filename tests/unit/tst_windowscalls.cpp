@@ -2,7 +2,11 @@
 // that fails. The functions here take the place of Windows' own when they are linked. They note their calls, or fail.
 
 #include "app/elevatedstart.h"
+#include "app/processsetup.h"
+#include "install/batchprocess.h"
+#include "install/copyobstacle.h"
 #include "install/runningprocesses.h"
+#include "kit/qt/files.h"
 #include "kit/qt/messagecatcher.h"
 #include "kit/qt/platform.h"
 #include "kit/qt/table.h"
@@ -16,7 +20,7 @@ using namespace freshen;
 
 namespace {
 
-/// The calls of the start with elevated privileges, in order, each with its arguments.
+/// The calls, in order, each with its arguments.
 QStringList calls;
 
 /// What cannot be listed, and how Windows calls the reason.
@@ -37,6 +41,12 @@ HINSTANCE WINAPI noteExecution(HWND window, const char *verb, const char *file, 
     for (const char *text : {verb, file, parameters, folder})
         calls.append(QString::fromUtf8(text));
     return reinterpret_cast<HINSTANCE>(static_cast<INT_PTR>(42));
+}
+
+BOOL WINAPI noteLibraryFolder(const wchar_t *folder)
+{
+    calls.append(QString("libraries from \"%1\"").arg(QString::fromWCharArray(folder)));
+    return TRUE;
 }
 
 DWORD WINAPI tellTheReason(DWORD, const void *, DWORD, DWORD, wchar_t *text, DWORD size, va_list *)
@@ -62,6 +72,7 @@ extern "C" {
 
 // Called through the tables of the DLLs.
 decltype(&AllowSetForegroundWindow) __imp_AllowSetForegroundWindow = noteForeground;
+decltype(&SetDllDirectoryW) __imp_SetDllDirectoryW = noteLibraryFolder;
 decltype(&ShellExecuteA) __imp_ShellExecuteA = noteExecution;
 decltype(&FormatMessageW) __imp_FormatMessageW = tellTheReason;
 
@@ -85,12 +96,56 @@ class WindowsCallsTest : public QObject
     Q_OBJECT
 
 private slots:
+    void init()
+    {
+        calls.clear();
+    }
+
     void userIsAskedForConsentAndTheCopyMayComeToTheFront()
     {
         const Restorer codePage = useWesternCodePage();
         QCOMPARE(startElevated("Größe.exe", "menü", "C:\\Prögramme").code, 42);
         QCOMPARE(calls, (QStringList{"foreground for any", "without a window", "show 1", "runas", "Größe.exe", "menü",
                                      "C:\\Prögramme"}));
+    }
+
+    /// Windows 7 without its updates has no other way to leave out the current folder.
+    void librariesAreNotTakenFromTheCurrentFolder()
+    {
+        ignoreForeignLibraries();
+        QCOMPARE(calls, QStringList("libraries from \"\""));
+    }
+
+    /// The batch file calls the copying program by its bare name.
+    void batchFileFindsTheSystemsProgramsAndTheCodePageOfThisProcess()
+    {
+        const QTemporaryDir folder;
+        const QString batch = QDir::toNativeSeparators(folder.filePath("batch.bat"));
+        writeFile(batch, "@echo %PATH%\r\n@echo %NoDefaultCurrentDirectoryInExePath% %CD% !PATH!\r\n@chcp\r\n");
+        QProcess process;
+        startBatch(process, batch);
+        QVERIFY(process.waitForFinished());
+        const QString system = "C:\\windows\\system32";
+        QCOMPARE(QString(process.readAllStandardOutput()).split("\r\n"),
+                 (QStringList{system + ";" + qEnvironmentVariable("PATH"), "1 " + system + " !PATH!",
+                              QString("Active code page: %1").arg(GetACP()), ""}));
+    }
+
+    void longestPathOfTheCopyingProgram_data()
+    {
+        const Table<QString, int> table;
+        table.row("file", "file", 254);
+        table.row("folder", "folder", 247);
+    }
+    void longestPathOfTheCopyingProgram()
+    {
+        const auto [entry, longest] = Table<QString, int>::current();
+        const QTemporaryDir source;
+        QVERIFY(entry == "folder" ? QDir(source.path()).mkdir(entry)
+                                  : QFile(source.filePath(entry)).open(QFile::WriteOnly));
+        const QString destination = "C:/" + QString(longest - 4 - entry.size(), 'x');
+        QVERIFY(!copyObstacle(source.path(), destination, {}, std::nullopt));
+        QVERIFY(copyObstacle(source.path(), destination + 'x', {}, std::nullopt));
     }
 
     /// A copy of this very program makes the call, so that its output can be read.

@@ -12,7 +12,7 @@ import pytest
 
 pytest.register_assert_rewrite("kit")
 
-from kit import folders, processes  # noqa: E402
+from kit import folders, platform, processes  # noqa: E402
 from kit.desktop import Desktop  # noqa: E402
 from kit.fault import Fault  # noqa: E402
 from kit.native import NativeUpdater  # noqa: E402
@@ -26,6 +26,7 @@ from kit.windows import Build, WindowsUpdater  # noqa: E402
 from kit.wine import cloned  # noqa: E402
 
 BUILD = Path(os.environ["FRESHEN_BUILD"]).resolve()
+_CAPABILITIES = pytest.StashKey[list[str]]()
 _MADE = pytest.StashKey[list]()
 
 
@@ -36,6 +37,16 @@ def pytest_addoption(parser: pytest.Parser) -> None:
 def pytest_configure(config: pytest.Config) -> None:
     # What the updater starts detached stays below this process and can be found and ended.
     processes.adopt_orphans()
+    is_first = not hasattr(config, "workerinput")
+    try:
+        config.stash[_CAPABILITIES] = platform.probed(config.option.platform, BUILD) if is_first else []
+    except platform.Disagreement as reason:
+        pytest.exit(str(reason), returncode=3)
+
+
+def pytest_report_header(config: pytest.Config) -> list[str]:
+    user = "root" if os.geteuid() == 0 else "an ordinary user"
+    return [f"platform: {config.option.platform}, as {user}", *config.stash[_CAPABILITIES]]
 
 
 def pytest_generate_tests(metafunc: pytest.Metafunc) -> None:
@@ -191,6 +202,14 @@ def fault(request: pytest.FixtureRequest, updater: Updater) -> Iterator[Fault]:
     fault = Fault(mark.args[0].format(**parameters), updater)
     yield fault
     assert fault.was_looked_at, f"the test has not looked at its fault {fault.name!r}"
+
+
+def pytest_sessionfinish(session: pytest.Session) -> None:
+    # The processes that run the tests report to the first one, which has a terminal.
+    terminal = session.config.pluginmanager.get_plugin("terminalreporter")
+    if terminal is not None and terminal.stats.get("skipped"):
+        terminal.write_line("\nno test may be skipped", red=True)
+        session.exitstatus = pytest.ExitCode.INTERNAL_ERROR
 
 
 @pytest.hookimpl(hookwrapper=True)

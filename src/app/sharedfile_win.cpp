@@ -14,16 +14,19 @@ namespace {
 constexpr ULONGLONG longestWaitMs = 2000;
 constexpr DWORD pauseMs = 1;
 
+/// Upper half of a position far behind the end of every log.
+constexpr DWORD farBehindHigh = 0x40000000;
+
 HANDLE handleOf(const QFile &file)
 {
     return reinterpret_cast<HANDLE>(_get_osfhandle(file.handle()));
 }
 
-/// One byte far behind the end of the file: what is locked keeps others from reading it, too.
+/// One byte behind the end of the file: what is locked keeps others from reading it, too.
 OVERLAPPED lockedPlace()
 {
     OVERLAPPED place = {};
-    place.OffsetHigh = 0x40000000;
+    place.OffsetHigh = farBehindHigh;
     return place;
 }
 

@@ -22,18 +22,18 @@ UINT systemCodePage()
 class SystemCodec : public QTextCodec
 {
 public:
-    QByteArray name() const override
+    [[nodiscard]] QByteArray name() const override
     {
         return "Freshen system code page";
     }
-    int mibEnum() const override
+    [[nodiscard]] int mibEnum() const override
     {
         // Registered character sets have positive numbers.
         return -1;
     }
 
 protected:
-    QString convertToUnicode(const char *bytes, int length, ConverterState *) const override
+    QString convertToUnicode(const char *bytes, int length, ConverterState * /*state*/) const override
     {
         // A character of the page is one UTF-16 unit at most for each of its bytes.
         QString text(length, Qt::Uninitialized);
@@ -42,7 +42,7 @@ protected:
         text.resize(size);
         return text;
     }
-    QByteArray convertFromUnicode(const QChar *text, int length, ConverterState *) const override
+    QByteArray convertFromUnicode(const QChar *text, int length, ConverterState * /*state*/) const override
     {
         const auto *wide = reinterpret_cast<const wchar_t *>(text);
         const int size = WideCharToMultiByte(m_page, 0, wide, length, nullptr, 0, nullptr, nullptr);

@@ -8,6 +8,15 @@
 
 namespace freshen {
 
+namespace {
+
+// xcopy.exe ends with "Insufficient memory" where a path is longer.
+constexpr int longestFile = 254;
+// Windows keeps room for a short file name in each folder that is made.
+constexpr int longestFolder = 247;
+
+} // namespace
+
 BatchShell batchShell()
 {
     return BatchShell::CommandInterpreter;
@@ -15,14 +24,12 @@ BatchShell batchShell()
 
 int longestCopyPath()
 {
-    // xcopy.exe ends with "Insufficient memory" where a path is longer.
-    return 254;
+    return longestFile;
 }
 
 int longestCopyFolder()
 {
-    // Windows keeps room for a short file name in each folder that is made.
-    return 247;
+    return longestFolder;
 }
 
 void startBatch(QProcess &process, const QString &path)

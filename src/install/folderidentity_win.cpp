@@ -13,9 +13,9 @@ namespace {
 QString longPath(const QString &path)
 {
     const QString native = QDir::toNativeSeparators(QDir::cleanPath(QDir(path).absolutePath()));
-    if (native.startsWith(QLatin1String("\\\\")))
-        return QLatin1String("\\\\?\\UNC\\") + native.mid(2);
-    return QLatin1String("\\\\?\\") + native;
+    if (native.startsWith(QLatin1String(R"(\\)")))
+        return QLatin1String(R"(\\?\UNC\)") + native.mid(2);
+    return QLatin1String(R"(\\?\)") + native;
 }
 
 } // namespace
@@ -35,9 +35,10 @@ QByteArray folderIdentity(const QString &path)
     if (!GetFileInformationByHandle(folder, &information) ||
         (information.nFileIndexHigh == 0 && information.nFileIndexLow == 0))
         return QDir(path).canonicalPath().toUtf8();
-    return QByteArray::number(static_cast<quint32>(information.dwVolumeSerialNumber), 16) + ':' +
-           QByteArray::number(static_cast<quint32>(information.nFileIndexHigh), 16) + ':' +
-           QByteArray::number(static_cast<quint32>(information.nFileIndexLow), 16);
+    QByteArrayList numbers;
+    for (const DWORD number : {information.dwVolumeSerialNumber, information.nFileIndexHigh, information.nFileIndexLow})
+        numbers.append(QByteArray::number(static_cast<quint32>(number)));
+    return numbers.join(':');
 }
 
 } // namespace freshen

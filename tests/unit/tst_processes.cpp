@@ -155,7 +155,7 @@ private slots:
     void endedProcessIsNotListed()
     {
         if (isWindows())
-            QSKIP("Ended processes leave nothing here.");
+            QSKIP("Windows has no ended processes in its list.");
         const QString parent = "P" + uniqueName();
         // In the background, the first has no input and ends at once; the second takes the place of the shell, which
         // knew of it.

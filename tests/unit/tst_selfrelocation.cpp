@@ -36,7 +36,7 @@ private slots:
     void handOverOnAFullDiskIsLogged()
     {
         if (isWindows())
-            QSKIP("No device is always full here.");
+            QSKIP("Windows has no device that is always full.");
         QVERIFY(QDir().mkpath(file("data")));
         QVERIFY(QFile::link("/dev/full", handOver()));
         const Restorer lock = hold(handOver());
@@ -61,7 +61,7 @@ private slots:
         QVERIFY(removeFolder(old));
 
         if (isWindows())
-            QSKIP("A shortcut cannot be called like a folder.");
+            QSKIP("Windows has no shortcut that is called like a folder.");
         QVERIFY(QFile::link(file("elsewhere"), old));
         QVERIFY(removeFolder(old));
         QCOMPARE(QStringList(treeOf(folder()).keys()), others);

@@ -12,6 +12,7 @@ import sys
 from contextlib import ExitStack
 from pathlib import Path
 from types import SimpleNamespace
+from typing import Any
 
 from kit import folders, processes
 from kit.desktop import Desktop
@@ -78,6 +79,7 @@ class Demo:
         self.options = options
         folder = stack.enter_context(folders.temporary("freshen-demo-"))
         stack.callback(processes.end_descendants)
+        self.desktop: Any
         if options.headless:
             self.desktop = stack.enter_context(Desktop(folder))
         else:

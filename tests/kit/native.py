@@ -9,6 +9,7 @@ import struct
 import subprocess
 from collections.abc import Mapping, Sequence
 from pathlib import Path
+from typing import Any
 
 from . import folders, processes, sandbox
 from .desktop import Desktop
@@ -99,7 +100,7 @@ class NativeUpdater(Updater):
             **display}
 
     def launch(self, program: Path, *arguments: str, variables: Mapping[str, str], through: Sequence[str],
-               replaced: Mapping[Path, Path] = {}, **restrictions: object) -> subprocess.Popen:
+               replaced: Mapping[Path, Path] = {}, **restrictions: Any) -> subprocess.Popen:
         self._sees_own_disk = "small_disk" in restrictions
         # Without arguments it is the relocated copy that works.
         self.parent = program.parent.parent if arguments else self.data

@@ -42,7 +42,7 @@ class Authority:
         # The trusted certificates, as the system keeps them.
         self.store = folder / "trusted"
         self.store.mkdir()
-        self._authority.cert_pem.write_to_path(self.store / "authority.pem")
+        self._authority.cert_pem.write_to_path(str(self.store / "authority.pem"))
         subprocess.run(["openssl", "rehash", self.store], check=True, stdin=subprocess.DEVNULL)
 
     @property
@@ -80,10 +80,13 @@ def _configuration(name: str, **values: object) -> str:
 
 @dataclass
 class Server:
-    """A server program in the foreground. A context manager. A kind of server adds _command(), which writes the
-    configuration and returns the command."""
+    """A server program in the foreground. A context manager."""
 
     folder: Path
+
+    def _command(self) -> list[str]:
+        """Writes the configuration and returns the command."""
+        raise NotImplementedError
 
     def __post_init__(self) -> None:
         self.folder.mkdir()

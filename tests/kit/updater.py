@@ -5,8 +5,9 @@ from __future__ import annotations
 
 import re
 import subprocess
-from collections.abc import Mapping, Sequence
+from collections.abc import Callable, Mapping, Sequence
 from pathlib import Path
+from typing import Any
 
 from . import folders, processes
 from .folders import File, Tree
@@ -29,8 +30,7 @@ _LOG_LINE = re.compile(r"^\d{6} \d\d:\d\d:\d\d:\d{3} \[(?P<level>[DWCF?])\]\[[^\
 
 
 class Updater:
-    """The updater, not yet started. A platform adds store(), which stores settings of the application; processes(), the
-    ids of those that run; and launch(), which start() leads to."""
+    """The updater, not yet started."""
 
     platform: str
     is_windows: bool
@@ -44,6 +44,11 @@ class Updater:
     starts_log: Path
     # The updater's folder of local data.
     data: Path
+
+    # What a platform adds: storing settings of the application, the ids of what runs, and what start() leads to.
+    store: Callable[[Mapping[str, Setting]], None]
+    processes: Callable[[], list[int]]
+    launch: Callable[..., subprocess.Popen]
 
     def __init__(self, folder: Path, installation: Path) -> None:
         # Everything of the run lies in the folder.
@@ -147,7 +152,7 @@ class Updater:
     # --- the start, and what a user does
 
     def start(self, *arguments: str, program: Path | None = None, variables: Mapping[str, str] = {},
-              through: Sequence[str] = (), **sandbox: object) -> None:
+              through: Sequence[str] = (), **sandbox: Any) -> None:
         """Starts, by default, the updater in the installation, and with arguments the relocated one; through is the
         start of its command line."""
         if program is None:
@@ -159,13 +164,13 @@ class Updater:
         """The variables of an updater whose copying program waits, or ends at once."""
         return {"XCOPY_PAUSE": str(pause)} if exit_code is None else {"XCOPY_EXIT_CODE": str(exit_code)}
 
-    def download(self, mode: str, **start: object) -> None:
+    def download(self, mode: str, **start: Any) -> None:
         """Starts the updater in the mode ("auto" or "menu") and has it ask for the package."""
         self.start(mode, **start)
         if mode == "menu":
             self.window.choose(CHOSEN.number)
 
-    def make_ready(self, mode: str, **start: object) -> None:
+    def make_ready(self, mode: str, **start: Any) -> None:
         """Has the updater fetch and unpack the package."""
         self.download(mode, **start)
         self.window.wait_for_button(self.texts("Install Update"))
@@ -199,7 +204,7 @@ class Updater:
         elif self.window.is_open():
             self.window.close()
         assert self.exit_code() == 0
-        becomes([], self.processes, "processes")
+        becomes(list[int](), self.processes, "processes")
 
     def relocated(self, mode: str) -> list[int]:
         """The relocated updaters that run in this mode."""

@@ -13,6 +13,7 @@ class RelocationTest : public WindowTest
     Q_OBJECT
 
     const QString m_localData = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    const QString m_copy = QDir::toNativeSeparators(m_localData + "/freshen");
     const QString m_installation = QCoreApplication::applicationDirPath();
 
 private slots:
@@ -43,7 +44,7 @@ private slots:
             {"settings.ini", m_installation.toUtf8()},
         };
         QCOMPARE(treeOf(m_localData), expected);
-        const QStringList start = {"Freshen.exe", "menu", QDir::toNativeSeparators(m_localData + "/freshen")};
+        const QStringList start = {"Freshen.exe", "menu", m_copy};
         QCOMPARE(fakeSystem.elevatedStarts, QVector<QStringList>{start});
         QVERIFY(networkAccessManager->findChild<QNetworkReply *>() == nullptr);
     }
@@ -80,7 +81,7 @@ private slots:
         writeFile(m_localData, "in the way");
         TestWindow window;
         QVERIFY(quitsAfter([&window] { window.show(); }));
-        QCOMPARE(takeLog().last(), "Error creating path: " + logged(m_localData + "/freshen"));
+        QCOMPARE(takeLog().last(), "Error creating path: " + logged(m_copy));
         QVERIFY(fakeSystem.elevatedStarts.isEmpty());
     }
 };

@@ -6,6 +6,7 @@
 #include <QDebug>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <quazip/quazip.h>
 #include <quazip/quazipfile.h>
@@ -40,10 +41,16 @@ void copyEntry(QuaZipFile &entry, QFile &output)
         qWarning() << "Cannot write" << output.fileName() << "-" << output.errorString();
 }
 
-/// Makes the folder that \a target lies in; for a target that ends in a separator that is the folder itself.
-void makeFolderOf(const QString &target)
+/// Opens \a output, the file of the entry \a name, for writing. Its folder is made only where that fails: most entries
+/// lie in the folder of the entry before. For a name that ends in a separator that is the folder itself.
+bool openOutput(QFile &output, const QString &name)
 {
-    QDir().mkpath(target.left(target.lastIndexOf(QDir::separator())));
+    if (output.open(QIODevice::WriteOnly))
+        return true;
+    if (!name.contains(QDir::separator()))
+        return false;
+    QDir().mkpath(QFileInfo(output).path());
+    return output.open(QIODevice::WriteOnly);
 }
 
 ExtractionResult failure(const QString &errorText)
@@ -73,8 +80,7 @@ ExtractionResult extractEntry(QuaZip &archive, const QuaZipFileInfo64 &informati
     if (!entry.open(QIODevice::ReadOnly))
         return failure("unzip(): file.open(): %1", entry.getZipError());
 
-    // The reader is asked for the sake of its check: it knows the first 256 bytes of a name, the record all of them.
-    static_cast<void>(entry.getActualFileName());
+    // The record holds all of the name; of a long one the reader itself knows only the first 256 bytes.
     const QString &storedName = information.name;
     const QString name = QDir::toNativeSeparators(storedName);
     if (entry.getZipError() != UNZ_OK)
@@ -83,11 +89,9 @@ ExtractionResult extractEntry(QuaZip &archive, const QuaZipFileInfo64 &informati
         return failure(QStringLiteral("unzip(): unsafe entry name: %1").arg(printable(storedName)));
 
     const QString target = QDir::toNativeSeparators(targetFolder + QLatin1Char('/')) + name;
-    if (name.contains(QDir::separator()))
-        makeFolderOf(target);
     QFile output(target);
     // The entry of a folder cannot be opened for writing; nothing is written then.
-    if (!output.open(QIODevice::WriteOnly) && !name.endsWith(QDir::separator()))
+    if (!openOutput(output, name) && !name.endsWith(QDir::separator()))
         qWarning() << "Cannot write" << target << "-" << output.errorString();
     copyEntry(entry, output);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+#include <QCache>
 #include <QFile>
 #include <QIODevice>
 
@@ -32,8 +34,13 @@ protected:
     ///@}
 
 private:
+    /// The block of the file with this \a number, counted from 0; short where the file ends in it.
+    const QByteArray &blockAt(qint64 number);
+
     QFile m_file;
     qint64 m_start = 0;
+    /// The blocks used last. For each entry the reader goes back to the directory several times.
+    QCache<qint64, QByteArray> m_blocks{4};
 };
 
 } // namespace freshen

@@ -127,6 +127,25 @@ private slots:
         QCOMPARE(readFile(file("Package.zip")), QByteArray("\0\0\0\x08short", 9));
     }
 
+    void anyPartOfTheArchiveIsRead()
+    {
+        const QString path = file("Package.zip");
+        const QByteArray content = someBytes(400000);
+        writeFile(path, asStored(content));
+        StoredArchive archive(path);
+        QVERIFY(archive.open(QIODevice::ReadOnly));
+        QVERIFY(archive.readAll() == content);
+        const QList<QPair<qint64, int>> parts = {{0, 1},       {399990, 20}, {400000, 1}, {65530, 2},
+                                                 {65530, 100}, {1, 399999},  {0, 200000}};
+        for (const auto &[position, size] : parts) {
+            QVERIFY(archive.seek(position));
+            QVERIFY(archive.read(size) == content.mid(static_cast<int>(position), size));
+        }
+        // No file is that long.
+        archive.seek(std::numeric_limits<qint64>::max() - packageLengthSize);
+        QCOMPARE(archive.read(1), QByteArray());
+    }
+
     /// The 4 bytes hold the length modulo 2^32.
     void lengthBeyond32BitsIsFound()
     {

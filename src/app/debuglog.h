@@ -16,6 +16,10 @@ namespace freshen {
 /// messages. A null pointer means that there is no file.
 void setDebugLogFile(QFile *file);
 
+/// \a time, in milliseconds since the epoch, as the lines of the log begin: "yyMMdd hh:mm:ss:zzz", local time.
+/// For one thread at a time.
+QString logTime(qint64 time);
+
 /// Message handler for qInstallMessageHandler(). Nothing is filtered. The handler itself ends no process: after a fatal
 /// message Qt does, once the handler has returned. Each line goes to the end of the file as a whole, whoever else
 /// writes there. Where the file cannot be opened, each message tries again and the line on standard error is all there

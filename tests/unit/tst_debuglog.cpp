@@ -35,14 +35,25 @@ void sayLines(const QString &writer)
         say(lineOf(writer, number));
 }
 
+/// Logs when it is destroyed: for a static object that is after Qt has deleted its codecs.
+struct LastLine
+{
+    QString text;
+
+    ~LastLine()
+    {
+        if (!text.isEmpty())
+            say(text);
+    }
+} lastLine;
+
 /// What this program does with the path of a log as its argument.
 int writeLinesTo(const QString &path)
 {
     redirectErrors(QProcess::nullDevice());
-    QFile file(path);
-    setDebugLogFile(&file);
+    setDebugLogFile(new QFile(path));
     sayLines("child");
-    setDebugLogFile(nullptr);
+    lastLine.text = lineOf("child", linesOfOne);
     return 0;
 }
 
@@ -89,6 +100,15 @@ private slots:
         QVERIFY2(before <= time && time <= after, qUtf8Printable(stamp));
     }
 
+    void timesToTheMillisecond()
+    {
+        const qint64 begin = Q_INT64_C(1741338307000);
+        for (const qint64 time : {begin, begin + 42, begin + 999, begin + 1000, begin + 86400042, begin}) {
+            const QDateTime expected = QDateTime::fromMSecsSinceEpoch(time);
+            QCOMPARE(logTime(time), expected.toString("yyMMdd hh:mm:ss:zzz"));
+        }
+    }
+
     void linesAreAppendedAtOnce()
     {
         say("one");
@@ -128,7 +148,7 @@ private slots:
             const QString writer = line.section(' ', 2, 2);
             QCOMPARE(line, "[D][:0]  " + lineOf(writer, count[writer]++));
         }
-        QCOMPARE(count, (QMap<QString, int>{{"child", linesOfOne}, {"process", lines}, {"thread", linesOfOne}}));
+        QCOMPARE(count, (QMap<QString, int>{{"child", linesOfOne + 1}, {"process", lines}, {"thread", linesOfOne}}));
     }
 
 private:

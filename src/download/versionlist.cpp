@@ -60,7 +60,7 @@ QList<QStringList> listRows(const VersionTable &versions, bool showBeta)
             continue;
         const QString &reference = row.at(column::reference);
         const QString type =
-            reference.isEmpty() ? row.at(column::type) : QStringLiteral("Update %1").arg(++updateNumber);
+            reference.isEmpty() ? row.at(column::type) : QLatin1String("Update ") + QString::number(++updateNumber);
         rows.append({QString::number(it.key()), row.at(column::version), type, reference, row.at(column::date),
                      row.at(column::info)});
     }

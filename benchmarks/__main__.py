@@ -19,7 +19,7 @@ from groups import GROUPS, Figure, Group, Stage, Value
 from measuring import Sample
 
 # What the largest group needs, with room to spare.
-_SPACE = 5 * 1024**3
+_SPACE = 7 * 1024**3
 _SPACE_QUICK = 256 * 1024**2
 _LEAST_TURNS = 5
 

@@ -113,15 +113,21 @@ void showVersions(MainWindow &window, const QString &description)
     window.getVersions(reply);
 }
 
+/// Shows \a window with the list of versions, and returns that.
+QTreeWidget *showList(MainWindow &window)
+{
+    window.show();
+    QCoreApplication::processEvents();
+    showVersions(window, makeDescription(listedRows, 2));
+    return window.findChild<QTreeWidget *>();
+}
+
 /// Beta versions away and back again, each time until it is on the screen.
 void toggleBeta(benchmark::State &state)
 {
     MainWindow window;
-    window.show();
-    QCoreApplication::processEvents();
-    showVersions(window, makeDescription(listedRows, 2));
+    const QTreeWidget *tree = showList(window);
     auto *showBeta = window.findChild<QCheckBox *>();
-    auto *tree = window.findChild<QTreeWidget *>();
     showBeta->setChecked(false);
     for (auto _ : state) {
         showBeta->click();
@@ -133,22 +139,27 @@ void toggleBeta(benchmark::State &state)
     }
 }
 
-/// The peer: the same rows in a tree widget of its own.
+/// The peer: the same texts made and put into the same list, and sorted.
 void fillTree(benchmark::State &state)
 {
     const VersionTable versions = readVersionList(makeDescription(listedRows, 2));
-    const std::array<QList<QStringList>, 2> contents = {listRows(versions, true), listRows(versions, false)};
-    QTreeWidget tree;
-    tree.setColumnCount(contents[0].first().size());
-    tree.show();
-    QCoreApplication::processEvents();
+    MainWindow window;
+    QTreeWidget *tree = showList(window);
+    tree->setSortingEnabled(false);
     for (auto _ : state) {
-        for (const QList<QStringList> &rows : contents) {
-            tree.clear();
+        for (const bool showBeta : {true, false}) {
+            tree->clear();
             QList<QTreeWidgetItem *> items;
-            for (const QStringList &row : rows)
-                items.append(new QTreeWidgetItem(row));
-            tree.addTopLevelItems(items);
+            int number = 0;
+            for (auto row = versions.cbegin(); row != versions.cend(); ++row) {
+                if (showBeta || row->at(column::type) != betaType)
+                    items.append(new QTreeWidgetItem({QString::number(row.key()), row->at(column::version),
+                                                      QLatin1String("Update ") + QString::number(++number),
+                                                      row->at(column::reference), row->at(column::date),
+                                                      row->at(column::info)}));
+            }
+            tree->addTopLevelItems(items);
+            tree->sortItems(0, Qt::DescendingOrder);
             QCoreApplication::processEvents();
         }
     }

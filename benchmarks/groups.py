@@ -20,7 +20,7 @@ from kit.wine import Wine
 
 import inputs
 from inputs import MIB
-from measuring import Command, Function, Sample, Side, Started, Step, WindowsStep
+from measuring import Command, CountedStep, Function, Sample, Side, Started, Step, WindowsStep
 
 _ROOT = Path(__file__).resolve().parents[1]
 _PROGRAMS = _ROOT / "build" / "bench" / "bin"
@@ -83,52 +83,66 @@ class Stage:
             folder.mkdir(parents=True)
 
 
-def _extraction(stage: Stage, name: str, files: int, size: int) -> Group:
-    package, stored = stage.folder / "package.zip", stage.folder / "stored.zip"
-    inputs.make_package(package, files, size)
-    inputs.store_package(package, stored)
-    steps = stage.program("steps")
-    out, given = stage.folder / "run" / "out", stage.folder / "run" / "given.zip"
+class _Unpacking:
+    """A package to be unpacked into place/out, by the updater and by its peers."""
 
-    def give(original: Path) -> Callable[[], None]:
-        def prepare() -> None:
-            stage.empty(out)
-            given.unlink(missing_ok=True)
-            # The updater deletes its package. So it gets a name of it; the bytes stay.
-            os.link(original, given)
-        return prepare
+    def __init__(self, stage: Stage, place: Path, files: int, size: int) -> None:
+        self._stage = stage
+        self.out, self.given = place / "out", place / "given.zip"
+        self.package, self._stored = place / f"{files} files.zip", place / f"{files} files stored.zip"
+        place.mkdir(parents=True, exist_ok=True)
+        inputs.make_package(self.package, files, size)
+        inputs.store_package(self.package, self._stored)
 
-    def side(*command: str | Path) -> Side:
-        return Command(stage.environment, *command, prepare=lambda: stage.empty(out))
+    def prepare(self) -> None:
+        self._stage.empty(self.out)
+        self.given.unlink(missing_ok=True)
+        # The updater deletes its package. So it gets a name of it; the bytes stay.
+        os.link(self._stored, self.given)
 
-    sides: dict[str, Side] = {
-        "updater": Step(stage.environment, steps, "extract", given, prepare=give(stored)),
-        "unzip": side("unzip", "-q", package, "-d", out),
-        "bsdtar": side("bsdtar", "-x", "-f", package, "-C", out),
+    def step(self, kind: type[Step] = Step) -> Side:
+        steps = self._stage.program("steps")
+        return kind(self._stage.environment, steps, "extract", self.given, prepare=self.prepare)
+
+    def peer(self, *command: str | Path) -> Side:
+        return Command(self._stage.environment, *command, prepare=lambda: self._stage.empty(self.out))
+
+
+def _extraction(stage: Stage, name: str, files: int, size: int, targets: tuple[float, float | None]) -> Group:
+    unpacking = _Unpacking(stage, stage.folder / "run", files, size)
+    sides = {
+        "updater": unpacking.step(),
+        "unzip": unpacking.peer("unzip", "-q", unpacking.package, "-d", unpacking.out),
+        "bsdtar": unpacking.peer("bsdtar", "-x", "-f", unpacking.package, "-C", unpacking.out),
     }
     figures = [
-        Figure(f"{name}/unzip", ("updater", "wall"), ("unzip", "wall"), "s", 0.95),
-        Figure(f"{name}/bsdtar", ("updater", "wall"), ("bsdtar", "wall"), "s", 1.10),
+        Figure(f"{name}/unzip", ("updater", "wall"), ("unzip", "wall"), "s", targets[0]),
+        Figure(f"{name}/bsdtar", ("updater", "wall"), ("bsdtar", "wall"), "s", targets[1]),
     ]
     if files == stage.sized(40, 2):
-        entry, stored_entry = stage.folder / "entry.zip", stage.folder / "stored-entry.zip"
-        inputs.make_package(entry, 1, size // files)
-        inputs.store_package(entry, stored_entry)
-        sides["one entry"] = Step(stage.environment, steps, "extract", given, prepare=give(stored_entry))
+        sides["one entry"] = _Unpacking(stage, stage.folder / "run", 1, size // files).step()
         figures.append(Figure("longest-stall", ("updater", "stall"), ("one entry", "wall"), "s", None))
     return Group(figures, sides)
 
 
 def extraction_2000_files(stage: Stage) -> Group:
-    return _extraction(stage, "extraction-2000-files", stage.sized(2000, 20), stage.sized(100 * MIB, MIB))
+    return _extraction(stage, "extraction-2000-files", stage.sized(2000, 20), stage.sized(100 * MIB, MIB), (0.95, 1.05))
 
 
 def extraction_40_files(stage: Stage) -> Group:
-    return _extraction(stage, "extraction-40-files", stage.sized(40, 2), stage.sized(1024 * MIB, MIB))
+    return _extraction(stage, "extraction-40-files", stage.sized(40, 2), stage.sized(1024 * MIB, MIB), (0.95, 1.05))
 
 
 def extraction_50000_files(stage: Stage) -> Group:
-    return _extraction(stage, "extraction-50000-files", stage.sized(50000, 500), stage.sized(100 * MIB, MIB))
+    return _extraction(stage, "extraction-50000-files", stage.sized(50000, 500), stage.sized(100 * MIB, MIB),
+                       (1.15, None))
+
+
+def extraction_calls(stage: Stage) -> Group:
+    entries = stage.sized(10000, 100)
+    unpacking = _Unpacking(stage, stage.folder / "run", entries, 2048 * entries)
+    return Group([Figure("extraction-calls", ("updater", "calls"), 14.0, "per entry", 1.0, (1 / entries, 1))],
+                 {"updater": unpacking.step(CountedStep)})
 
 
 def _settings(stage: Stage, port: int) -> None:
@@ -138,35 +152,53 @@ def _settings(stage: Stage, port: int) -> None:
     })
 
 
-def download(stage: Stage) -> Group:
-    body = stage.sized(500 * MIB, MIB)
+def _offer(stage: Stage, make: Callable[[Path, int], None], size: int) -> str:
+    """Makes a package for a web server to offer; returns its address. The updater is to find it there."""
     server = stage.resources.enter_context(Nginx(stage.folder / "server"))
     server.offer(VERSIONS_PATH, description(_VERSION))
-    inputs.make_file(server.file(_VERSION.package_path), body)
+    make(server.file(_VERSION.package_path), size)
     _settings(stage, server.port)
-    program = stage.program("Freshen.exe")
-    stored = stage.folder / "run" / _VERSION.package_name
-    log = stage.updater.log_file
+    return f"http://127.0.0.1:{server.port}{_VERSION.package_path}"
+
+
+def _update(stage: Stage, until: str, result: Path, size: int, *through: str) -> Started:
+    """The updater in automatic mode until a line of its log; by then the file of the result has this size."""
+    log, folder = stage.updater.log_file, stage.folder / "run"
 
     def forget() -> None:
         log.unlink(missing_ok=True)
-        stored.unlink(missing_ok=True)
+        (folder / result).unlink(missing_ok=True)
 
-    def is_stored() -> None:
-        wait_for(lambda: log.exists() and "update stored in" in log.read_text(), "the stored package", 120)
-        if stored.stat().st_size != body + 4:
-            raise RuntimeError("the package is not stored as a whole")
+    def is_done() -> None:
+        wait_for(lambda: log.exists() and until in log.read_text(), f"the line {until!r}", 240)
+        if (folder / result).stat().st_size != size:
+            raise RuntimeError(f"{result} is not there as a whole")
 
-    address = f"http://127.0.0.1:{server.port}{_VERSION.package_path}"
-    sides: dict[str, Side] = {
-        # The package is none, so the updater stops when it has stored it.
-        "updater": Started(stage.environment, [program, "auto"], is_stored, prepare=forget),
-        "curl": Command(stage.environment, "curl", "--silent", "--fail", "-o", stored, address, prepare=forget),
-    }
+    return Started(stage.environment, [*through, stage.program("Freshen.exe"), "auto"], is_done, prepare=forget)
+
+
+def download(stage: Stage) -> Group:
+    body, stored = stage.sized(500 * MIB, MIB), stage.folder / "run" / _VERSION.package_name
+    address = _offer(stage, inputs.make_file, body)
     return Group([
         Figure("download-cpu", ("updater", "cpu"), ("curl", "cpu"), "CPU s", 2.0),
         Figure("download-memory", ("updater", "memory"), body / MIB + 64, "MiB", 1.0),
-    ], sides)
+    ], {
+        # The package is none, so the updater stops when it has stored it.
+        "updater": _update(stage, "update stored in", stored, body + 4),
+        "curl": Command(stage.environment, "curl", "--silent", "--fail", "-o", stored, address,
+                        prepare=lambda: stored.unlink(missing_ok=True)),
+    })
+
+
+def large_package(stage: Stage) -> Group:
+    size = stage.sized(3072 * MIB, MIB)
+    _offer(stage, inputs.make_large_package, size)
+    # To hold the body twice at any time would exceed the limit.
+    limit = f"--as={size + 1024 * MIB}"
+    update = _update(stage, "update unzipped to", Path("out/Tavlopro/large.dat"), size, "prlimit", limit)
+    return Group([Figure("large-package-memory", ("updater", "memory"), size / MIB + 64, "MiB", 1.0)],
+                 {"updater": update})
 
 
 def _description(stage: Stage, name: str, reading: str, splitting: str) -> Group:
@@ -201,7 +233,7 @@ def description_manual(stage: Stage) -> Group:
 
 def version_list(stage: Stage) -> Group:
     program, seconds = stage.program("functions"), 0.001 if stage.is_quick else 1
-    return Group([Figure("version-list", ("updater", "cpu"), ("tree", "cpu"), "s", 1.5)], {
+    return Group([Figure("version-list", ("updater", "cpu"), ("tree", "cpu"), "s", 1.15)], {
         "updater": Function(stage.environment, program, "toggleBeta", seconds),
         "tree": Function(stage.environment, program, "fillTree", seconds),
     })
@@ -209,7 +241,7 @@ def version_list(stage: Stage) -> Group:
 
 def debug_log(stage: Stage) -> Group:
     program, seconds = stage.program("functions"), 0.001 if stage.is_quick else 0.5
-    return Group([Figure("debug-log-line", ("updater", "cpu"), ("printf", "cpu"), "ns", None, (1e9, 1e9))], {
+    return Group([Figure("debug-log-line", ("updater", "cpu"), ("printf", "cpu"), "ns", 3.0, (1e9, 1e9))], {
         "updater": Function(stage.environment, program, "logLine", seconds),
         "printf": Function(stage.environment, program, "printLine", seconds),
     })
@@ -234,10 +266,10 @@ def start(stage: Stage) -> Group:
         "form": Started(stage.environment, [stage.program("emptywindow"), address, "--form"], is_requested),
     }
     return Group([
-        Figure("start", ("updater", "wall"), ("empty window", "wall"), "s", 1.10),
-        Figure("start-memory", ("updater", "memory"), ("empty window", "memory"), "MiB", 1.15),
-        Figure("start-beside-form", ("updater", "wall"), ("form", "wall"), "s", None),
-        Figure("start-beside-form-memory", ("updater", "memory"), ("form", "memory"), "MiB", None),
+        Figure("start/form", ("updater", "wall"), ("form", "wall"), "s", 1.15),
+        Figure("start/empty-window", ("updater", "wall"), ("empty window", "wall"), "s", None),
+        Figure("start-memory/form", ("updater", "memory"), ("form", "memory"), "MiB", 1.15),
+        Figure("start-memory/empty-window", ("updater", "memory"), ("empty window", "memory"), "MiB", None),
     ], sides)
 
 
@@ -285,12 +317,15 @@ def installation(stage: Stage) -> Group:
     tree, steps = _Tree(stage, stage.folder), stage.program("steps")
     sides: dict[str, Side] = {
         "cleaning": Step(stage.environment, steps, "clean", tree.target, prepare=tree.fill),
+        "bare": Command(stage.environment, stage.program("barecleaning"), tree.target, stage.folder / "cleaning.log",
+                        prepare=tree.fill),
         "rm": tree.rm(),
         "copying": Step(stage.environment, steps, "copy", tree.source, tree.target, prepare=tree.empty),
         "cp": tree.cp(),
     }
     return Group([
-        Figure("cleaning", ("cleaning", "wall"), ("rm", "wall"), "s", 1.2),
+        Figure("cleaning/bare", ("cleaning", "wall"), ("bare", "wall"), "s", 1.15),
+        Figure("cleaning/rm", ("cleaning", "wall"), ("rm", "wall"), "s", None),
         Figure("copy", ("copying", "wall"), ("cp", "wall"), "s", 1.2),
     ], sides)
 
@@ -329,7 +364,7 @@ class _NotMade:
         return None
 
 
-class _Size:
+class _Size(_NotMade):
     """The size of a file."""
 
     def __init__(self, file: Path) -> None:
@@ -338,15 +373,11 @@ class _Size:
     def sample(self) -> Sample:
         return {"size": self._file.stat().st_size / MIB}
 
-    def peak(self) -> None:
-        return None
 
-
-def installation_under_wine(stage: Stage) -> Group:
-    group = Group([
-        Figure("cleaning-wine", ("cleaning", "wall"), ("rm", "wall"), "s", None),
-        Figure("copy-wine", ("copying", "wall"), ("cp", "wall"), "s", None),
-    ], dict.fromkeys(("cleaning", "rm", "copying", "cp"), _NotMade()))
+def steps_under_wine(stage: Stage) -> Group:
+    peers = {"extraction": "unzip", "relocation": "cp of the updater", "cleaning": "rm", "copy": "cp"}
+    group = Group([Figure(f"{step}-wine", (step, "wall"), (peer, "wall"), "s", None) for step, peer in peers.items()],
+                  dict.fromkeys([*peers, *peers.values()], _NotMade()))
     package, steps = _windows_package(), _WINDOWS / "bin" / "steps.exe"
     if package is None or not steps.exists():
         return group
@@ -355,18 +386,30 @@ def installation_under_wine(stage: Stage) -> Group:
     wine.create()
     # Wine's own copying tool does not know all that Windows' does.
     wine.replace_tool("xcopy.exe", _WINDOWS / "fakes" / "xcopy.exe")
-    program = wine.drive / "run" / "bin" / "steps.exe"
+    # The relocation starts a copy of this name.
+    program = wine.drive / "run" / "bin" / "Freshen.exe"
     shutil.unpack_archive(package, program.parent)
     shutil.copy2(steps, program)
+    # Windows drops the full stop at the end of a folder's name.
+    copy = wine.profile / "AppData" / "Local" / "Q.U.I.N.T.A" / "Tavlo3 Updater" / "freshen"
     tree = _Tree(stage, wine.drive)
+    unpacking = _Unpacking(stage, program.parents[1], stage.sized(2000, 20), stage.sized(4 * MIB, MIB))
 
-    def step(name: str, *folders: Path, prepare: Callable[[], None]) -> WindowsStep:
-        return WindowsStep(wine, program, name, *(str(wine.path(folder)) for folder in folders), prepare=prepare)
+    def step(name: str, *paths: Path, prepare: Callable[[], None]) -> WindowsStep:
+        return WindowsStep(wine, program, name, *(str(wine.path(path)) for path in paths), prepare=prepare)
+
+    def remove_copy() -> None:
+        shutil.rmtree(copy, ignore_errors=True)
+        copy.parent.mkdir(parents=True, exist_ok=True)
 
     group.sides.update({
+        "extraction": step("extract", unpacking.given, prepare=unpacking.prepare),
+        "unzip": unpacking.peer("unzip", "-q", unpacking.package, "-d", unpacking.out),
+        "relocation": step("relocate", prepare=remove_copy),
+        "cp of the updater": Command(stage.environment, "cp", "-r", program.parent, copy, prepare=remove_copy),
         "cleaning": step("clean", tree.target, prepare=tree.fill),
         "rm": tree.rm(),
-        "copying": step("copy", tree.source, tree.target, prepare=tree.empty),
+        "copy": step("copy", tree.source, tree.target, prepare=tree.empty),
         "cp": tree.cp(),
     })
     return group
@@ -388,15 +431,17 @@ GROUPS: dict[Callable[[Stage], Group], list[str]] = {
     extraction_2000_files: ["extraction-2000-files/unzip", "extraction-2000-files/bsdtar"],
     extraction_40_files: ["extraction-40-files/unzip", "extraction-40-files/bsdtar", "longest-stall"],
     extraction_50000_files: ["extraction-50000-files/unzip", "extraction-50000-files/bsdtar"],
+    extraction_calls: ["extraction-calls"],
     download: ["download-cpu", "download-memory"],
+    large_package: ["large-package-memory"],
     description_automatic: _reading_figures("description-automatic"),
     description_manual: _reading_figures("description-manual"),
     version_list: ["version-list"],
-    start: ["start", "start-memory", "start-beside-form", "start-beside-form-memory"],
+    start: ["start/form", "start/empty-window", "start-memory/form", "start-memory/empty-window"],
     debug_log: ["debug-log-line"],
     relocation: ["relocation"],
-    installation: ["cleaning", "copy"],
-    installation_under_wine: ["cleaning-wine", "copy-wine"],
+    installation: ["cleaning/bare", "cleaning/rm", "copy"],
+    steps_under_wine: ["extraction-wine", "relocation-wine", "cleaning-wine", "copy-wine"],
     precheck: ["precheck-round"],
     package_size: ["package-size"],
 }

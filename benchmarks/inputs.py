@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import random
 import struct
+import subprocess
 import zipfile
 from pathlib import Path
 
@@ -64,6 +65,15 @@ def make_package(path: Path, files: int, size: int) -> None:
             info.external_attr = 0o100644 << 16
             info.compress_type = zipfile.ZIP_DEFLATED
             archive.writestr(info, contents.next(size // files))
+
+
+def make_large_package(path: Path, size: int) -> None:
+    """A ZIP package of one file of zeros, not compressed; they take no space on the disk."""
+    with zipfile.ZipFile(path, "w") as archive:
+        with archive.open(zipfile.ZipInfo("Tavlopro/large.dat"), "w", force_zip64=True) as entry:
+            for _ in range(size // MIB):
+                entry.write(bytes(MIB))
+    subprocess.run(["fallocate", "--dig-holes", path], check=True)
 
 
 def store_package(package: Path, stored: Path) -> None:

@@ -75,6 +75,16 @@ class Step(Command):
         return {"wall": report["seconds"], "stall": report["stall"]}
 
 
+class CountedStep(Step):
+    """The same for the number of system calls of the whole run, start included: "calls"."""
+
+    def sample(self) -> Sample:
+        self._prepare()
+        with tempfile.NamedTemporaryFile("r") as report:
+            self._run("strace", "-f", "-c", "-U", "calls,name", "-o", report.name, *self._command)
+            return {"calls": int(report.read().split()[-2])}
+
+
 class WindowsStep:
     """One step of the window of the Windows program, which tells itself how long it took: "wall" and "stall"."""
 

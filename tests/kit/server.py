@@ -1,5 +1,5 @@
-"""An HTTP server that keeps each request as it came and answers as a test tells it to: cut off, held back, byte by
-byte, without a length. Asked as a proxy, it notes the whole addresses and answers for every host."""
+"""An HTTP server that keeps each request as it came and answers as a test tells it to: cut off, held back, slowly.
+Asked as a proxy, it notes the whole addresses and answers for every host."""
 
 from __future__ import annotations
 
@@ -37,11 +37,7 @@ class Answer(NamedTuple):
     body: bytes = b""
     status: int = 200
     headers: Mapping[str, str] = {}
-    # Whether the length of the body is told.
-    announce: bool = True
     hold: int | None = None
-    # The whole answer is held back, its first line included.
-    silent: bool = False
     # Bytes per second.
     rate: float | None = None
 
@@ -120,11 +116,8 @@ class _Connection(BaseHTTPRequestHandler):
         """The requests are kept."""
 
     def _send(self, answer: Answer) -> None:
-        if answer.silent:
-            self._hold()
         self.send_response_only(answer.status)
-        length = {"Content-Length": str(len(answer.body))} if answer.announce else {}
-        for name, value in {"Connection": "close", **length, **answer.headers}.items():
+        for name, value in {"Connection": "close", "Content-Length": str(len(answer.body)), **answer.headers}.items():
             self.send_header(name, value)
         self.end_headers()
         if answer.hold is not None:

@@ -1,5 +1,5 @@
 """What servers and networks can do wrong: answers that are no version file and no package, or odd ones, certificates
-that are not to be trusted, and connections that are not there or go away."""
+that are not to be trusted, connections that are not there or go away; and redirects."""
 
 from __future__ import annotations
 
@@ -14,7 +14,7 @@ from kit.offer import CHOSEN, VERSIONS_PATH, Version, application, description, 
 from kit.server import Answer, UpdateServer
 from kit.servers import HOST, Authority, Nginx, Squid
 from kit.updater import Updater
-from kit.waiting import wait_for
+from kit.waiting import becomes, wait_for
 from kit.window import Window
 
 MODES = {"automatic": "auto", "list": "menu"}
@@ -158,6 +158,8 @@ def test_certificate(updater: Updater, window: Window, nginx: Callable[..., Ngin
     assert server.served() == []
 
 
+# --- redirects
+
 @pytest.mark.fault("{what}: a redirect from HTTPS to HTTP")
 @pytest.mark.parametrize(("what", "path"), [("Version file", VERSIONS_PATH), ("Package", CHOSEN.package_path)])
 def test_redirect_to_less_safe_protocol(updater: Updater, window: Window, server: UpdateServer,
@@ -172,3 +174,22 @@ def test_redirect_to_less_safe_protocol(updater: Updater, window: Window, server
     fault.is_seen()
     updater.ends("OK" if window.boxes() else None)
     assert server.requests == []
+
+
+@pytest.mark.parametrize("status", [301, 302, 303, 307, 308])
+def test_redirects(updater: Updater, nginx: Callable[..., Nginx], authority: Authority, trusting: dict[str, object],
+                   status: int) -> None:
+    """Every kind of redirect is followed, to another path and to the safer protocol."""
+    safe = nginx(authority.issue("127.0.0.1"))
+    server = nginx(locations=f"""
+        location = {VERSIONS_PATH} {{ return {status} /elsewhere{VERSIONS_PATH}; }}
+        location /elsewhere {{ rewrite ^/elsewhere(.*) $1 break; }}
+        location = {CHOSEN.package_path} {{ return {status} https://127.0.0.1:{safe.port}$request_uri; }}""")
+    updater.use(server)
+    updater.start("auto", **trusting)
+    updater.wait_for_log("update unzipped to ")
+    # The library may repeat a request when it gives up a connection.
+    becomes([(VERSIONS_PATH, status), (f"/elsewhere{VERSIONS_PATH}", 200), (CHOSEN.package_path, status),
+             (CHOSEN.package_path, 200)],
+            lambda: list(dict.fromkeys((entry.request.split(" ")[1], entry.status)
+                                       for entry in server.served() + safe.served())))

@@ -75,7 +75,8 @@ def test_info(updater: Updater, window: Window, server: UpdateServer, info: str,
 
 @pytest.mark.parametrize("mode", MODES)
 def test_progress_page(updater: Updater, window: Window, server: UpdateServer, mode: str) -> None:
-    """The progress page is 460 x 140; bar and button have names, and keys press the button."""
+    """The progress page is 460 x 140; bar and button have names, and keys press the button. When the download is
+    cancelled its connection ends, and nothing of it is kept."""
     server.offer(CHOSEN)
     server.answers[CHOSEN.package_path] = Answer(bytes(MEBIBYTE), hold=MEBIBYTE // 2)
     updater.download(mode)
@@ -84,5 +85,7 @@ def test_progress_page(updater: Updater, window: Window, server: UpdateServer, m
     assert window.widget("progressBar").label == updater.texts("Downloading Tavlopro", CHOSEN.kind, CHOSEN.number)
     window.keys("Tab", "space")
     window.wait_for_button(updater.texts("Close"))
+    becomes([CHOSEN.package_path], lambda: server.left_by_client, "connections that the updater has ended")
     window.keys("space")
     assert updater.exit_code() == 0
+    assert not updater.stored_packages()

@@ -15,7 +15,7 @@ from typing import NamedTuple
 
 from . import folders
 from .offer import REVISION
-from .updater import OWN_FILES, Updater
+from .updater import Updater
 from .waiting import NotYet, becomes
 
 _PAGE = Path(__file__).resolve().parents[2] / "docs" / "reliability.md"
@@ -104,13 +104,12 @@ def telling(updater: Updater) -> list[str]:
 
 def remains(updater: Updater) -> list[str]:
     """What the updater has left in the folder that it works in, and what the installation is like."""
-    folder, left = updater.inside(updater.parent), []
-    own = [folder / name for name in (*OWN_FILES, updater.installation.name)]
-    for top, paths in groupby(folders.leaves(folders.look(folder, own)), lambda path: path.partition("/")[0]):
+    left: list[str] = []
+    for top, paths in groupby(folders.leaves(updater.leftovers()), lambda path: path.partition("/")[0]):
         left += _listed(list(map(_short, paths)), f"{top}/ ")
-    if updater.installed:
+    if installed := folders.inside(updater.installation.name, updater.world):
         seen = updater.look(updater.installation)
-        left.append("the installation as it was" if seen == updater.installed else
+        left.append("the installation as it was" if seen == installed else
                     f"the installation: {', '.join(_listed(folders.leaves(seen))) or 'empty'}")
     return left or ["nothing"]
 

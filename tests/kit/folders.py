@@ -65,6 +65,11 @@ def below(folder: str, tree: Tree) -> Tree:
     return {f"{folder}/{path}": node for path, node in tree.items()}
 
 
+def inside(folder: str, tree: Tree) -> Tree:
+    """What the tree has in this folder."""
+    return {path.removeprefix(f"{folder}/"): node for path, node in tree.items() if path.startswith(f"{folder}/")}
+
+
 # --- on disk
 
 def make(root: Path, tree: Tree) -> None:

@@ -5,7 +5,7 @@ from __future__ import annotations
 
 import re
 import subprocess
-from collections.abc import Callable, Mapping, Sequence
+from collections.abc import Callable, Collection, Mapping, Sequence
 from pathlib import Path
 from typing import Any
 
@@ -57,8 +57,9 @@ class Updater:
         self.process: subprocess.Popen | None = None
         # The folder above the updater that works: packages are stored and unpacked there.
         self.parent = self.data
-        # What was in the installation before the start.
-        self.installed: Tree = {}
+        # What was there before the start: the installation with what lies beside it, and what the shell had started.
+        self.world: Tree = {}
+        self.started: list[tuple[str, ...]] = []
 
     # --- its places
 
@@ -157,7 +158,7 @@ class Updater:
         start of its command line."""
         if program is None:
             program = self.place_relocated() if arguments else self.place_installed()
-        self.installed = self.look(self.installation)
+        self.world, self.started = self.look(self.installation.parent), self.starts()
         self.process = self.launch(program, *arguments, variables=variables, through=through, **sandbox)
 
     def copying(self, *, exit_code: int | None = None, pause: int = 0) -> dict[str, str]:
@@ -234,12 +235,28 @@ class Updater:
         return wait_for(lambda: next((text for text in self.log_texts() if text.startswith(start)), None),
                         f"the log line {start!r}", seconds)
 
-    def stored_packages(self) -> list[Path]:
-        return list(self.inside(self.parent).glob("*.zip"))
+    def is_updated(self, package: Tree, kept: Collection[str] = (), *, is_cleaned: bool = True,
+                   leftovers: Tree = {}) -> None:
+        """Waits for the start of the new application. Then the installation is what the manual says, and of the package
+        only these leftovers are there."""
+        top = self.installation.name
+        left = folders.after_cleaning(self.world, top, {*kept, "logo.png"}) if is_cleaned else self.world
+        expected = folders.after_copying(left, folders.below(top, package))
+        name = "Tavlopro.exe" if f"{top}/Tavlopro.exe" in expected else "Tavlopc.exe"
+        becomes([*self.started, (self.called(self.installation / name),)], self.starts, "starts of the application")
+        wrong = [*folders.differences(expected, self.look(self.installation.parent)),
+                 *folders.differences(leftovers, self.leftovers())]
+        assert not wrong, "\n".join(wrong)
+
+    def leftovers(self) -> Tree:
+        """What is in the folder that packages are stored and unpacked in, but for what the updater keeps there."""
+        parent = self.inside(self.parent)
+        return folders.look(parent, [parent / name for name in (*OWN_FILES, self.installation.name)])
 
     def look(self, folder: Path) -> Tree:
         """What is in a folder, in the words of possible(), but for what the tests have put there."""
-        return folders.look(self.inside(folder), [self.inside(folder) / PLUGINS])
+        own = [self.inside(place) / PLUGINS for place in (folder, self.installation)]
+        return folders.look(self.inside(folder), own)
 
     def beside(self) -> Tree:
         """All that it has no business with."""

@@ -14,7 +14,7 @@ from kit import folders, offer, processes
 from kit.offer import CHOSEN, VERSIONS_PATH, Version
 from kit.server import UpdateServer
 from kit.updater import Updater
-from kit.waiting import becomes, wait_for
+from kit.waiting import wait_for
 from kit.window import Window
 from kit.windows import WindowsUpdater
 
@@ -133,4 +133,4 @@ def test_programs_come_from_the_system(updater: WindowsUpdater, window: Window, 
     # Wine's interpreter runs no such command of the user's in any case.
     assert {"/d", "/v:off"} <= set(interpreter)
     assert updater.exit_code(60) == 0
-    becomes([(updater.called(updater.installation / "Tavlopro.exe"),)], updater.starts)
+    updater.is_updated(updater.possible(offer.application(updater.program)))

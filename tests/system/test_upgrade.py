@@ -13,7 +13,6 @@ from kit.folders import File, Folder, Link, Pipe, Tree, below, text
 from kit.offer import CHOSEN
 from kit.server import UpdateServer
 from kit.updater import Updater
-from kit.waiting import becomes
 from kit.window import Window
 
 PROGRAM, OTHER_PROGRAM = File(b"#!/bin/sh\nexit 0\n", 0o755), File(b"#!/bin/sh\nexec true\n", 0o755)
@@ -108,8 +107,7 @@ def install(updater: Updater, server: UpdateServer, upgrade: Upgrade, content: b
     """Has the package installed over what there is. Then there is what the manual says, and nothing is left of the
     package."""
     updater.install(upgrade.old)
-    package, top = updater.packable(upgrade.new), updater.installation.name
-    world, started = updater.look(updater.installation.parent), updater.starts()
+    package = updater.packable(upgrade.new)
     unpacked = folders.completed({**updater.look(updater.out), **package})
     server.offer(CHOSEN, package=content or offer.package(package, ""))
     updater.use(server, {"Updater/filesToKeep": upgrade.kept or None})
@@ -118,17 +116,10 @@ def install(updater: Updater, server: UpdateServer, upgrade: Upgrade, content: b
     assert updater.exit_code() == 0
 
     # Of several top entries the last by name, capitals or not.
-    chosen = max((path.partition("/")[0] for path in unpacked), key=str.casefold) + "/"
-    new = {path.removeprefix(chosen): node for path, node in unpacked.items() if path.startswith(chosen)}
-    cleaned = folders.after_cleaning(world, top, {*upgrade.kept, "logo.png"})
-    expected = folders.after_copying(cleaned, below(top, new))
-    assert folders.differences(expected, updater.look(updater.installation.parent)) == []
-    executable = "Tavlopro.exe" if f"{top}/Tavlopro.exe" in expected else "Tavlopc.exe"
-    becomes([*started, (updater.called(updater.installation / executable),)], updater.starts)
+    chosen = max((path.partition("/")[0] for path in unpacked), key=str.casefold)
     # On Windows nothing that is unpacked gets hidden.
     hidden = {} if updater.is_windows else folders.after_cleaning(below("out", unpacked), "", ())
-    assert folders.differences(hidden, below("out", updater.look(updater.out))) == []
-    assert updater.stored_packages() == []
+    updater.is_updated(folders.inside(chosen, unpacked), upgrade.kept, leftovers=hidden)
 
 
 @windows

@@ -88,4 +88,4 @@ def test_progress_page(updater: Updater, window: Window, server: UpdateServer, m
     becomes([CHOSEN.package_path], lambda: server.left_by_client, "connections that the updater has ended")
     window.keys("space")
     assert updater.exit_code() == 0
-    assert not updater.stored_packages()
+    assert updater.leftovers() == {}

@@ -13,7 +13,7 @@ import pytest
 from kit import processes
 from kit.offer import CHOSEN, VERSIONS_PATH, application, package
 from kit.server import Answer, UpdateServer
-from kit.texts import PRECHECK, PRECHECK_TITLE, START_ERROR
+from kit.texts import PRECHECK, PRECHECK_TITLE
 from kit.updater import Updater
 from kit.waiting import becomes, wait_for
 from kit.window import Window
@@ -91,29 +91,6 @@ def test_two_updaters_at_once(updater: Updater, window: Window, server: UpdateSe
     for left in (1, 0):
         window.close()
         becomes(left, lambda: len(updater.relocated("menu")), "copies that run")
-
-
-@pytest.mark.windows("Windows starts it in a way of its own")
-def test_no_updater_to_relocate(updater: Updater, window: Window) -> None:
-    """Where the copy of itself cannot be started, a box says so, with the address to download the application from."""
-    program = updater.place_installed()
-    updater.write_settings()
-    updater.start(program=program.rename(program.with_name("Renamed.exe")))
-    assert window.box().says() == (updater.texts("Error starting Updater"), START_ERROR, {"OK"})
-    updater.ends("OK")
-    assert updater.log_texts()[-2:] == ["2", "ERROR_FILE_NOT_FOUND Freshen.exe"]
-
-
-@pytest.mark.windows("settings are kept in the registry there")
-@pytest.mark.parametrize(("settings", "server"), [
-    ({"port2": "abc"}, "http://127.0.0.1:0"), ({"host2": ("127.0.0.1", "localhost")}, "http://:9"),
-    ({"proto2": ""}, "://127.0.0.1:9")], ids=str)
-def test_settings_of_the_wrong_type(updater: Updater, settings: dict, server: str) -> None:
-    """They count as zero or as empty, and the updater reports the failed connection."""
-    updater.write_settings({"port2": 9, **settings})
-    updater.start("menu")
-    updater.wait_for_log("Connection failed:")
-    assert updater.wait_for_log("Get:") == f'Get: "{server}{VERSIONS_PATH}"' and updater.is_running()
 
 
 # --- closed

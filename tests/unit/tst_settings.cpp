@@ -32,6 +32,8 @@ private slots:
                   "https://host:443");
         table.row("HTTP without a port", {{"host2", "host"}, {"proto2", "http"}}, "VERSIONS", "http://host:443",
                   "http://host");
+        table.row("values of the wrong type", {{"host2", QStringList{"a", "b"}}, {"port2", "abc"}, {"proto2", ""}},
+                  "VERSIONS", "://:0", "://:0");
         table.row("signs that are place holders elsewhere", {{"host2", "host%2"}, {"verf", "%2"}}, "%2",
                   "https://host%2:443", "https://host%2");
     }

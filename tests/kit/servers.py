@@ -7,7 +7,6 @@ the proxies alone know."""
 from __future__ import annotations
 
 import datetime
-import hashlib
 import json
 import os
 import re
@@ -27,9 +26,6 @@ from .sandbox import sandboxed
 from .waiting import wait_for
 
 HOST = "server.example"
-
-# Whom a proxy asks for names and passwords.
-_REALM = "Tests"
 
 
 class Authority:
@@ -191,10 +187,6 @@ class User(NamedTuple):
         return subprocess.run(["openssl", "passwd", "-6", "-stdin"], input=self.password.encode("latin-1"),
                               capture_output=True, check=True, timeout=10).stdout.decode().strip()
 
-    def digest(self) -> str:
-        """The same for the other way to name oneself, with the realm before it."""
-        return f"{_REALM}:" + hashlib.md5(f"{self.name}:{_REALM}:{self.password}".encode("latin-1")).hexdigest()
-
 
 class Forwarded(NamedTuple):
     """One request that the proxy has dealt with, as its log says."""
@@ -206,9 +198,8 @@ class Forwarded(NamedTuple):
 
 @dataclass
 class Squid(Server):
-    """An HTTP proxy. scheme is how users name themselves: "basic", "digest", or "" where nobody has to."""
+    """An HTTP proxy whose users, if it has any, name themselves."""
 
-    scheme: str = ""
     users: tuple[User, ...] = ()
 
     def forwarded(self) -> list[Forwarded]:
@@ -220,12 +211,9 @@ class Squid(Server):
 
     def _command(self) -> list[str]:
         access = "http_access allow all"
-        if self.scheme:
-            is_basic = self.scheme == "basic"
-            self._write("passwords", *(
-                f"{user.name}:{user.crypted() if is_basic else user.digest()}" for user in self.users))
-            access = _configuration("squid-users.conf", folder=self.folder, scheme=self.scheme, realm=_REALM,
-                                    checker="basic_ncsa_auth" if is_basic else "digest_file_auth -c")
+        if self.users:
+            self._write("passwords", *(f"{user.name}:{user.crypted()}" for user in self.users))
+            access = _configuration("squid-users.conf", folder=self.folder)
         self._write("hosts", f"127.0.0.1 {HOST}")
         # As root it would become somebody who finds nothing. Shared memory goes by the name, on the whole machine.
         return [*sandboxed(user=1000), "squid", "-N", "-n", f"freshen{self.port}",

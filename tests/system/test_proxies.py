@@ -5,6 +5,7 @@ from __future__ import annotations
 import base64
 from collections.abc import Callable, Iterator
 from contextlib import ExitStack
+from functools import cache
 from pathlib import Path
 
 import pytest
@@ -28,21 +29,16 @@ NOBODY = User("", "")
 UNPACKED = "update unzipped to "
 
 
+KINDS: dict[str, Callable[[Path], Proxy]] = {
+    "open HTTP": Squid, "HTTP": lambda folder: Squid(folder, (ADA, ODD)),
+    "open SOCKS": Dante, "SOCKS": lambda folder: Dante(folder, (ADA, ODD))}
+
+
 @pytest.fixture(scope="module")
 def proxies(place: Path) -> Iterator[Callable[[str], Proxy]]:
     """Starts each proxy when it is needed first."""
-    kinds: dict[str, Callable[[Path], Proxy]] = {
-        "open HTTP": Squid, "basic": lambda folder: Squid(folder, "basic", (ADA, ODD)),
-        "open SOCKS": Dante, "digest": lambda folder: Squid(folder, "digest", (ADA, ODD)),
-        "SOCKS": lambda folder: Dante(folder, (ADA, ODD))}
-    started: dict[str, Proxy] = {}
     with ExitStack() as stack:
-        def start(name: str) -> Proxy:
-            if name not in started:
-                started[name] = stack.enter_context(kinds[name](place / name.replace(" ", "-")))
-            return started[name]
-
-        yield start
+        yield cache(lambda name: stack.enter_context(KINDS[name](place / name.replace(" ", "-"))))
 
 
 def through(kind: int, port: int, user: User = ADA) -> dict[str, Setting]:
@@ -61,12 +57,11 @@ def users(proxy: Proxy, server: Nginx) -> set[str]:
 
 @pytest.mark.parametrize(("protocol", "name", "kind", "user"), [
     ("http", "open HTTP", HTTP, NOBODY),
-    ("http", "digest", HTTP, ODD),
-    pytest.param("http", "basic", CACHING, ODD, marks=pytest.mark.windows("the registry keeps user and password")),
+    pytest.param("http", "HTTP", CACHING, ODD, marks=pytest.mark.windows("the registry keeps user and password")),
     ("http", "open SOCKS", SOCKS, NOBODY),
     pytest.param("http", "SOCKS", SOCKS, ODD,
                  marks=pytest.mark.windows("Qt as it comes leaves the end of a package unread there")),
-    ("https", "basic", HTTP, ADA), ("https", "digest", HTTP, ADA), ("https", "SOCKS", SOCKS, ADA)])
+    ("https", "HTTP", HTTP, ADA), ("https", "SOCKS", SOCKS, ADA)])
 def test_accepted(updater: Updater, nginx: Callable[..., Nginx], proxies: Callable[[str], Proxy], authority: Authority,
                   trusting: dict[str, object], protocol: str, name: str, kind: int, user: User) -> None:
     """Version file and package come through the proxy in the user's name, whatever is in it and in the password; with
@@ -81,7 +76,7 @@ def test_accepted(updater: Updater, nginx: Callable[..., Nginx], proxies: Callab
     becomes({user.name}, lambda: users(proxy, server), "users")
 
 
-@pytest.mark.parametrize(("name", "kind"), [("basic", CACHING), ("digest", HTTP), ("SOCKS", SOCKS)])
+@pytest.mark.parametrize(("name", "kind"), [("HTTP", CACHING), ("SOCKS", SOCKS)])
 def test_refused(updater: Updater, nginx: Callable[..., Nginx], proxies: Callable[[str], Proxy], name: str,
                  kind: int) -> None:
     """A wrong password gets nothing from a proxy that asks for one."""

@@ -10,7 +10,7 @@ from typing import NamedTuple
 import pytest
 
 from conftest import BUILD
-from kit.offer import BETA, CHOSEN, INSTALLED, VERSIONS, application, package
+from kit.offer import BETA, CHOSEN, INSTALLED, VERSIONS, VERSIONS_PATH, application, package
 from kit.server import Answer, UpdateServer
 from kit.texts import COPY_ERROR, PRECHECK_TITLE, READ_ERROR, START_ERROR, TITLE
 from kit.waiting import becomes, wait_for
@@ -93,73 +93,61 @@ def test_pages(updater: WindowsUpdater, server: UpdateServer, show: Callable[...
 
 # --- what an update can end with, beside the new application
 
-def connection_failed(updater: WindowsUpdater, server: UpdateServer) -> None:
-    updater.write_settings(port2=1)
+def start(updater: WindowsUpdater) -> None:
     updater.start("auto")
 
 
-def update_failed(updater: WindowsUpdater, server: UpdateServer) -> None:
-    server.offer()
-    updater.start("auto")
-
-
-def error_unzipping(updater: WindowsUpdater, server: UpdateServer) -> None:
-    server.offer(CHOSEN, package=b"no package")
-    updater.download("auto")
-
-
-def download(updater: WindowsUpdater, server: UpdateServer) -> None:
-    server.answers[CHOSEN.package_path] = Answer(bytes(4 << 20), hold=2 << 20)
-    updater.download("auto")
-    becomes(updater.texts("%1 of %2 MB downloaded", "2.0", "4.0"), updater.window.size, "the size")
-
-
-def wrong_destination(updater: WindowsUpdater, server: UpdateServer) -> None:
+def press_install(updater: WindowsUpdater) -> None:
     updater.make_ready("auto")
     updater.window.press(updater.texts("Install Update"))
 
 
-def error_copying(updater: WindowsUpdater, server: UpdateServer) -> None:
+def copy(updater: WindowsUpdater) -> None:
     updater.install({"Tavlopro.exe": updater.program})
     updater.make_ready("auto", variables=updater.copying(exit_code=4))
     updater.install_update()
 
 
-def start_error(updater: WindowsUpdater, server: UpdateServer) -> None:
+def relocate_under_another_name(updater: WindowsUpdater) -> None:
     program = updater.place_installed()
     updater.start(program=program.rename(program.with_name("Renamed.exe")))
 
 
 class End(NamedTuple):
-    """How the updater comes there, the title of the box, if there is one, and the text of it or else of the status. A
-    text with values is one of the catalogues."""
+    """How the updater comes there, the title of the box, if there is one, and the text of it or else of the page; and
+    what the server answers instead. A text with values is one of the catalogues."""
 
-    come: Callable[[WindowsUpdater, UpdateServer], None]
+    come: Callable[[WindowsUpdater], None]
     title: str
     text: str | tuple[str, ...]
+    answers: dict[str, bytes | Answer] = {}
 
 
-ENDS = (
-    End(connection_failed, "Connection Failed", ("Connection to server", "Connection refused")),
-    End(update_failed, "Update Failed", READ_ERROR.format("Unknown error")),
-    End(error_unzipping, "", ("Error unzipping", "unzip(): zip.open(): -1000")),
-    End(download, "", ("Downloading Tavlopro", CHOSEN.kind, CHOSEN.number)),
-    End(wrong_destination, "Tavlopro Update", ("The destination path",)),
-    End(error_copying, "", COPY_ERROR.format(4)),
-    End(start_error, "Error starting Updater", START_ERROR),
-)
+ENDS = {
+    "connection-failed": End(start, "Connection Failed", ("Connection to server", "Connection closed"),
+                             {VERSIONS_PATH: Answer(headers={"Content-Length": "9"})}),
+    "update-failed": End(start, "Update Failed", READ_ERROR.format("Unknown error"), {VERSIONS_PATH: b""}),
+    "error-unzipping": End(start, "", ("Error unzipping", "unzip(): zip.open(): -1000"),
+                           {CHOSEN.package_path: b"no package"}),
+    "download": End(start, "", ("%1 of %2 MB downloaded", "2.0", "4.0"),
+                    {CHOSEN.package_path: Answer(bytes(4 << 20), hold=2 << 20)}),
+    "wrong-destination": End(press_install, "Tavlopro Update", ("The destination path",)),
+    "error-copying": End(copy, "", COPY_ERROR.format(4)),
+    "start-error": End(relocate_under_another_name, "Error starting Updater", START_ERROR),
+}
 
 
-@pytest.mark.parametrize("end", ENDS, ids=lambda end: end.come.__name__)
+@pytest.mark.parametrize("name", ENDS)
 @pytest.mark.parametrize("look", [Look("en", 96), Look("de", 192)], ids=lambda look: look.language)
-def test_ends(updater: WindowsUpdater, server: UpdateServer, show: Callable[..., None], look: Look, end: End) -> None:
+def test_ends(updater: WindowsUpdater, server: UpdateServer, show: Callable[..., None], look: Look, name: str) -> None:
+    end, window = ENDS[name], updater.window
     server.offer(CHOSEN, package=package(application(updater.program)))
-    end.come(updater, server)
+    server.answers.update(end.answers)
+    end.come(updater)
     text = end.text if isinstance(end.text, str) else updater.texts(*end.text)
+    title = updater.texts(end.title) if end.title else TITLE
     if end.title:
-        title = updater.texts(end.title)
-        assert updater.window.box().says() == (title, text, {"OK"})
+        assert window.box().says() == (title, text, {"OK"})
     else:
-        title = TITLE
-        becomes(text, updater.window.status, "the status")
-    show(end.come.__name__.replace("_", "-"), title)
+        wait_for(lambda: text in (window.status(), window.size()), f"the text {text!r}")
+    show(name, title)

@@ -9,7 +9,6 @@ from __future__ import annotations
 import datetime
 import json
 import os
-import re
 import signal
 import socket
 import ssl
@@ -123,10 +122,6 @@ class Server:
             return True
         return False
 
-    def _log(self) -> str:
-        log = self.folder / "access.txt"
-        return log.read_text(encoding="utf-8", errors="replace") if log.exists() else ""
-
     def _write(self, name: str, *lines: str) -> Path:
         file = self.folder / name
         file.write_text("".join(f"{line}\n" for line in lines), encoding="utf-8")
@@ -164,7 +159,8 @@ class Nginx(Server):
 
     def served(self) -> list[Served]:
         """What it was asked for and has answered so far."""
-        return [entry for entry in (Served(*json.loads(line)) for line in self._log().splitlines()) if entry.request]
+        lines = (self.folder / "access.txt").read_text(encoding="utf-8", errors="replace").splitlines()
+        return [entry for entry in (Served(*json.loads(line)) for line in lines) if entry.request]
 
     def _command(self) -> list[str]:
         file = self.certificate
@@ -188,26 +184,11 @@ class User(NamedTuple):
                               capture_output=True, check=True, timeout=10).stdout.decode().strip()
 
 
-class Forwarded(NamedTuple):
-    """One request that the proxy has dealt with, as its log says."""
-
-    target: str
-    user: str
-    status: int
-
-
 @dataclass
 class Squid(Server):
     """An HTTP proxy whose users, if it has any, name themselves."""
 
     users: tuple[User, ...] = ()
-
-    def forwarded(self) -> list[Forwarded]:
-        """What went through so far, refusals too, in the order of their end."""
-        fields = (line.split("\t") for line in self._log().splitlines())
-        # A connection that asks for nothing is logged as an error before any request.
-        return [Forwarded(target, "" if user == "-" else user, int(status))
-                for method, target, user, status in fields if method not in ("-", "NONE")]
 
     def _command(self) -> list[str]:
         access = "http_access allow all"
@@ -226,11 +207,6 @@ class Dante(Server):
     own in place of the system's."""
 
     users: tuple[User, ...] = ()
-
-    def connections(self) -> list[tuple[str, int]]:
-        """User and target port of each connection that was made through the proxy."""
-        return [(user, int(port)) for user, port in re.findall(
-            r"tcp/connect \[: (?:username%(\S*?)@)?\S+ \S+ -> \S+ \S+\.(\d+)$", self._log(), re.MULTILINE)]
 
     def _command(self) -> list[str]:
         own = (

@@ -106,11 +106,6 @@ class Desktop:
 
         return wait_for(has_keyboard, f"the window {title!r}; there are {self.titles()}", 30)
 
-    def close(self, title: str) -> None:
-        """Closes the window with this title in the way its title bar does: its program is asked."""
-        self.focus(title)
-        self.keys("alt+F4")
-
     def _search(self, pattern: str) -> list[str]:
         # That there is none is a failure for this tool.
         with suppress(ToolFailure):

@@ -32,13 +32,6 @@ class Button(NamedTuple):
     is_enabled: bool
 
 
-class Bar(NamedTuple):
-    """Where the progress bar stands. It is busy, without saying how much there is, with a maximum of 0."""
-
-    value: int
-    maximum: int
-
-
 class Box(NamedTuple):
     """A message box, with its text on one line."""
 
@@ -116,9 +109,9 @@ class Window:
     def size(self) -> str:
         return self.widget("sizeLabel").text
 
-    def bar(self) -> Bar:
-        bar = self.widget("progressBar")
-        return Bar(bar.value, bar.maximum)
+    def bar(self) -> Report:
+        """Where it stands: value and maximum. It is busy, without saying how much there is, with a maximum of 0."""
+        return self.widget("progressBar")
 
     # --- the list page
 
@@ -168,7 +161,9 @@ class Window:
         self.desktop.keys(*names)
 
     def close(self) -> None:
-        self.desktop.close(TITLE)
+        """Closes it in the way its title bar does: its program is asked."""
+        self.desktop.focus(TITLE)
+        self.desktop.keys("alt+F4")
 
     # --- the reports
 

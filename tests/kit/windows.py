@@ -114,11 +114,6 @@ class WindowsUpdater(Updater):
             keys.setdefault("\\".join([_SETTINGS, *groups]), {})[name] = value
         self.wine.set_registry(keys, instead_of=[_SETTINGS])
 
-    def files_to_keep(self) -> list[str]:
-        """The list as it is stored now."""
-        output = self.wine.run("reg.exe", "query", rf"{_SETTINGS}\Updater", "/v", "filesToKeep")
-        return re.search(r"REG_MULTI_SZ\s*(.*?)\s*$", output, re.MULTILINE)[1].split("\\0")
-
     def place_plugin(self, folder: Path) -> None:
         """Puts the plug-in that reports on windows where programs in this folder look for one of its kind."""
         (folder / PLUGINS).mkdir(parents=True, exist_ok=True)

@@ -28,18 +28,15 @@ constexpr int reportInterval = 100;
 
 void addTree(QJsonObject &object, const QTreeWidget &tree)
 {
-    const auto textsOf = [&tree](const QTreeWidgetItem *item) {
+    QJsonArray rows;
+    for (int row = 0; row < tree.topLevelItemCount(); ++row) {
         QJsonArray texts;
         for (int column = 0; column < tree.columnCount(); ++column) {
             if (!tree.isColumnHidden(column))
-                texts.append(item->text(column));
+                texts.append(tree.topLevelItem(row)->text(column));
         }
-        return texts;
-    };
-    QJsonArray rows;
-    for (int row = 0; row < tree.topLevelItemCount(); ++row)
-        rows.append(textsOf(tree.topLevelItem(row)));
-    object["columns"] = textsOf(tree.headerItem());
+        rows.append(texts);
+    }
     object["rows"] = rows;
     object["current"] = tree.indexOfTopLevelItem(tree.currentItem());
 }

@@ -241,7 +241,7 @@ class Updater:
         only these leftovers are there."""
         top = self.installation.name
         left = folders.after_cleaning(self.world, top, {*kept, "logo.png"}) if is_cleaned else self.world
-        expected = folders.after_copying(left, folders.below(top, package))
+        expected = folders.after_copying(left, folders.below(top, self.possible(package)))
         name = "Tavlopro.exe" if f"{top}/Tavlopro.exe" in expected else "Tavlopc.exe"
         becomes([*self.started, (self.called(self.installation / name),)], self.starts, "starts of the application")
         wrong = [*folders.differences(expected, self.look(self.installation.parent)),

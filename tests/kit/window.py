@@ -19,14 +19,6 @@ PLUGIN, PLUGINS = "windowreader", "generic"
 Report = SimpleNamespace
 
 
-class Row(NamedTuple):
-    """One row of the version list, its visible columns."""
-
-    version: str
-    kind: str
-    date: str
-
-
 class Button(NamedTuple):
     text: str
     is_enabled: bool
@@ -115,11 +107,12 @@ class Window:
 
     # --- the list page
 
-    def rows(self) -> list[Row]:
-        return [Row(*row) for row in self.widget("versionsTreeWidget").rows]
+    def rows(self) -> list[list[str]]:
+        """The rows of the version list, their visible columns."""
+        return self.widget("versionsTreeWidget").rows
 
     def versions(self) -> list[str]:
-        return [row.version for row in self.rows()]
+        return [version for version, *_ in self.rows()]
 
     def wait_for_rows(self, count: int) -> None:
         becomes(count, lambda: len(self.rows()), "number of rows in the version list")

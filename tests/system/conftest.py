@@ -15,8 +15,9 @@ pytest.register_assert_rewrite("kit")
 from kit import folders, platform, processes  # noqa: E402
 from kit.desktop import Desktop  # noqa: E402
 from kit.fault import Fault  # noqa: E402
+from kit.folders import text  # noqa: E402
 from kit.native import NativeUpdater  # noqa: E402
-from kit.offer import CHOSEN, VERSIONS_PATH, application, description, package  # noqa: E402
+from kit.offer import CHOSEN, SCRIPT, VERSIONS_PATH, application, description, package  # noqa: E402
 from kit.server import UpdateServer  # noqa: E402
 from kit.servers import Authority, Nginx  # noqa: E402
 from kit.updater import Updater  # noqa: E402
@@ -171,6 +172,14 @@ def server(updater: Updater, exits: ExitStack, made: list) -> UpdateServer:
     made.append(exits.enter_context(UpdateServer()))
     updater.use(made[-1])
     return made[-1]
+
+
+@pytest.fixture
+def outdated(updater: Updater, server: UpdateServer) -> None:
+    """There is an installation, and a new version for it."""
+    server.offer(CHOSEN, package=package(application(updater.program)))
+    updater.install({"Tavlopro.exe": SCRIPT, "logo.png": text("kept"), "letter.txt": text("mine"),
+                     "data/old.dat": text("old")})
 
 
 @pytest.fixture

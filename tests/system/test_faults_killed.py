@@ -11,20 +11,13 @@ import pytest
 
 from kit.fault import Fault, telling
 from kit.folders import text
-from kit.offer import CHOSEN, SCRIPT, application, package
+from kit.offer import CHOSEN, application, package
 from kit.server import Answer, UpdateServer
 from kit.updater import Updater
 from kit.waiting import becomes, wait_for
 from kit.window import Window
 
-INSTALLED = {"Tavlopro.exe": SCRIPT, "logo.png": text("kept"), "old.txt": text("old"), "data/old.dat": text("old")}
-
-
-@pytest.fixture(autouse=True)
-def offer(updater: Updater, server: UpdateServer) -> None:
-    """There is an installation, and a new version for it."""
-    server.offer(CHOSEN, package=package(application(updater.program)))
-    updater.install(INSTALLED)
+pytestmark = pytest.mark.usefixtures("outdated")
 
 
 def choose(updater: Updater, **start: object) -> None:
@@ -42,7 +35,7 @@ def make_ready(updater: Updater, **start: object) -> None:
 def install(updater: Updater) -> None:
     """Then there are the package and the kept file, nothing is left over, and the application starts."""
     updater.install_update()
-    updater.is_updated(updater.possible(application(updater.program)))
+    updater.is_updated(application(updater.program))
     becomes([], updater.processes, "processes")
 
 
@@ -84,10 +77,6 @@ def unpacking(file: str, last: str) -> Callable[[Updater, UpdateServer], None]:
     return go
 
 
-def unpacked(updater: Updater, server: UpdateServer) -> None:
-    make_ready(updater)
-
-
 def cleaned(updater: Updater) -> None:
     """Goes as far as the copying program, which waits."""
     make_ready(updater, variables=updater.copying(pause=60))
@@ -106,7 +95,7 @@ PHASES = {
     "amid the download": downloading,
     "when the package is stored": unpacking("Tavlopro.exe", "Tavlopro/"),
     "amid the unpacking": unpacking("documents/manual.txt", "Tavlopro/documents/"),
-    "when all is unpacked": unpacked,
+    "when all is unpacked": lambda updater, server: make_ready(updater),
     "amid the copy": copying,
 }
 

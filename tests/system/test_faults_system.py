@@ -10,26 +10,19 @@ import pytest
 
 from kit import folders
 from kit.fault import Fault
-from kit.folders import File, text
+from kit.folders import File
 from kit.native import NativeUpdater
-from kit.offer import CHOSEN, SCRIPT, application, package
-from kit.server import UpdateServer
+from kit.offer import CHOSEN, SCRIPT
 from kit.updater import Updater
 from kit.window import Window
 from kit.windows import LONGEST_PATH
 
+pytestmark = pytest.mark.usefixtures("outdated")
+
 MEGABYTE = 1 << 20
-INSTALLED = {"Tavlopro.exe": SCRIPT, "logo.png": text("kept"), "letter.txt": text("mine"), "data/old.dat": text("old")}
 
 # What the updater is started with.
 Start = dict[str, object]
-
-
-@pytest.fixture(autouse=True)
-def offer(updater: Updater, server: UpdateServer) -> None:
-    """There is an installation, and a new version for it."""
-    server.offer(CHOSEN, package=package(application(updater.program)))
-    updater.install(INSTALLED)
 
 
 # --- how far the updater is to get

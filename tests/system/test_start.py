@@ -11,7 +11,7 @@ from pathlib import Path
 import pytest
 
 from kit import processes
-from kit.offer import CHOSEN, VERSIONS_PATH, application, package
+from kit.offer import CHOSEN, VERSIONS_PATH, application
 from kit.server import Answer, UpdateServer
 from kit.texts import PRECHECK, PRECHECK_TITLE
 from kit.updater import Updater
@@ -107,13 +107,11 @@ def test_closed_while_loading(updater: Updater, window: Window, server: UpdateSe
     assert updater.leftovers() == {}
 
 
-def test_closed_while_copying(updater: Updater, window: Window, server: UpdateServer) -> None:
+def test_closed_while_copying(updater: Updater, window: Window, outdated: None) -> None:
     """The copy is not interrupted."""
-    server.offer(CHOSEN, package=package(application(updater.program)))
-    updater.install({"Tavlopro.exe": updater.program})
     updater.make_ready("auto", variables=updater.copying(pause=2))
     updater.install_update()
     wait_for(lambda: processes.find("xcopy.exe"), "the copy")
     window.close()
     assert updater.exit_code() == 0
-    updater.is_updated(updater.possible(application(updater.program)))
+    updater.is_updated(application(updater.program))

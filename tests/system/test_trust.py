@@ -108,8 +108,8 @@ def test_libraries_come_from_its_own_folder(updater: WindowsUpdater, window: Win
 
 
 @pytest.mark.windows_only("the programs that copy are Windows' own")
-def test_programs_come_from_the_system(updater: WindowsUpdater, window: Window, server: UpdateServer,
-                                       elsewhere: Path, exits: ExitStack) -> None:
+def test_programs_come_from_the_system(updater: WindowsUpdater, window: Window, outdated: None, elsewhere: Path,
+                                       exits: ExitStack) -> None:
     """Command interpreter and copying program are those of the system's folder, whatever lies beside the updater or is
     named by the user's environment; no command of the user's is run before."""
     for folder in (elsewhere, updater.place_relocated().parent):
@@ -123,8 +123,6 @@ def test_programs_come_from_the_system(updater: WindowsUpdater, window: Window, 
     exits.callback(updater.wine.set_registry, {key: dict.fromkeys(names) for key, names in variables.items()})
     updater.wine.set_registry(variables)
     updater.wine.stop()
-    updater.install({"Tavlopro.exe": updater.program})
-    server.offer(CHOSEN, package=offer.package(offer.application(updater.program)))
     updater.make_ready("auto", variables={"WINEPATH": str(planted), **updater.copying(pause=3)})
     updater.install_update()
     wait_for(lambda: processes.find("xcopy.exe"), "the copying program")
@@ -133,4 +131,4 @@ def test_programs_come_from_the_system(updater: WindowsUpdater, window: Window, 
     # Wine's interpreter runs no such command of the user's in any case.
     assert {"/d", "/v:off"} <= set(interpreter)
     assert updater.exit_code(60) == 0
-    updater.is_updated(updater.possible(offer.application(updater.program)))
+    updater.is_updated(offer.application(updater.program))

@@ -65,7 +65,7 @@ def update(updater: Updater, mode: str, answer: str, trusting: dict[str, object]
         updater.window.choose(CHOSEN.number)
     updater.window.wait_for_button(updater.texts("Install Update"))
     updater.install_update(answer)
-    updater.is_updated(updater.possible(new_application(updater)), KEPT, is_cleaned=answer == "OK")
+    updater.is_updated(new_application(updater), KEPT, is_cleaned=answer == "OK")
     becomes([], updater.processes, "processes")
 
 

@@ -68,10 +68,6 @@ def parse_options() -> argparse.Namespace:
     return options
 
 
-def say(text: str) -> None:
-    print(text, flush=True)
-
-
 class Demo:
     """One run in a temporary folder. What is on the stack is ended with it."""
 
@@ -120,7 +116,7 @@ class Demo:
         self._pictures += 1
         file = PICTURES / f"{self.options.run}-{self._pictures}-{what}.png"
         self.desktop.screenshot(file)
-        say(f"   {what.replace('-', ' ')}: {file.name}")
+        print(f"   {what.replace('-', ' ')}: {file.name}")
 
     def drive(self) -> None:
         """Does what a user does, and takes a picture of each step."""
@@ -146,7 +142,7 @@ class Demo:
         assert (code := self.updater.exit_code()) == 0, f"the updater ended with {code}"
 
     def leave_to_user(self) -> None:
-        say(STEPS)
+        print(STEPS)
         self.start()
         wait_for(lambda: not processes.find("Freshen.exe"), "the end of the updater", PATIENCE_WITH_USER)
 
@@ -183,19 +179,19 @@ def main() -> int:
     for old in PICTURES.glob(f"{options.run}-*"):
         old.unlink()
     with ExitStack() as stack:
-        say("== Setting up an old installation, packages and an update server")
+        print("== Setting up an old installation, packages and an update server")
         demo = Demo(options, stack)
-        say(f"== Updating {INSTALLED.number}: {options.mode} mode, "
-            + (f"virtual display, pictures in {PICTURES.relative_to(ROOT)}/" if options.headless else "your display"))
+        place = f"virtual display, pictures in {PICTURES.relative_to(ROOT)}/" if options.headless else "your display"
+        print(f"== Updating {INSTALLED.number}: {options.mode} mode, {place}")
         faults = demo.run()
-        say("== " + (f"NOT AS IT SHOULD BE\n{faults}" if faults else
-                     "UPDATED: the installation equals the package plus the kept files, byte for byte, and the shell "
-                     "has started the new application"))
+        print(f"== NOT AS IT SHOULD BE\n{faults}" if faults else
+              "== UPDATED: the installation equals the package plus the kept files, byte for byte, and the shell has "
+              "started the new application")
         if demo.updater.log_file.exists():
             log = Path(shutil.copyfile(demo.updater.log_file, PICTURES / f"{options.run}-debug_update.log"))
-            say(f"   debug log: {log.relative_to(ROOT)}")
+            print(f"   debug log: {log.relative_to(ROOT)}")
         if not options.headless and processes.find("Tavlopro.exe"):
-            say("   Close the window of Tavlopro to end the demo.")
+            print("   Close the window of Tavlopro to end the demo.")
             wait_for(lambda: not processes.find("Tavlopro.exe"), "the end", PATIENCE_WITH_USER, 0.5)
     return 1 if faults else 0
 

@@ -59,7 +59,7 @@ class NativeUpdater(Updater):
         if not (self._sees_own_disk and self.is_running()):
             return path
         pid = next((pid for pid in self.processes() if processes.name(pid) == self.copy.name), None)
-        return sandbox.inside(pid, path) if pid else path
+        return Path(f"/proc/{pid}/root", *path.parts[1:]) if pid else path
 
     def store(self, settings: Mapping[str, Setting]) -> None:
         """Writes the file as Qt does, each group after its name."""

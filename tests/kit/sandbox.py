@@ -21,7 +21,7 @@ def sandboxed(
         read_only: Iterable[Path] = (),
         # Can be read and written to, but not removed, as if somebody had them open on Windows.
         held: Iterable[Path] = (),
-        # The folder is on a disk of its own, with room for so many bytes beside what is in it. See inside().
+        # The folder is on a disk of its own, with room for so many bytes beside what is in it. See Updater.inside().
         small_disk: tuple[Path, int] | None = None,
         # The program believes that it is this user's: 0 is root.
         user: int | None = None) -> list[str]:
@@ -46,11 +46,6 @@ def sandboxed(
     for path in held:
         options += ["--bind", str(path), str(path)]
     return ["bwrap", *options, "--", *fill]
-
-
-def inside(pid: int, path: Path) -> Path:
-    """A path as a process in a sandbox sees it."""
-    return Path(f"/proc/{pid}/root", *path.parts[1:])
 
 
 def _used(folder: Path) -> int:

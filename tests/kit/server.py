@@ -82,9 +82,6 @@ class UpdateServer(ThreadingTCPServer):
         left out."""
         return [target for target, _ in itertools.groupby(request.target for request in self.requests)]
 
-    def asked_for(self, target: str) -> bool:
-        return target in self.targets
-
     def evidence(self) -> str:
         """The requests, for the report of a failure."""
         return "\n".join(f"{request.line}  {dict(request.headers)}" for request in self.requests) or "(no request)"

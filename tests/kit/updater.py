@@ -84,7 +84,7 @@ class Updater:
 
     @property
     def own(self) -> list[Path]:
-        """Where it has some business, and the system."""
+        """Where it has some business, and the system: everything else in the folder stays as it is."""
         return [self.data]
 
     def called(self, path: Path) -> str:
@@ -257,10 +257,6 @@ class Updater:
         """What is in a folder, in the words of possible(), but for what the tests have put there."""
         own = [self.inside(place) / PLUGINS for place in (folder, self.installation)]
         return folders.look(self.inside(folder), own)
-
-    def beside(self) -> Tree:
-        """All that it has no business with."""
-        return folders.look(self.folder, self.own)
 
     def output(self) -> str:
         """What came on standard output and standard error."""

@@ -34,6 +34,7 @@ def make_ready(updater: Updater, **start: object) -> None:
 
 def install(updater: Updater) -> None:
     """Then there are the package and the kept file, nothing is left over, and the application starts."""
+    make_ready(updater)
     updater.install_update()
     updater.is_updated(application(updater.program))
     becomes([], updater.processes, "processes")
@@ -108,7 +109,6 @@ def test_killed(updater: Updater, window: Window, server: UpdateServer, fault: F
     PHASES[phase](updater, server)
     updater.kill()
     fault.is_seen()
-    make_ready(updater)
     install(updater)
     assert telling(updater) == []
 
@@ -125,5 +125,4 @@ def test_killed_without_executable(updater: Updater, window: Window, fault: Faul
     window.box().press("OK")
     updater.ends()
     (updater.installation / "Tavlopro.exe").touch()
-    make_ready(updater)
     install(updater)

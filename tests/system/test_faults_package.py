@@ -79,9 +79,9 @@ def test_package(updater: Updater, window: Window, server: UpdateServer, fault: 
     content = PACKAGES[name]
     server.offer(CHOSEN, package=content(updater) if callable(content) else content)
     updater.place_relocated()
-    before = updater.beside()
+    before = folders.look(updater.folder, updater.own)
     updater.download("auto")
     fault.is_seen()
     updater.ends()
     assert not [node for node in folders.look(updater.out).values() if isinstance(node, Link)]
-    assert updater.beside() == before
+    assert folders.look(updater.folder, updater.own) == before

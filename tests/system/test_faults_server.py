@@ -27,20 +27,16 @@ def cut(body: bytes) -> Answer:
     return Answer(body[:len(body) // 2], headers={"Content-Length": str(len(body))})
 
 
-def redirect(path: str) -> Answer:
-    return Answer(status=302, headers={"Location": path})
-
-
 # --- answers
 
 ANSWERS = {
     "Version file: the server answers 404": {VERSIONS_PATH: Answer(PAGE, 404)},
     "Version file: the server answers 500": {VERSIONS_PATH: Answer(PAGE, 500)},
-    "Version file: redirects for ever": {VERSIONS_PATH: redirect(VERSIONS_PATH)},
+    "Version file: redirects for ever": {VERSIONS_PATH: Answer(status=302, headers={"Location": VERSIONS_PATH})},
     "Version file: shorter than announced": {VERSIONS_PATH: cut(SOUND)},
     "Package: the server answers 404": {CHOSEN.package_path: Answer(PAGE, 404)},
     "Package: the server answers 500": {CHOSEN.package_path: Answer(PAGE, 500)},
-    "Package: redirects for ever": {CHOSEN.package_path: redirect(CHOSEN.package_path)},
+    "Package: redirects for ever": {CHOSEN.package_path: Answer(status=302, headers={"Location": CHOSEN.package_path})},
     "Package: shorter than announced": {CHOSEN.package_path: cut(PACKAGE)},
     "Package: an HTML page with 200": {CHOSEN.package_path: Answer(PAGE)},
     "Package: empty": {CHOSEN.package_path: Answer()},

@@ -27,10 +27,6 @@ Start = dict[str, object]
 
 # --- how far the updater is to get
 
-def relocating(updater: Updater, **start: object) -> None:
-    updater.start(**start)
-
-
 def listing(updater: Updater, **start: object) -> None:
     updater.start("menu", **start)
 
@@ -134,12 +130,12 @@ def stored(updater: Updater) -> Path:
 TOO_LONG = "The path of a new file is too long for the system"
 EXIT_CODE = "The copying program ends with 4"
 FAULTS: dict[str, tuple[Callable[..., None], Callable[..., Start]]] = {
-    "Relocation: the temporary folder cannot be made": (relocating, lambda updater: blocked(updater.copy.parent)),
+    "Relocation: the temporary folder cannot be made": (Updater.start, lambda updater: blocked(updater.copy.parent)),
     "Relocation: a folder is in the place of the hand-over file": (
-        relocating, lambda updater: taken(updater.hand_over)),
+        Updater.start, lambda updater: taken(updater.hand_over)),
     "Relocation: a file of the earlier copy is locked": (
-        relocating, lambda updater: locked(updater.place_relocated())),
-    "Relocation: the disk is full": (relocating, lambda updater: full(updater.data, 128 << 10)),
+        Updater.start, lambda updater: locked(updater.place_relocated())),
+    "Relocation: the disk is full": (Updater.start, lambda updater: full(updater.data, 128 << 10)),
 
     "The settings cannot be written": (listing, lambda updater: {"read_only": [updater.settings.parent]}),
     "The folder of the log cannot be made": (

@@ -101,7 +101,7 @@ def test_closed_while_loading(updater: Updater, window: Window, server: UpdateSe
     server.offer(CHOSEN)
     server.answers[target] = Answer(bytes(2 << 20), hold=1 << 20)
     updater.start("auto")
-    wait_for(lambda: server.asked_for(target) and window.is_open(), "the request")
+    wait_for(lambda: target in server.targets and window.is_open(), "the request")
     updater.ends()
     becomes([target], lambda: server.left_by_client, "connections that the updater has ended")
     assert updater.leftovers() == {}

@@ -75,7 +75,7 @@ void readFull(benchmark::State &state)
 /// The reading of the manual mode.
 void readList(benchmark::State &state)
 {
-    timeReading(state, 2, readVersionList);
+    timeReading(state, 2, [](const QString &text) { return readVersionList(text); });
 }
 
 /// The peer of both: the same columns of the same text.

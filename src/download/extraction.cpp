@@ -21,10 +21,6 @@ namespace {
 
 constexpr int copyBufferSize = 4096;
 
-/// Methods of compression that packages use (PKWARE APPNOTE 4.4.5).
-constexpr quint16 methodStored = 0;
-constexpr quint16 methodDeflated = 8;
-
 /// Copies the entry's bytes until the reader has no more; what the reader still gave before an error is written.
 /// Without an open output, as for the entry of a folder, the bytes are read all the same, since the read check covers
 /// them.
@@ -74,8 +70,7 @@ QString printable(QString name)
 ExtractionResult extractEntry(QuaZip &archive, const QuaZipFileInfo64 &information, const QString &targetFolder)
 {
     QuaZipFile entry(&archive);
-    // The reader supports another method but never returns on truncated input.
-    if (information.method != methodStored && information.method != methodDeflated)
+    if (!isKnownMethod(information.method))
         return failure("unzip(): file.open(): %1", UNZ_BADZIPFILE);
     if (!entry.open(QIODevice::ReadOnly))
         return failure("unzip(): file.open(): %1", entry.getZipError());
@@ -155,6 +150,14 @@ ExtractionResult extractPackage(const QString &archivePath, const QString &targe
     if (!result.errorText.isEmpty())
         qWarning().noquote() << result.errorText;
     return result;
+}
+
+bool isKnownMethod(quint16 method)
+{
+    // The reader supports another method but never returns on truncated input.
+    constexpr quint16 stored = 0;
+    constexpr quint16 deflated = 8;
+    return method == stored || method == deflated;
 }
 
 bool isSafeEntryName(const QString &name)

@@ -36,6 +36,9 @@ struct [[nodiscard]] ExtractionResult
 ExtractionResult extractPackage(const QString &archivePath, const QString &targetFolder,
                                 const ExtractionObserver &observer);
 
+/// Whether entries compressed by \a method (PKWARE APPNOTE 4.4.5) are unpacked.
+[[nodiscard]] bool isKnownMethod(quint16 method);
+
 /// Whether \a name, the name of an entry as stored in the archive, stays below the folder that it is unpacked into, on
 /// every system: no absolute path, no drive or stream, no step upwards, no device of Windows, no zero byte.
 [[nodiscard]] bool isSafeEntryName(const QString &name);

@@ -8,6 +8,9 @@
 
 namespace freshen {
 
+/// Processor architecture tag of the packages that the updater asks for.
+inline const QLatin1String architectureTag("X64");
+
 /// What the installation at hand adds to the names.
 struct PackageNaming
 {

@@ -1,7 +1,5 @@
 #include "download/versionlist.h"
 
-#include "versions/ownversion.h"
-
 #include <QDebug>
 
 #include <algorithm>
@@ -28,10 +26,10 @@ void logType(const VersionRow &row, qint32 revision, qint32 &latestStableFix)
 
 } // namespace
 
-VersionTable readVersionList(const QString &text)
+VersionTable readVersionList(const QString &text, qint32 updater)
 {
     VersionTable versions;
-    qint32 latestStableFix = ownRevision;
+    qint32 latestStableFix = updater;
     for (const QString &line : splitLines(text)) {
         const VersionRow row = splitColumns(line);
         if (row.size() != plainColumns && row.size() != updaterColumns) {
@@ -41,7 +39,7 @@ VersionTable readVersionList(const QString &text)
         const std::optional<qint32> revision = readRevision(row);
         if (!revision)
             continue;
-        if (row.size() == updaterColumns && !allowsThisUpdater(row, *revision))
+        if (row.size() == updaterColumns && !allowsUpdater(row, *revision, updater))
             continue;
         versions.insert(*revision, row);
         logType(row, *revision, latestStableFix);

@@ -3,6 +3,7 @@
 /// \file
 /// The list from which the user chooses a version by hand.
 
+#include "versions/ownversion.h"
 #include "versions/versionline.h"
 
 #include <QList>
@@ -12,8 +13,9 @@ namespace freshen {
 
 /// Reads \a text, the version description file, for the manual choice. This reading is narrower than the automatic one
 /// (readVersionDescription): lines with the column for the minimum system version are refused, and test builds are no
-/// type of their own, so they are listed like any unknown type. Faulty lines are logged and skipped.
-[[nodiscard]] VersionTable readVersionList(const QString &text);
+/// type of their own, so they are listed like any unknown type. Faulty lines are logged and skipped. The file
+/// is read as the updater with the revision \a updater does.
+[[nodiscard]] VersionTable readVersionList(const QString &text, qint32 updater = ownRevision);
 
 /// Columns of the list, in order.
 namespace listcolumn {

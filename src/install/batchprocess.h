@@ -15,6 +15,12 @@ enum class BatchShell {
 /// The shell that startBatch() starts on this system.
 [[nodiscard]] BatchShell batchShell();
 
+///@{
+/// Length of the longest path of a file, and of a folder that is made, that xcopy.exe takes, in UTF-16 units.
+inline constexpr int longestXcopyPath = 254;
+inline constexpr int longestXcopyFolder = 247;
+///@}
+
 /// Length of the longest path of a file that the copying program of this system takes, in UTF-16 units.
 [[nodiscard]] int longestCopyPath();
 

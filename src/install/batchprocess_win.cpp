@@ -8,15 +8,6 @@
 
 namespace freshen {
 
-namespace {
-
-// xcopy.exe ends with "Insufficient memory" where a path is longer.
-constexpr int longestFile = 254;
-// Windows keeps room for a short file name in each folder that is made.
-constexpr int longestFolder = 247;
-
-} // namespace
-
 BatchShell batchShell()
 {
     return BatchShell::CommandInterpreter;
@@ -24,12 +15,14 @@ BatchShell batchShell()
 
 int longestCopyPath()
 {
-    return longestFile;
+    // xcopy.exe ends with "Insufficient memory" where a path is longer.
+    return longestXcopyPath;
 }
 
 int longestCopyFolder()
 {
-    return longestFolder;
+    // Windows keeps room for a short file name in each folder that is made.
+    return longestXcopyFolder;
 }
 
 void startBatch(QProcess &process, const QString &path)

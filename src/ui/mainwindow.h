@@ -137,7 +137,7 @@ private:
     bool useBeta = false;
     bool extendedNaming = false;
     QString osTag;
-    QString archTag = QStringLiteral("X64");
+    QString archTag = freshen::architectureTag;
     QString parentDir;
     freshen::VersionTable versions;
     QPointer<QNetworkReply> downloadReply;

@@ -8,7 +8,7 @@ Candidates candidates(const NewestRevisions &maxima)
 {
     Candidates result;
     result.withBeta = std::max({maxima.newestBeta, maxima.newestStable, maxima.latestStableFix});
-    result.stable = maxima.latestStableFix > ownRevision ? maxima.latestStableFix : maxima.newestStable;
+    result.stable = maxima.latestStableFix > maxima.updater ? maxima.latestStableFix : maxima.newestStable;
     return result;
 }
 

@@ -11,10 +11,10 @@ namespace freshen {
 struct Candidates
 {
     /// Taken by a user of beta versions.
-    qint32 withBeta = ownRevision;
+    qint32 withBeta = 0;
     /// Taken by everybody else. As soon as there is a stable fix it is the newest fix, even where a plain stable
     /// version has a higher revision.
-    qint32 stable = ownRevision;
+    qint32 stable = 0;
 
     /// The revision for a user who, with \a useBeta, takes beta versions.
     [[nodiscard]] qint32 choose(bool useBeta) const
@@ -23,8 +23,7 @@ struct Candidates
     }
 };
 
-/// What \a maxima leave to choose from. A candidate equal to the updater's own revision says that nothing newer is
-/// there.
+/// What \a maxima leave to choose from. A candidate equal to the updater's revision says that nothing newer is there.
 [[nodiscard]] Candidates candidates(const NewestRevisions &maxima);
 
 } // namespace freshen

@@ -11,12 +11,17 @@ namespace {
 
 constexpr uint defaultPort = 443;
 
+} // namespace
+
+QString versionFilePath(const QString &versionFolder)
+{
+    return QStringLiteral("/update/Tavlopc/%1/%2.txt").arg(versionFolder, QLatin1String(platformName));
+}
+
 QString packagePath(const QString &packageName)
 {
     return QStringLiteral("/update/Tavlopc/%1/%2").arg(QLatin1String(platformName), packageName);
 }
-
-} // namespace
 
 UpdateServer readUpdateServer(const QSettings &store)
 {
@@ -31,9 +36,8 @@ UpdateServer readUpdateServer(const QSettings &store)
 
 QString versionFileAddress(const UpdateServer &server)
 {
-    const QString path =
-        QStringLiteral("/update/Tavlopc/%1/%2.txt").arg(server.versionFolder, QLatin1String(platformName));
-    return QStringLiteral("%1://%2:%3%4").arg(server.protocol, server.host, QString::number(server.port), path);
+    return QStringLiteral("%1://%2:%3%4")
+        .arg(server.protocol, server.host, QString::number(server.port), versionFilePath(server.versionFolder));
 }
 
 QString packageAddress(const UpdateServer &server, const QString &packageName, PortInAddress portRule)

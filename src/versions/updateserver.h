@@ -30,6 +30,12 @@ struct UpdateServer
     QString versionFolder;
 };
 
+/// Path on the server of the version description file in the folder \a versionFolder.
+[[nodiscard]] QString versionFilePath(const QString &versionFolder);
+
+/// Path on the server of the package \a packageName.
+[[nodiscard]] QString packagePath(const QString &packageName);
+
 /// Reads the server from \a store, the application's settings. Missing values take the deployment's defaults.
 [[nodiscard]] UpdateServer readUpdateServer(const QSettings &store);
 

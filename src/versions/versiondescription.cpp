@@ -39,8 +39,8 @@ void raise(qint32 &maximum, qint32 revision)
 class DescriptionParser
 {
 public:
-    DescriptionParser(const RunningSystem &system, const std::function<bool()> &testBuildsAllowed)
-        : m_system(system), m_testBuildsAllowed(testBuildsAllowed)
+    DescriptionParser(const RunningSystem &system, const std::function<bool()> &testBuildsAllowed, qint32 updater)
+        : m_system(system), m_testBuildsAllowed(testBuildsAllowed), m_result{{}, {updater}}
     {
     }
 
@@ -72,7 +72,7 @@ void DescriptionParser::readLine(const QString &line)
     const std::optional<qint32> revision = readRevision(row);
     if (!revision)
         return;
-    if (row.size() >= updaterColumns && !allowsThisUpdater(row, *revision))
+    if (row.size() >= updaterColumns && !allowsUpdater(row, *revision, m_result.maxima.updater))
         return;
     if (row.size() == systemColumns) {
         const SystemVersion required = readSystemVersion(row.at(column::minimumSystem));
@@ -155,9 +155,9 @@ QString DescriptionParser::notice(qint32 revision, const SystemVersion &required
 } // namespace
 
 VersionDescription readVersionDescription(const QString &text, const RunningSystem &system,
-                                          const std::function<bool()> &testBuildsAllowed)
+                                          const std::function<bool()> &testBuildsAllowed, qint32 updater)
 {
-    DescriptionParser parser(system, testBuildsAllowed);
+    DescriptionParser parser(system, testBuildsAllowed, updater);
     for (const QString &line : splitLines(text))
         parser.readLine(line);
     return parser.result();

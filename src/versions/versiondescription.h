@@ -14,25 +14,27 @@
 
 namespace freshen {
 
-/// The newest revisions of one reading. All start at the updater's own revision, so a value equal to it says that
-/// nothing newer was seen.
+/// The newest revisions of one reading. All start at the updater's revision, so a value equal to it says that nothing
+/// newer was seen.
 struct NewestRevisions
 {
+    /// The revision of the updater that reads.
+    qint32 updater = ownRevision;
     ///@{
     /// Newest of the versions that may be installed, by kind.
-    qint32 newestStable = ownRevision;
-    qint32 newestBeta = ownRevision;
-    qint32 latestStableFix = ownRevision;
+    qint32 newestStable = updater;
+    qint32 newestBeta = updater;
+    qint32 latestStableFix = updater;
     ///@}
     ///@{
     /// Newest of those refused only because of the running system's version.
-    qint32 newestUnsupportedStable = ownRevision;
-    qint32 newestUnsupportedBeta = ownRevision;
+    qint32 newestUnsupportedStable = updater;
+    qint32 newestUnsupportedBeta = updater;
     ///@}
     ///@{
     /// Tells the user which system the last refused line of the kind asks for; empty if none was refused.
-    QString stableNotice;
-    QString betaNotice;
+    QString stableNotice = {};
+    QString betaNotice = {};
     ///@}
 };
 
@@ -46,8 +48,10 @@ struct VersionDescription
 };
 
 /// Reads \a text, the version description file. Faulty and refused lines are logged and skipped; a line of unknown type
-/// is logged and kept. \a testBuildsAllowed is asked anew for each test build.
+/// is logged and kept. \a testBuildsAllowed is asked anew for each test build. The file is read as the updater with the
+/// revision \a updater does.
 [[nodiscard]] VersionDescription readVersionDescription(const QString &text, const RunningSystem &system,
-                                                        const std::function<bool()> &testBuildsAllowed);
+                                                        const std::function<bool()> &testBuildsAllowed,
+                                                        qint32 updater = ownRevision);
 
 } // namespace freshen

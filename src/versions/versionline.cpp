@@ -1,7 +1,5 @@
 #include "versions/versionline.h"
 
-#include "versions/ownversion.h"
-
 #include <QDebug>
 #include <QRegularExpression>
 
@@ -63,12 +61,12 @@ std::optional<qint32> readRevision(const VersionRow &row)
     return revision;
 }
 
-bool allowsThisUpdater(const VersionRow &row, qint32 revision)
+bool allowsUpdater(const VersionRow &row, qint32 revision, qint32 updater)
 {
     const qint32 minimum = toNumber(row.at(column::minimumUpdater));
-    if (minimum <= ownRevision)
+    if (minimum <= updater)
         return true;
-    qDebug() << "WARNING: current version" << ownRevision << "not eligible for" << revision << "- needs update to"
+    qDebug() << "WARNING: current version" << updater << "not eligible for" << revision << "- needs update to"
              << minimum;
     return false;
 }

@@ -69,9 +69,9 @@ inline const QLatin1String testType("Test");
 /// number; the log then says which.
 [[nodiscard]] std::optional<qint32> readRevision(const VersionRow &row);
 
-/// Whether this updater may install \a row, which has the column for the minimum revision. The column is read by
-/// toNumber(). A refusal is logged with \a revision, the row's own.
-[[nodiscard]] bool allowsThisUpdater(const VersionRow &row, qint32 revision);
+/// Whether the updater with the revision \a updater may install \a row, which has the column for the minimum revision.
+/// The column is read by toNumber(). A refusal is logged with \a revision, the row's own.
+[[nodiscard]] bool allowsUpdater(const VersionRow &row, qint32 revision, qint32 updater);
 
 /// Logs that \a parts, the columns of a line or the parts of its version, are too few or too many.
 void warnAboutCount(const QStringList &parts);

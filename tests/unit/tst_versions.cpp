@@ -220,7 +220,7 @@ private slots:
         const auto [stable, beta, fix, withBeta, withoutBeta] =
             Table<qint32, qint32, qint32, qint32, qint32>::current();
         // Versions that the system refuses play no part.
-        const Candidates newest = candidates({stable, beta, fix, 99999, 99999, "notice", "notice"});
+        const Candidates newest = candidates({ownRevision, stable, beta, fix, 99999, 99999, "notice", "notice"});
         QCOMPARE(newest.choose(true), withBeta);
         QCOMPARE(newest.choose(false), withoutBeta);
     }

@@ -58,7 +58,7 @@ QByteArray makePackage(const QList<PackageEntry> &entries)
         const QByteArray data = entry.data.value_or(entry.isCompressed ? deflated(entry.content) : entry.content);
         const quint16 method = entry.isCompressed ? methodDeflated : none;
         const auto common = [&](const QByteArray &name) {
-            return littleEndian(versionNeeded, none, entry.method.value_or(method), entryTime, entryDate,
+            return littleEndian(versionNeeded, entry.flags, entry.method.value_or(method), entryTime, entryDate,
                                 entry.checksum.value_or(checksum(entry.content)), sizeOf(data),
                                 entry.uncompressedSize.value_or(sizeOf(entry.content)),
                                 static_cast<quint16>(name.size()), none);

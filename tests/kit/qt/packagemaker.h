@@ -14,6 +14,8 @@ struct PackageEntry
     bool isCompressed = true;
     /// Unix permissions; 0 for an entry that was made on MS-DOS and has none.
     quint16 permissions = 0644;
+    /// General purpose flags (PKWARE APPNOTE 4.4.4).
+    quint16 flags = 0;
 
     // Faults.
     std::optional<quint16> method = {};

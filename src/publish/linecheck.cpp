@@ -1,0 +1,225 @@
+#include "publish/linecheck.h"
+
+#include "download/packagename.h"
+#include "download/versionlist.h"
+#include "publish/linereading.h"
+#include "publish/offers.h"
+#include "versions/updateserver.h"
+
+#include <QRegularExpression>
+#include <QUrl>
+
+#include <array>
+#include <limits>
+
+namespace freshen::publish {
+
+namespace {
+
+/// What a rule finds.
+struct Fault
+{
+    FindingKind kind;
+    QString message;
+    /// Where, as an index of the row.
+    int position = column::version;
+};
+
+/// Finds one kind of fault in a line that has a revision.
+using Rule = std::optional<Fault> (*)(const IndexLine &line);
+
+QString quoted(const QString &text)
+{
+    return QLatin1Char('"') + text + QLatin1Char('"');
+}
+
+QString typeOf(const IndexLine &line)
+{
+    return line.row.at(column::type);
+}
+
+bool isKnownType(const QString &type)
+{
+    return type == stableType || type == betaType || type == testType;
+}
+
+/// Whether any updater's manual mode lists \a line.
+bool isListed(const IndexLine &line)
+{
+    return !readVersionList(line.text, mostCapable().updater).isEmpty();
+}
+
+/// Whether the updater reads \a text as the number that it looks like: what is no number counts as 0.
+bool isNumber(const QString &text)
+{
+    static const QRegularExpression zero(QStringLiteral("^\\s*[+-]?0+\\s*$"));
+    return toNumber(text) != 0 || zero.match(text).hasMatch();
+}
+
+bool isBlank(const QString &text)
+{
+    return text.trimmed().isEmpty();
+}
+
+std::optional<Fault> checkType(const IndexLine &line)
+{
+    const QString type = typeOf(line);
+    if (isKnownType(type))
+        return std::nullopt;
+    if (isKnownType(type.trimmed())) {
+        return Fault{blanksAroundType, QStringLiteral("%1 has blanks around it.").arg(quoted(type)), column::type};
+    }
+    return Fault{unknownType, QStringLiteral("%1 is no type.").arg(quoted(type)), column::type};
+}
+
+std::optional<Fault> checkTest(const IndexLine &line)
+{
+    if (typeOf(line) != testType || !isListed(line))
+        return std::nullopt;
+    return Fault{testForEverybody,
+                 QStringLiteral("A test build is offered to everybody in the list, unless its line has %1 columns.")
+                     .arg(systemColumns),
+                 column::type};
+}
+
+std::optional<Fault> checkVisibility(const IndexLine &line)
+{
+    if (isListed(line) || typeOf(line) == testType)
+        return std::nullopt;
+    return Fault{hiddenFromList, QStringLiteral("With %1 columns, the line is not in the list.").arg(line.row.size()),
+                 column::minimumSystem};
+}
+
+std::optional<Fault> checkMinimumUpdater(const IndexLine &line)
+{
+    const QString limit = line.row.value(column::minimumUpdater);
+    if (isBlank(limit) || isNumber(limit))
+        return std::nullopt;
+    return Fault{limitIsNoNumber, QStringLiteral("%1 is no number, so there is no limit.").arg(quoted(limit)),
+                 column::minimumUpdater};
+}
+
+std::optional<Fault> checkMinimumSystem(const IndexLine &line)
+{
+    const QString limit = line.row.value(column::minimumSystem);
+    const QStringList parts = limit.split(QLatin1Char('.'));
+    if (isBlank(limit))
+        return std::nullopt;
+    if (!isNumber(parts.first()) || (parts.size() > 1 && !isNumber(parts.at(1)))) {
+        return Fault{limitIsNoNumber, QStringLiteral("%1 is no version, so parts of it count as 0.").arg(quoted(limit)),
+                     column::minimumSystem};
+    }
+    if (parts.size() > 2) {
+        return Fault{limitIgnoresRest, QStringLiteral("Only the first two numbers of %1 count.").arg(quoted(limit)),
+                     column::minimumSystem};
+    }
+    return std::nullopt;
+}
+
+std::optional<Fault> checkReachability(const IndexLine &line)
+{
+    Audience audience = mostCapable();
+    audience.system = newestWindows();
+    if (!readFor(line.text, audience).versions.isEmpty())
+        return std::nullopt;
+    return Fault{limitMetByNobody,
+                 QStringLiteral("No Windows has the version %1; the newest calls itself %2.")
+                     .arg(line.row.at(column::minimumSystem), versionOf(audience.system)),
+                 column::minimumSystem};
+}
+
+std::optional<Fault> checkReference(const IndexLine &line)
+{
+    const QString reference = line.row.at(column::reference);
+    if (reference.isEmpty() || isNumber(reference))
+        return std::nullopt;
+    return Fault{referenceIsNoNumber,
+                 QStringLiteral("%1 is no number, so the version is no fix.").arg(quoted(reference)),
+                 column::reference};
+}
+
+std::optional<Fault> checkLabel(const IndexLine &line)
+{
+    const QString reference = line.row.at(column::reference);
+    const bool isFix = typeOf(line) == stableType && toNumber(reference) != 0;
+    if (reference.isEmpty() || isFix || !isListed(line))
+        return std::nullopt;
+    return Fault{labelHidesType,
+                 QStringLiteral("Since the reference is not empty, the list says \"Update\" instead of %1.")
+                     .arg(quoted(typeOf(line))),
+                 column::reference};
+}
+
+std::optional<Fault> checkVersion(const IndexLine &line)
+{
+    static const QRegularExpression blank(QStringLiteral("\\s"));
+    const QString version = line.row.at(column::version);
+    if (!version.contains(blank) && version.endsWith(QStringLiteral(".%1").arg(*line.revision)))
+        return std::nullopt;
+    return Fault{oddVersion, QStringLiteral("%1 has the revision %2; the package's name has the text as it stands.")
+                                 .arg(quoted(version), QString::number(*line.revision))};
+}
+
+std::optional<Fault> checkSeparators(const IndexLine &line)
+{
+    const QString name = selectedVersionName(line.row);
+    const QString stored = localPackageName(name, {});
+    if (stored.contains(name))
+        return std::nullopt;
+    return Fault{separatorInName, QStringLiteral("The package of %1 is stored as %2.").arg(quoted(name), stored)};
+}
+
+std::optional<Fault> checkStoredName(const IndexLine &line)
+{
+    static const QRegularExpression notInNames(QStringLiteral("[<>\"*?\\x01-\\x1f]"));
+    const QString name = localPackageName(selectedVersionName(line.row), {});
+    if (!name.contains(notInNames))
+        return std::nullopt;
+    return Fault{nameNotStorable, QStringLiteral("Windows takes no file with the name %1.").arg(quoted(name))};
+}
+
+std::optional<Fault> checkAddress(const IndexLine &line)
+{
+    const QString name = serverPackageName(line.row, *line.revision, {});
+    UpdateServer server;
+    server.protocol = QStringLiteral("https");
+    server.host = QStringLiteral("localhost");
+    const QString asked = QUrl(packageAddress(server, name, PortInAddress::IfSet)).path(QUrl::FullyDecoded);
+    if (asked == packagePath(name))
+        return std::nullopt;
+    return Fault{addressDiffers, QStringLiteral("Instead of %1, updaters ask for %2.").arg(packagePath(name), asked)};
+}
+
+constexpr std::array rules = {
+    checkType,      checkTest,  checkVisibility, checkMinimumUpdater, checkMinimumSystem, checkReachability,
+    checkReference, checkLabel, checkVersion,    checkSeparators,     checkStoredName,    checkAddress,
+};
+
+/// What is wrong with \a line, which no updater can read.
+Fault faultOfUnreadable(const IndexLine &line)
+{
+    using Limits = std::numeric_limits<qint32>;
+    const qint32 last = toNumber(line.row.first().section(QLatin1Char('.'), -1));
+    if (line.row.size() >= plainColumns && (last == Limits::max() || last == Limits::min()))
+        return {revisionTooLarge, QStringLiteral("The revision of %1 is too large.").arg(quoted(line.row.first()))};
+    return {unreadableLine, readLine(line.text, mostCapable()).automatic.log.join(QStringLiteral("; "))};
+}
+
+} // namespace
+
+QList<Finding> checkLine(const IndexLine &line, const QString &file)
+{
+    const auto finding = [&line, &file](const Fault &fault) {
+        return Finding{fault.kind, fault.message, file, line.number, fault.position + 1};
+    };
+    if (!line.revision)
+        return {finding(faultOfUnreadable(line))};
+    QList<Finding> findings;
+    for (const Rule rule : rules) {
+        if (const std::optional<Fault> fault = rule(line))
+            findings.append(finding(*fault));
+    }
+    return findings;
+}
+
+} // namespace freshen::publish

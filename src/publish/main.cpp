@@ -1,0 +1,163 @@
+// freshen-publish: the tool of those who publish what the updater reads. It finds the command, gives it its options and
+// writes its report.
+
+#include "publish/command.h"
+#include "publish/terminal.h"
+#include "versions/ownversion.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+using namespace freshen::publish;
+
+namespace {
+
+constexpr std::array commands = {
+    &checkCommand, &checkPackageCommand, &packCommand,    &addCommand,    &promoteCommand, &withdrawCommand,
+    &pruneCommand, &previewCommand,      &publishCommand, &verifyCommand, &serveCommand,
+};
+
+QString option(const char *text)
+{
+    return QString::fromLatin1(text);
+}
+
+void addGlobalOptions(QCommandLineParser &parser)
+{
+    parser.addOptions({
+        {option("root"), option("The server's document root; the current folder by default."), option("DIR"),
+         option(".")},
+        {option("folder"), option("The folder of the index on the server; \"VERSIONS\" by default."),
+         option("VERSIONS"), option("VERSIONS")},
+        {option("format"), option("How standard output is written: \"text\" or \"json\"."), option("text|json"),
+         option("text")},
+        {option("strict"), option("Warnings count as findings.")},
+        {option("dry-run"), option("Write nothing; say what would be done.")},
+        {option("quiet"), option("Say nothing on standard error but why the tool cannot go on.")},
+        {option("color"), option("Colour the findings: \"auto\" (on a terminal), \"always\" or \"never\"."),
+         option("auto|always|never"), option("auto")},
+    });
+    parser.addHelpOption();
+    parser.addVersionOption();
+}
+
+void printOut(const QString &text)
+{
+    std::fputs(text.toUtf8().constData(), stdout);
+}
+
+int refuse(const QString &reason)
+{
+    std::fputs(
+        QStringLiteral("freshen-publish: %1\nTry \"freshen-publish --help\".\n").arg(reason).toUtf8().constData(),
+        stderr);
+    return static_cast<int>(ExitCode::Usage);
+}
+
+QString listOfCommands()
+{
+    QString text = option("\n\nCommands:\n");
+    for (const Command *command : commands) {
+        const QString call = (option(command->name) + QLatin1Char(' ') + option(command->arguments)).trimmed();
+        text += QStringLiteral("  %1  %2\n").arg(call, -28).arg(option(command->summary));
+    }
+    return text + option("\n\"freshen-publish COMMAND --help\" tells the options of a command.");
+}
+
+/// Whether \a text has one of the values that \a allowed, separated by bars, lists.
+bool isOneOf(const QString &text, const char *allowed)
+{
+    return option(allowed).split(QLatin1Char('|')).contains(text);
+}
+
+/// Whether \a command takes \a count arguments.
+bool takes(const Command &command, int count)
+{
+    const QStringList names = option(command.arguments).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const int optional = names.filter(QLatin1String("[")).size();
+    return count >= names.size() - optional && count <= names.size();
+}
+
+/// Runs \a command with \a line, the whole command line without its name.
+int run(const Command &command, const QStringList &line)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(option(command.summary));
+    addGlobalOptions(parser);
+    parser.addOptions(command.options());
+    // Shown in the usage in the place of the arguments.
+    parser.addPositionalArgument(option(command.name), QString(),
+                                 (option(command.name) + QLatin1Char(' ') + option(command.arguments)).trimmed());
+    if (!parser.parse(line))
+        return refuse(parser.errorText());
+    if (parser.isSet(option("help"))) {
+        printOut(parser.helpText());
+        return EXIT_SUCCESS;
+    }
+    if (!takes(command, parser.positionalArguments().size()))
+        return refuse(QStringLiteral("The arguments are: %1.")
+                          .arg(*command.arguments != '\0' ? option(command.arguments) : QStringLiteral("none")));
+    for (const auto &[name, allowed] : {std::pair("format", "text|json"), std::pair("color", "auto|always|never")}) {
+        if (!isOneOf(parser.value(option(name)), allowed))
+            return refuse(QStringLiteral("--%1 is one of %2.").arg(option(name), option(allowed)));
+    }
+    const QString root = parser.value(option("root"));
+    const QString color = parser.value(option("color"));
+    const bool isColored = color == option("always") || (color == option("auto") && isTerminal(stdout));
+    Report report(parser.value(option("format")) == option("json") ? Format::Json : Format::Text,
+                  parser.isSet(option("strict")), parser.isSet(option("quiet")), isColored);
+    Context context{parser, parser.positionalArguments(),
+                    DocumentRoot{QDir::cleanPath(QDir(root).absolutePath()), parser.value(option("folder"))},
+                    parser.isSet(option("dry-run")), report};
+    const ExitCode code = command.run(context);
+    report.write(code);
+    return static_cast<int>(code);
+}
+
+/// What the updater's code says is told by the findings; only what no command expects is shown.
+void showWarnings(QtMsgType type, const QMessageLogContext & /*context*/, const QString &message)
+{
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        std::fprintf(stderr, "%s\n", qUtf8Printable(message));
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(option("freshen-publish"));
+    QCoreApplication::setApplicationVersion(option(freshen::ownVersion));
+    qInstallMessageHandler(showWarnings);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(option("Checks, makes and publishes what the updater reads.") + listOfCommands());
+    addGlobalOptions(parser);
+    parser.addPositionalArgument(option("COMMAND"), option("What to do."), option("COMMAND [...]"));
+    // What follows the command is its own.
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    QStringList line = QCoreApplication::arguments();
+    if (!parser.parse(line))
+        return refuse(parser.errorText());
+    if (parser.isSet(option("version"))) {
+        printOut(QStringLiteral("freshen-publish %1\n").arg(QCoreApplication::applicationVersion()));
+        return EXIT_SUCCESS;
+    }
+    if (parser.isSet(option("help"))) {
+        printOut(parser.helpText());
+        return EXIT_SUCCESS;
+    }
+    const QStringList rest = parser.positionalArguments();
+    const auto *const command = std::find_if(commands.begin(), commands.end(), [&rest](const Command *known) {
+        return !rest.isEmpty() && rest.first() == option(known->name);
+    });
+    if (command == commands.end())
+        return refuse(rest.isEmpty() ? option("A command is missing.")
+                                     : QStringLiteral("There is no command \"%1\".").arg(rest.first()));
+    line.removeAt(line.size() - rest.size());
+    return run(**command, line);
+}

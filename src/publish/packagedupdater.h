@@ -1,0 +1,22 @@
+#pragma once
+
+/// \file
+/// Which updater users have after they have installed a version.
+
+#include "publish/documentroot.h"
+#include "publish/offers.h"
+
+#include <optional>
+
+class QIODevice;
+
+namespace freshen::publish {
+
+/// The revision of the updater \a program, by its version resource; none where it tells none.
+[[nodiscard]] std::optional<qint32> revisionOfUpdater(QIODevice &program);
+
+/// Looks into the packages of \a root, once into each. Where a package is not there, or its updater tells no revision,
+/// it is taken to have that of its line.
+[[nodiscard]] PackagedUpdater updaterInPackage(const DocumentRoot &root);
+
+} // namespace freshen::publish

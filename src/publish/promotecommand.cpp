@@ -1,0 +1,96 @@
+#include "publish/command.h"
+#include "publish/indexchange.h"
+#include "publish/indexedit.h"
+#include "publish/lineoptions.h"
+#include "publish/packagefiles.h"
+#include "publish/revisionargument.h"
+
+#include <QFileInfo>
+
+namespace freshen::publish {
+
+namespace {
+
+const QString to = QStringLiteral("to");
+
+/// More than one line has the revision, so that it is not clear which is meant.
+constexpr FindingKind ambiguousRevision{"ambiguous-revision", Severity::Error};
+
+QList<QCommandLineOption> options()
+{
+    return lineOptions() + QList<QCommandLineOption>{
+                               {to, QStringLiteral("The new type."), QStringLiteral("Stable|Beta|Test")},
+                               forceOption(),
+                           };
+}
+
+bool isType(const QString &text)
+{
+    return text == stableType || text == betaType || text == testType;
+}
+
+/// The packages of \a line under the names of \a promoted, as far as they are there.
+QList<PackageCopy> copiesFor(const IndexLine &line, const IndexLine &promoted, const DocumentRoot &root)
+{
+    const QList<PackageName> old = packageNames(line);
+    const QList<PackageName> now = packageNames(promoted);
+    QList<PackageCopy> copies;
+    for (int i = 0; i < old.size(); ++i) {
+        const QString source = root.packageFile(old.at(i).name);
+        if (QFileInfo::exists(source))
+            copies.append({source, now.at(i).name});
+    }
+    return copies;
+}
+
+/// Puts \a promoted in the place of \a line.
+ExitCode replaceLine(const IndexLine &line, const IndexLine &promoted, IndexChange &change, Context &context)
+{
+    if (promoted.text == line.text)
+        return context.report.fail(ExitCode::NothingToDo, QStringLiteral("The line says so already."));
+    const QString package = packageNames(line).first().name;
+    if (!QFileInfo::exists(context.root.packageFile(package)))
+        return context.report.fail(ExitCode::FileOrNetwork, QStringLiteral("There is no %1.").arg(package));
+    const QByteArray bytes = withReplacedLine(change.index(), line.number, promoted.text);
+    if (!change.isAcceptable(bytes, line.number))
+        return context.report.verdict();
+    const ExitCode code = change.finish(bytes, copiesFor(line, promoted, context.root));
+    if (code == ExitCode::Clean && !context.isDryRun)
+        restartAge(context.root, unlistedPackages({line}, parseIndex(bytes)));
+    return code;
+}
+
+ExitCode promote(const QList<IndexLine> &lines, IndexChange &change, Context &context)
+{
+    if (lines.size() > 1) {
+        context.report.add({ambiguousRevision, QStringLiteral("%1 lines have the revision.").arg(lines.size()),
+                            context.root.relative(context.root.indexFile()), lines.last().number});
+        return context.report.verdict();
+    }
+    const IndexLine &line = lines.first();
+    VersionRow row = line.row;
+    row[column::type] = context.options.value(to);
+    QString error;
+    const std::optional<VersionRow> promoted = rowWithOptions(row, context.options, error);
+    if (!promoted)
+        return context.report.fail(ExitCode::Usage, error);
+    return replaceLine(line, {line.number, lineOf(*promoted), *promoted, line.revision}, change, context);
+}
+
+ExitCode run(Context &context)
+{
+    if (!isType(context.options.value(to)))
+        return context.report.fail(ExitCode::Usage, QStringLiteral("--to is one of Stable, Beta, Test."));
+    IndexChange change(context);
+    if (const std::optional<ExitCode> failure = change.begin())
+        return *failure;
+    const QList<IndexLine> lines = linesOfArgument(change, context);
+    return lines.isEmpty() ? ExitCode::NothingToDo : promote(lines, change, context);
+}
+
+} // namespace
+
+const Command promoteCommand = {"promote", "Publish the bytes of a version under another type", "REVISION", options,
+                                run};
+
+} // namespace freshen::publish

@@ -1,0 +1,50 @@
+#include "publish/upload.h"
+
+#include "publish/wholefile.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+namespace freshen::publish {
+
+namespace {
+
+/// A name that leads to another folder is none that anybody publishes.
+bool isPublished(const DocumentRoot &root, const QString &name)
+{
+    return QFileInfo(name).fileName() == name && QFileInfo(root.packageFile(name)).isFile();
+}
+
+bool holds(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.readAll() == content;
+}
+
+} // namespace
+
+QStringList uploadOrder(const DocumentRoot &root, const Index &index)
+{
+    QStringList paths;
+    for (const QString &name : listedPackages(index)) {
+        if (isPublished(root, name))
+            paths.append(root.relative(root.packageFile(name)));
+    }
+    return paths << root.relative(root.indexFile());
+}
+
+QList<Upload> missingUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target)
+{
+    QList<Upload> uploads;
+    const QStringList paths = uploadOrder(root, index);
+    for (const QString &path : paths) {
+        const QString there = target.folder + QLatin1Char('/') + path;
+        const bool isThere = path == paths.last() ? holds(there, index.bytes)
+                                                  : haveSameContent(root.folder + QLatin1Char('/') + path, there);
+        if (!isThere)
+            uploads.append({path, QFileInfo::exists(there)});
+    }
+    return uploads;
+}
+
+} // namespace freshen::publish

@@ -1,0 +1,118 @@
+#include "publish/wholefile.h"
+
+#include "publish/disksync.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSaveFile>
+
+namespace freshen::publish {
+
+namespace {
+
+constexpr qint64 pieceSize = 1 << 20;
+
+QString reasonOf(const QString &path, const QString &error)
+{
+    return QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), error);
+}
+
+/// Writes all of \a bytes. A disk that becomes full takes a part of them first, which is no error yet.
+bool writeAll(QFileDevice &file, const QByteArray &bytes)
+{
+    qint64 done = 0;
+    while (done < bytes.size()) {
+        const qint64 written = file.write(bytes.constData() + done, bytes.size() - done);
+        if (written <= 0)
+            return false;
+        done += written;
+    }
+    return true;
+}
+
+/// Copies the next piece of \a source to \a target. False at its end, and where either fails.
+bool copyPiece(QFile &source, QFileDevice &target)
+{
+    const QByteArray piece = source.read(pieceSize);
+    return !piece.isEmpty() && writeAll(target, piece);
+}
+
+/// Gives what was written to \a file its name. Without that it is gone with the object.
+QString finish(QSaveFile &file)
+{
+    if (file.error() != QFileDevice::NoError || !file.flush())
+        return reasonOf(file.fileName(), file.errorString());
+    if (!syncFile(file))
+        return reasonOf(file.fileName(), qt_error_string());
+    if (!file.commit())
+        return reasonOf(file.fileName(), file.errorString());
+    syncFolder(QFileInfo(file.fileName()).path());
+    return {};
+}
+
+/// Opens \a file for its new content.
+bool open(QSaveFile &file)
+{
+    QDir().mkpath(QFileInfo(file.fileName()).path());
+    return file.open(QIODevice::WriteOnly);
+}
+
+} // namespace
+
+QString writeWholeFile(const QString &path, const std::function<QString(QFileDevice &file)> &write)
+{
+    QSaveFile file(path);
+    if (!open(file))
+        return reasonOf(path, file.errorString());
+    const QString reason = write(file);
+    return reason.isEmpty() ? finish(file) : reason;
+}
+
+QString writeWholeFile(const QString &path, const QByteArray &content)
+{
+    return writeWholeFile(path, [&content](QFileDevice &file) {
+        return writeAll(file, content) ? QString() : reasonOf(file.fileName(), file.errorString());
+    });
+}
+
+QString copyWholeFile(const QString &source, const QString &path, const ByteProgress &progress)
+{
+    QFile from(source);
+    if (!from.open(QIODevice::ReadOnly))
+        return reasonOf(source, from.errorString());
+    return writeWholeFile(path, [&](QFileDevice &to) {
+        while (copyPiece(from, to)) {
+            if (progress)
+                progress(from.pos());
+        }
+        return from.error() == QFileDevice::NoError ? QString() : reasonOf(source, from.errorString());
+    });
+}
+
+void removeLeftovers(const QString &path)
+{
+    // The names that QSaveFile gives its files until they are complete.
+    const QFileInfo file(path);
+    const QRegularExpression name(QLatin1Char('^') + QRegularExpression::escape(file.fileName()) +
+                                  QLatin1String("\\.[A-Za-z]{6}$"));
+    QDir folder(file.path());
+    for (const QString &leftover : folder.entryList(QDir::Files | QDir::Hidden).filter(name))
+        folder.remove(leftover);
+}
+
+bool haveSameContent(const QString &first, const QString &second)
+{
+    QFile one(first);
+    QFile other(second);
+    if (!one.open(QIODevice::ReadOnly) || !other.open(QIODevice::ReadOnly) || one.size() != other.size())
+        return false;
+    while (!one.atEnd()) {
+        const QByteArray piece = one.read(pieceSize);
+        if (piece.isEmpty() || piece != other.read(pieceSize))
+            return false;
+    }
+    return true;
+}
+
+} // namespace freshen::publish

@@ -1,0 +1,35 @@
+#pragma once
+
+/// \file
+/// Files that are there as a whole or not at all. Whoever reads one while it is written, or after the writing program
+/// was killed, finds what was there before, or all of the new one.
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+
+class QFileDevice;
+
+namespace freshen::publish {
+
+/// Is told how many bytes are done.
+using ByteProgress = std::function<void(qint64)>;
+
+/// Writes \a content to \a path. The folder is made where it is missing. Returns why it failed, or an empty text.
+[[nodiscard]] QString writeWholeFile(const QString &path, const QByteArray &content);
+
+/// Has \a write write what it likes to the file \a path likewise. It returns why it failed, or an empty text; the file
+/// may not be closed by it.
+[[nodiscard]] QString writeWholeFile(const QString &path, const std::function<QString(QFileDevice &file)> &write);
+
+/// Copies \a source to \a path likewise, piece by piece.
+[[nodiscard]] QString copyWholeFile(const QString &source, const QString &path, const ByteProgress &progress = {});
+
+/// Removes what writers of \a path have left that were killed. Nobody writes it now.
+void removeLeftovers(const QString &path);
+
+/// Whether both files can be read and hold the same bytes.
+[[nodiscard]] bool haveSameContent(const QString &first, const QString &second);
+
+} // namespace freshen::publish

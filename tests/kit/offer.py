@@ -56,9 +56,9 @@ VERSIONS = (INSTALLED, FIX, BETA)
 CHOSEN = FIX
 
 
-def description(*versions: Version) -> bytes:
-    """The version description file of these versions."""
-    return "".join(f"{version.line}\n" for version in versions).encode()
+def description(*versions: Version | str) -> bytes:
+    """The version description file of these versions. A text is a line as it stands."""
+    return "".join(f"{version if isinstance(version, str) else version.line}\n" for version in versions).encode()
 
 
 # The application at its briefest: it ends as soon as it is started.

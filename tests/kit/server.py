@@ -36,7 +36,8 @@ class Answer(NamedTuple):
 
     body: bytes = b""
     status: int = 200
-    headers: Mapping[str, str] = {}
+    # None takes one of the usual headers away.
+    headers: Mapping[str, str | None] = {}
     hold: int | None = None
     # Bytes per second.
     rate: float | None = None
@@ -66,11 +67,11 @@ class UpdateServer(ThreadingTCPServer):
         self.shutdown()
         self.server_close()
 
-    def offer(self, *versions: Version, package: bytes | None = None) -> None:
+    def offer(self, *versions: Version | str, package: bytes | None = None) -> None:
         """Offers the list of these versions and, if given, this package as that of each."""
         self.answers[VERSIONS_PATH] = description(*versions)
         if package is not None:
-            self.answers |= {version.package_path: package for version in versions}
+            self.answers |= {version.package_path: package for version in versions if isinstance(version, Version)}
 
     def release(self) -> None:
         """Lets every answer that is held back go on."""
@@ -115,7 +116,8 @@ class _Connection(BaseHTTPRequestHandler):
     def _send(self, answer: Answer) -> None:
         self.send_response_only(answer.status)
         for name, value in {"Connection": "close", "Content-Length": str(len(answer.body)), **answer.headers}.items():
-            self.send_header(name, value)
+            if value is not None:
+                self.send_header(name, value)
         self.end_headers()
         if answer.hold is not None:
             last = max(0, answer.hold - _PIECE)

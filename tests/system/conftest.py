@@ -26,6 +26,8 @@ from kit.window import Window  # noqa: E402
 from kit.windows import Build, WindowsUpdater  # noqa: E402
 from kit.wine import cloned  # noqa: E402
 
+from publishing import Publisher  # noqa: E402
+
 BUILD = Path(os.environ["FRESHEN_BUILD"]).resolve()
 _CAPABILITIES = pytest.StashKey[list[str]]()
 _MADE = pytest.StashKey[list]()
@@ -199,6 +201,18 @@ def nginx(folder: Path, exits: ExitStack, made: list) -> Callable[..., Nginx]:
 def trusting(updater: Updater, authority: Authority) -> dict[str, object]:
     """What to start the updater with so that it trusts the authority; the Windows does so by itself."""
     return {} if updater.is_windows else {"replaced": {Path("/etc/ssl/certs"): authority.store}}
+
+
+@pytest.fixture
+def on_windows(request: pytest.FixtureRequest) -> bool:
+    return request.config.option.platform == "windows"
+
+
+@pytest.fixture
+def publisher(request: pytest.FixtureRequest, on_windows: bool, folder: Path) -> Publisher:
+    """The publishing tool, with an empty document root."""
+    wine = request.getfixturevalue("windows_updater").wine if on_windows else None
+    return Publisher(folder / "root", wine)
 
 
 # --- faults, and what is told of failures

@@ -1,0 +1,116 @@
+"""freshen-publish as publishers call it."""
+
+from __future__ import annotations
+
+import json
+import os
+import re
+import subprocess
+from collections.abc import Mapping, Sequence
+from pathlib import Path
+from typing import NamedTuple
+
+from kit.offer import VERSIONS_PATH, Version, application, description, package
+from kit.waiting import wait_for
+from kit.wine import Wine
+
+BUILD = Path(os.environ["FRESHEN_BUILD"]).resolve()
+
+# The exit codes.
+CLEAN, FINDINGS, USAGE, NOTHING_TO_DO, FILE_OR_NETWORK, LOCKED_OR_CHANGED = range(6)
+
+
+def files_below(folder: Path) -> dict[str, bytes]:
+    """The files below a folder, by their path in it."""
+    return {str(path.relative_to(folder)): path.read_bytes() for path in sorted(folder.rglob("*")) if path.is_file()}
+
+
+class Outcome(NamedTuple):
+    """How a command ended: its exit code, its JSON document, and what it said besides."""
+
+    code: int
+    document: dict
+    prose: str
+
+    @property
+    def ids(self) -> list[str]:
+        """Its findings, each kind once."""
+        return sorted({finding["id"] for finding in self.document["findings"]})
+
+
+class Publisher:
+    """The tool, and a document root for it. On Windows it runs in this Wine."""
+
+    def __init__(self, root: Path, wine: Wine | None = None) -> None:
+        self.root = root
+        self._wine = wine
+        root.mkdir()
+
+    def offer(self, *versions: Version | str, content: bytes | None = None) -> None:
+        """Writes an index of these versions, and a package for each."""
+        self.write(VERSIONS_PATH, description(*versions))
+        for version in versions:
+            if isinstance(version, Version):
+                self.write(version.package_path, package(application()) if content is None else content)
+
+    def write(self, path: str, content: bytes) -> Path:
+        """Writes a file, named by its path on the server."""
+        file = self.root / path.lstrip("/")
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_bytes(content)
+        return file
+
+    def command(self, *arguments: str | Path) -> list[str]:
+        """The command line; paths are told as the program calls them."""
+        words = [self.called(word) if isinstance(word, Path) else word for word in arguments]
+        program = ["wine", str(BUILD / "bin" / "freshen-publish.exe")] if self._wine else [
+            str(BUILD / "bin" / "freshen-publish")]
+        return [*program, "--root", self.called(self.root), "--format", "json", *words]
+
+    def called(self, path: Path) -> str:
+        return str(self._wine.path(path)) if self._wine else str(path)
+
+    def start(self, *arguments: str | Path, through: Sequence[str] = (), variables: Mapping[str, str] = {},
+              errors: int = subprocess.PIPE) -> subprocess.Popen:
+        environment = {**os.environ, **variables}
+        if self._wine:
+            sdk = re.search(r"^FRESHEN_WINDOWS_SDK:.*=(.*)", (BUILD / "CMakeCache.txt").read_text(), re.MULTILINE)[1]
+            environment = {**self._wine.environment(), "WINEPATH": self.called(Path(sdk, "bin")), **variables}
+        return subprocess.Popen([*through, *self.command(*arguments)], env=environment, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=errors, text=True, encoding="utf-8")
+
+    def __call__(self, *arguments: str | Path, seconds: float = 60.0, **how: object) -> Outcome:
+        """Runs a command to its end. Killed, it has no document."""
+        process = self.start(*arguments, **how)
+        output, prose = process.communicate(timeout=seconds)
+        return Outcome(process.returncode, json.loads(output) if process.returncode >= 0 else {}, prose)
+
+
+class Serving:
+    """The tool's own server, from its start until the end of the context."""
+
+    def __init__(self, publisher: Publisher, *options: str) -> None:
+        self._process = publisher.start("serve", *options, errors=subprocess.DEVNULL)
+        self.document = json.loads(wait_for(self._process.stdout.readline, "the server"))
+
+    @property
+    def address(self) -> str:
+        return self.document["address"]
+
+    @property
+    def settings(self) -> dict[str, object]:
+        """What makes an updater use it."""
+        return self.document["settings"]
+
+    def __enter__(self) -> Serving:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self._process.terminate()
+        self._process.communicate(timeout=20)
+
+    def end(self, signal: int) -> tuple[int, str]:
+        """Sends the signal; returns the exit code and what was written besides the document."""
+        self._process.send_signal(signal)
+        rest, _ = self._process.communicate(timeout=20)
+        return self._process.returncode, rest

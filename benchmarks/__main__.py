@@ -15,8 +15,13 @@ from dataclasses import asdict, dataclass
 from pathlib import Path
 from statistics import median
 
-from groups import GROUPS, Figure, Group, Stage, Value
+import groups
+import packing
+import serving
+from groups import Figure, Group, Stage, Value
 from measuring import Sample
+
+GROUPS = groups.GROUPS | packing.GROUPS | serving.GROUPS
 
 # What the largest group needs, with room to spare.
 _SPACE = 7 * 1024**3

@@ -8,6 +8,7 @@ import os
 import shlex
 import shutil
 import signal
+import subprocess
 import sys
 from contextlib import ExitStack
 from pathlib import Path
@@ -18,7 +19,7 @@ from kit import folders, processes
 from kit.desktop import Desktop
 from kit.folders import File, Tree, text
 from kit.native import NativeUpdater
-from kit.offer import CHOSEN, INSTALLED, VERSIONS, Version, application, package
+from kit.offer import CHOSEN, INSTALLED, VERSIONS, Version, application
 from kit.server import Answer, UpdateServer
 from kit.texts import TITLE
 from kit.updater import Updater
@@ -28,6 +29,8 @@ from kit.wine import Wine
 
 ROOT = Path(__file__).resolve().parents[2]
 PICTURES = ROOT / "build" / "demo"
+# Publishers use it where they like, so for the Windows program too.
+PUBLISHING_TOOL = ROOT / "build" / "native" / "bin" / "freshen-publish"
 BYTES_PER_SECOND = 1 << 20
 PATIENCE_WITH_USER = 20 * 60.0
 
@@ -68,6 +71,13 @@ def parse_options() -> argparse.Namespace:
     return options
 
 
+def call_tool(*arguments: str | Path) -> None:
+    """Calls the publishing tool. It finds fault with all packages, since they bring the same updater."""
+    code = subprocess.run([PUBLISHING_TOOL, "--quiet", *arguments], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.DEVNULL).returncode
+    assert code <= 1, f"{arguments} ended with {code}"
+
+
 class Demo:
     """One run in a temporary folder. What is on the stack is ended with it."""
 
@@ -94,17 +104,30 @@ class Demo:
         self._program = folders.program(built / "fakes" / "Tavlopro.exe")
         self.updater.install({**self._brought(INSTALLED), **COLLECTED})
         self.server = stack.enter_context(UpdateServer())
-        self.server.offer(*VERSIONS)
-        for version in VERSIONS:
-            body = package(self._brought(version))
-            self.server.answers[version.package_path] = \
-                Answer(body, hold=len(body) // 2) if options.headless else Answer(body, rate=BYTES_PER_SECOND)
+        root = self._published(folder)
+        for file in filter(Path.is_file, root.rglob("*")):
+            body = file.read_bytes()
+            is_held = options.headless and file.suffix == ".zip"
+            self.server.answers[f"/{file.relative_to(root)}"] = \
+                Answer(body, hold=len(body) // 2) if is_held else Answer(body, rate=BYTES_PER_SECOND)
         self.updater.use(self.server, {"Updater/filesToKeep": FILES_TO_KEEP})
         self._pictures = 0
 
     def _brought(self, version: Version) -> Tree:
         """What the package of a version brings."""
         return self.updater.possible({**application(self._program, version), **self.updater.files})
+
+    def _published(self, folder: Path) -> Path:
+        """Makes the folder of an update server, as publishers do; returns it."""
+        root = folder / "root"
+        root.mkdir()
+        for version in VERSIONS:
+            folders.make(folder / version.number, self._brought(version))
+            call_tool("pack", folder / version.number, version.number, version.kind, "--output", folder)
+            is_first = not any(root.iterdir())
+            call_tool("--root", root, "add", folder / version.package_name, *["--new"] * is_first, "--force",
+                      "--date", version.date, "--info", version.info, "--reference", version.reference)
+        return root
 
     def start(self) -> None:
         # The packages are small: there shall be time to see the copy.

@@ -59,7 +59,9 @@ enum class NameKind {
 /// A name under which updaters ask for a package.
 struct PackageName
 {
+    /// Who asks so.
     NameKind kind = NameKind::Plain;
+    /// The name of the file.
     QString name;
 };
 

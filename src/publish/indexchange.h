@@ -20,6 +20,7 @@ namespace freshen::publish {
 class IndexChange
 {
 public:
+    /// A change by the command that \a context belongs to.
     explicit IndexChange(Context &context) : m_context(context), m_lock(context.root.folder) {}
 
     /// Locks the folder and reads the index. Returns how the command ends where it cannot.

@@ -23,6 +23,7 @@ struct NamedPackage
 {
     /// Version and type; the other columns are empty.
     VersionRow row;
+    /// The third part of the version.
     qint32 revision = 0;
     /// Who asks for the package under this name.
     NameKind kind = NameKind::Plain;

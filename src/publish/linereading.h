@@ -21,8 +21,11 @@ struct LineReading
 /// Both readings of a line that stands alone in a file.
 struct LineReadings
 {
+    ///@{
+    /// What the mode makes of it.
     LineReading automatic;
     LineReading manual;
+    ///@}
 };
 
 /// What the updater of \a audience makes of \a line.

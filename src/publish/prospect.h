@@ -13,8 +13,11 @@ namespace freshen::publish {
 /// What an index means for an audience.
 struct Prospect
 {
+    /// Who reads the index.
     Audience audience;
+    /// What they are offered at first.
     Offer offer;
+    /// Where one automatic update after the other leads.
     UpdatePath path;
 };
 

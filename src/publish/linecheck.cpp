@@ -1,13 +1,11 @@
 #include "publish/linecheck.h"
 
-#include "download/packagename.h"
 #include "download/versionlist.h"
 #include "publish/linereading.h"
+#include "publish/namecheck.h"
 #include "publish/offers.h"
-#include "versions/updateserver.h"
 
 #include <QRegularExpression>
-#include <QUrl>
 
 #include <array>
 #include <limits>
@@ -16,22 +14,8 @@ namespace freshen::publish {
 
 namespace {
 
-/// What a rule finds.
-struct Fault
-{
-    FindingKind kind;
-    QString message;
-    /// Where, as an index of the row.
-    int position = column::version;
-};
-
 /// Finds one kind of fault in a line that has a revision.
 using Rule = std::optional<Fault> (*)(const IndexLine &line);
-
-QString quoted(const QString &text)
-{
-    return QLatin1Char('"') + text + QLatin1Char('"');
-}
 
 QString typeOf(const IndexLine &line)
 {
@@ -148,46 +132,6 @@ std::optional<Fault> checkLabel(const IndexLine &line)
                  QStringLiteral("Since the reference is not empty, the list says \"Update\" instead of %1.")
                      .arg(quoted(typeOf(line))),
                  column::reference};
-}
-
-std::optional<Fault> checkVersion(const IndexLine &line)
-{
-    static const QRegularExpression blank(QStringLiteral("\\s"));
-    const QString version = line.row.at(column::version);
-    if (!version.contains(blank) && version.endsWith(QStringLiteral(".%1").arg(*line.revision)))
-        return std::nullopt;
-    return Fault{oddVersion, QStringLiteral("%1 has the revision %2; the package's name has the text as it stands.")
-                                 .arg(quoted(version), QString::number(*line.revision))};
-}
-
-std::optional<Fault> checkSeparators(const IndexLine &line)
-{
-    const QString name = selectedVersionName(line.row);
-    const QString stored = localPackageName(name, {});
-    if (stored.contains(name))
-        return std::nullopt;
-    return Fault{separatorInName, QStringLiteral("The package of %1 is stored as %2.").arg(quoted(name), stored)};
-}
-
-std::optional<Fault> checkStoredName(const IndexLine &line)
-{
-    static const QRegularExpression notInNames(QStringLiteral("[<>\"*?\\x01-\\x1f]"));
-    const QString name = localPackageName(selectedVersionName(line.row), {});
-    if (!name.contains(notInNames))
-        return std::nullopt;
-    return Fault{nameNotStorable, QStringLiteral("Windows takes no file with the name %1.").arg(quoted(name))};
-}
-
-std::optional<Fault> checkAddress(const IndexLine &line)
-{
-    const QString name = serverPackageName(line.row, *line.revision, {});
-    UpdateServer server;
-    server.protocol = QStringLiteral("https");
-    server.host = QStringLiteral("localhost");
-    const QString asked = QUrl(packageAddress(server, name, PortInAddress::IfSet)).path(QUrl::FullyDecoded);
-    if (asked == packagePath(name))
-        return std::nullopt;
-    return Fault{addressDiffers, QStringLiteral("Instead of %1, updaters ask for %2.").arg(packagePath(name), asked)};
 }
 
 constexpr std::array rules = {

@@ -23,10 +23,6 @@ inline constexpr FindingKind limitIgnoresRest{"limit-ignores-rest", Severity::Wa
 inline constexpr FindingKind limitMetByNobody{"limit-met-by-nobody", Severity::Error};
 inline constexpr FindingKind referenceIsNoNumber{"reference-is-no-number", Severity::Warning};
 inline constexpr FindingKind labelHidesType{"label-hides-type", Severity::Note};
-inline constexpr FindingKind oddVersion{"odd-version", Severity::Warning};
-inline constexpr FindingKind separatorInName{"separator-in-name", Severity::Warning};
-inline constexpr FindingKind nameNotStorable{"name-not-storable", Severity::Error};
-inline constexpr FindingKind addressDiffers{"address-differs", Severity::Error};
 ///@}
 
 /// The findings of \a line, of the index \a file.

@@ -17,7 +17,7 @@ QString runExternalCommand(const QString &command, const QString &folder)
     process.setInputChannelMode(QProcess::ForwardedInputChannel);
     QObject::connect(&process, &QProcess::readyReadStandardOutput, [&process] {
         const QByteArray output = process.readAllStandardOutput();
-        std::fwrite(output.constData(), 1, static_cast<size_t>(output.size()), stderr);
+        static_cast<void>(std::fwrite(output.constData(), 1, static_cast<size_t>(output.size()), stderr));
     });
     process.start(words.takeFirst(), words);
     constexpr int noLimit = -1;

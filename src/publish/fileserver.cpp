@@ -5,13 +5,14 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
 
 namespace freshen::publish {
 
 namespace {
 
 constexpr int longestHead = 16 * 1024;
-constexpr qint64 pieceSize = 256 * 1024;
+constexpr qint64 pieceSize = qint64{256} * 1024;
 /// Pieces of a throttled answer, so that its rate looks even.
 constexpr qint64 piecesASecond = 20;
 constexpr qint64 second = 1000;
@@ -25,11 +26,13 @@ public:
     {
         if (sending.throttle) {
             m_pieceSize = std::max<qint64>(1, *sending.throttle / piecesASecond);
-            m_pause = static_cast<int>(m_pieceSize * second / *sending.throttle);
+            m_pause.setInterval(static_cast<int>(m_pieceSize * second / *sending.throttle));
         }
+        m_pause.setSingleShot(true);
+        QObject::connect(&m_pause, &QTimer::timeout, this, [this] { sendPiece(); });
         QObject::connect(connection, &QTcpSocket::bytesWritten, this, [this] {
             if (m_left > 0 && m_connection->bytesToWrite() == 0)
-                QTimer::singleShot(m_pause, this, [this] { sendPiece(); });
+                m_pause.start();
         });
         // Of what cannot be read, nothing more comes than the head.
         static_cast<void>(m_file.open(QIODevice::ReadOnly));
@@ -49,13 +52,13 @@ private:
     QFile m_file;
     qint64 m_left;
     qint64 m_pieceSize = publish::pieceSize;
-    int m_pause = 0;
+    QTimer m_pause;
 };
 
 } // namespace
 
-FileServer::FileServer(const QString &root, const Sending &sending, const Log &log)
-    : m_root(root), m_sending(sending), m_log(log)
+FileServer::FileServer(QString root, const Sending &sending, Log log)
+    : m_root(std::move(root)), m_sending(sending), m_log(std::move(log))
 {
     QObject::connect(&m_server, &QTcpServer::newConnection, &m_server, [this] { accept(); });
 }

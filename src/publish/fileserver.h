@@ -32,7 +32,7 @@ public:
     using Log = std::function<void(const QString &request, int status)>;
 
     /// Serves what is below \a root once listen() is called.
-    FileServer(const QString &root, const Sending &sending, const Log &log);
+    FileServer(QString root, const Sending &sending, Log log);
 
     /// Begins to listen on \a port; 0 is one that the system chooses. False where that fails, for errorText().
     [[nodiscard]] bool listen(quint16 port);

@@ -32,7 +32,7 @@ void quitWhenInterrupted()
     struct sigaction action = {};
     action.sa_handler = interrupt;
     // A second one ends the program at once.
-    action.sa_flags = SA_RESETHAND | SA_RESTART;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         sigaction(signal, &action, nullptr);
 }

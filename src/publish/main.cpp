@@ -31,14 +31,14 @@ void addGlobalOptions(QCommandLineParser &parser)
     parser.addOptions({
         {option("root"), option("The server's document root; the current folder by default."), option("DIR"),
          option(".")},
-        {option("folder"), option("The folder of the index on the server; \"VERSIONS\" by default."),
+        {option("folder"), option(R"(The folder of the index on the server; "VERSIONS" by default.)"),
          option("VERSIONS"), option("VERSIONS")},
-        {option("format"), option("How standard output is written: \"text\" or \"json\"."), option("text|json"),
+        {option("format"), option(R"(How standard output is written: "text" or "json".)"), option("text|json"),
          option("text")},
         {option("strict"), option("Warnings count as findings.")},
         {option("dry-run"), option("Write nothing; say what would be done.")},
         {option("quiet"), option("Say nothing on standard error but why the tool cannot go on.")},
-        {option("color"), option("Colour the findings: \"auto\" (on a terminal), \"always\" or \"never\"."),
+        {option("color"), option(R"(Colour the findings: "auto" (on a terminal), "always" or "never".)"),
          option("auto|always|never"), option("auto")},
     });
     parser.addHelpOption();
@@ -47,23 +47,24 @@ void addGlobalOptions(QCommandLineParser &parser)
 
 void printOut(const QString &text)
 {
-    std::fputs(text.toUtf8().constData(), stdout);
+    static_cast<void>(std::fputs(text.toUtf8().constData(), stdout));
 }
 
 int refuse(const QString &reason)
 {
-    std::fputs(
-        QStringLiteral("freshen-publish: %1\nTry \"freshen-publish --help\".\n").arg(reason).toUtf8().constData(),
-        stderr);
+    const QString text = QStringLiteral("freshen-publish: %1\nTry \"freshen-publish --help\".\n").arg(reason);
+    static_cast<void>(std::fputs(text.toUtf8().constData(), stderr));
     return static_cast<int>(ExitCode::Usage);
 }
 
 QString listOfCommands()
 {
+    // As wide as the longest of them.
+    constexpr int callWidth = 28;
     QString text = option("\n\nCommands:\n");
     for (const Command *command : commands) {
         const QString call = (option(command->name) + QLatin1Char(' ') + option(command->arguments)).trimmed();
-        text += QStringLiteral("  %1  %2\n").arg(call, -28).arg(option(command->summary));
+        text += QStringLiteral("  %1  %2\n").arg(call, -callWidth).arg(option(command->summary));
     }
     return text + option("\n\"freshen-publish COMMAND --help\" tells the options of a command.");
 }
@@ -122,7 +123,7 @@ int run(const Command &command, const QStringList &line)
 void showWarnings(QtMsgType type, const QMessageLogContext & /*context*/, const QString &message)
 {
     if (type != QtDebugMsg && type != QtInfoMsg)
-        std::fprintf(stderr, "%s\n", qUtf8Printable(message));
+        static_cast<void>(std::fprintf(stderr, "%s\n", qUtf8Printable(message)));
 }
 
 } // namespace

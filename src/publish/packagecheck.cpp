@@ -18,7 +18,7 @@ namespace freshen::publish {
 
 namespace {
 
-constexpr qint64 gibibyte = 1024 * 1024 * 1024;
+constexpr qint64 gibibyte = qint64{1024} * 1024 * 1024;
 /// No data is compressed by more than this (RFC 1951).
 constexpr qint64 mostCompressed = 1032;
 

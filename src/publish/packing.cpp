@@ -13,7 +13,7 @@ namespace freshen::publish {
 
 namespace {
 
-constexpr qint64 pieceSize = 1024 * 1024;
+constexpr qint64 pieceSize = qint64{1024} * 1024;
 constexpr int compressionLevel = 6;
 /// From here on, sizes and positions may not fit into the fields of 32 bits.
 constexpr qint64 largestPlainArchive = 0xf0000000;
@@ -128,8 +128,7 @@ QString writePackage(const QString &path, const QList<PackedItem> &items, const 
             return packer.failure();
         // The folder at the top is an entry as well.
         for (const PackedItem &item : QList<PackedItem>{{}} + items) {
-            const QString reason = packer.add(item, time);
-            if (!reason.isEmpty())
+            if (QString reason = packer.add(item, time); !reason.isEmpty())
                 return reason;
         }
         return packer.close() ? QString() : packer.failure();

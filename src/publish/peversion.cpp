@@ -152,13 +152,13 @@ QString findText(const QByteArray &bytes, qint64 position, qint64 end, const QSt
         if (blockEnd < position + versionHeaderSize)
             break;
         const QString key = textAt(bytes, position + versionHeaderSize, blockEnd);
-        const qint64 value = aligned(position + versionHeaderSize + (key.size() + 1) * 2);
+        const qint64 value = aligned(position + versionHeaderSize + (qint64{key.size()} + 1) * 2);
         const bool isText = numberAt(bytes, position + 4) == 1;
         if (key == name)
             return textAt(bytes, value, blockEnd);
         // The value before the inner blocks is binary, so its size is in bytes.
         const qint64 inner = aligned(value + (isText ? 0 : numberAt(bytes, position + 2)));
-        const QString text = depth > 0 ? findText(bytes, inner, blockEnd, name, depth - 1) : QString();
+        QString text = depth > 0 ? findText(bytes, inner, blockEnd, name, depth - 1) : QString();
         if (!text.isEmpty())
             return text;
         position = aligned(blockEnd);

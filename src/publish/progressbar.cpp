@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace freshen::publish {
 
@@ -16,14 +17,17 @@ constexpr int barWidth = 40;
 
 void writeToTerminal(const QString &text)
 {
-    std::fputs(text.toLocal8Bit().constData(), stderr);
-    std::fflush(stderr);
+    static_cast<void>(std::fputs(text.toLocal8Bit().constData(), stderr));
+    static_cast<void>(std::fflush(stderr));
 }
 
 } // namespace
 
-ProgressBar::ProgressBar(const QString &label, qint64 total, bool isWanted)
-    : m_label(label), m_total(total), m_isWatched(isWanted && isTerminal(stderr)), m_nextDrawing(firstDrawing)
+ProgressBar::ProgressBar(QString label, qint64 total, bool isWanted)
+    : m_label(std::move(label)),
+      m_total(total),
+      m_isWatched(isWanted && isTerminal(stderr)),
+      m_nextDrawing(firstDrawing)
 {
     m_sinceStart.start();
 }

@@ -14,7 +14,7 @@ class ProgressBar
 {
 public:
     /// \a label says what is done, and \a total how much there is to do. Nothing is ever shown unless \a isWanted.
-    ProgressBar(const QString &label, qint64 total, bool isWanted = true);
+    ProgressBar(QString label, qint64 total, bool isWanted = true);
     ~ProgressBar();
     Q_DISABLE_COPY(ProgressBar)
 

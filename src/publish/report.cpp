@@ -17,8 +17,8 @@ constexpr int schema = 1;
 
 void writeTo(FILE *stream, const QByteArray &text)
 {
-    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stream);
-    std::fflush(stream);
+    static_cast<void>(std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stream));
+    static_cast<void>(std::fflush(stream));
 }
 
 QString nameOf(Severity severity)

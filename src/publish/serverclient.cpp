@@ -17,7 +17,7 @@ namespace {
 /// What is kept of a body, to see what it is.
 constexpr int beginSize = 512;
 /// What the library keeps of a body while this side is busy.
-constexpr qint64 bufferSize = 1024 * 1024;
+constexpr qint64 bufferSize = qint64{1024} * 1024;
 constexpr quint16 httpsPort = 443;
 
 /// The request of an updater whose application has the updater's own version.

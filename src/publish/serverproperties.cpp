@@ -11,7 +11,7 @@ namespace freshen::publish {
 namespace {
 
 constexpr qint64 minute = 60;
-constexpr qint64 day = 24 * 60 * minute;
+constexpr qint64 day = qint64{24} * 60 * minute;
 /// An index that is older reaches users after those who publish have stopped to watch.
 constexpr qint64 longestIndexLifetime = 5 * minute;
 constexpr qint64 shortestPackageLifetime = day;

@@ -12,6 +12,8 @@
 #include <QJsonArray>
 #include <QSslCertificate>
 
+#include <utility>
+
 namespace freshen::publish {
 
 namespace {
@@ -20,7 +22,7 @@ constexpr qint64 anHour = 3600;
 constexpr NumberOption timeoutOption = {"timeout", 1, anHour};
 constexpr qint64 usualTimeout = 30;
 /// More than any index has, and little enough for a memory.
-constexpr qint64 longestIndex = 16 * 1024 * 1024;
+constexpr qint64 longestIndex = qint64{16} * 1024 * 1024;
 
 QString caOption()
 {
@@ -40,8 +42,8 @@ QList<QCommandLineOption> options()
 class Verification
 {
 public:
-    Verification(Context &context, const UpdateServer &server, ServerClient &client)
-        : m_context(context), m_server(server), m_client(client)
+    Verification(Context &context, UpdateServer server, ServerClient &client)
+        : m_context(context), m_server(std::move(server)), m_client(client)
     {
     }
 

@@ -41,12 +41,13 @@ QString windowsKey(const QStringList &steps)
 
 QString windowsObjection(const QString &name)
 {
+    constexpr int hexadecimal = 16;
     static const QRegularExpression forbidden(QStringLiteral("[<>\"|?*\\x01-\\x1f]"));
     for (const QString &step : stepsOf(name)) {
         const QRegularExpressionMatch match = forbidden.match(step);
         if (match.hasMatch())
             return QStringLiteral("the character U+%1 cannot be in a name")
-                .arg(match.captured().at(0).unicode(), 4, 16, QLatin1Char('0'));
+                .arg(match.captured().at(0).unicode(), 4, hexadecimal, QLatin1Char('0'));
         if (withoutEnd(step) != step)
             return QStringLiteral("blanks and full stops at the end of a name are dropped");
     }

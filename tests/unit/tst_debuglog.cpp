@@ -102,7 +102,7 @@ private slots:
 
     void timesToTheMillisecond()
     {
-        const qint64 begin = Q_INT64_C(1741338307000);
+        const auto begin = Q_INT64_C(1741338307000);
         for (const qint64 time : {begin, begin + 42, begin + 999, begin + 1000, begin + 86400042, begin}) {
             const QDateTime expected = QDateTime::fromMSecsSinceEpoch(time);
             QCOMPARE(logTime(time), expected.toString("yyMMdd hh:mm:ss:zzz"));

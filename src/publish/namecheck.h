@@ -21,6 +21,7 @@ inline constexpr FindingKind addressDiffers{"address-differs", Severity::Error};
 /// What is wrong with one column of a line.
 struct Fault
 {
+    /// The finding that it is.
     FindingKind kind;
     /// What it is, as a sentence for the publisher.
     QString message;

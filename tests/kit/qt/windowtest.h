@@ -155,7 +155,7 @@ private:
 #define FRESHEN_WINDOW_TEST_MAIN(TestClass)                                                                            \
     int main(int argc, char *argv[])                                                                                   \
     {                                                                                                                  \
-        const auto application = makeTestApplication(argv[0]);                                                         \
+        const auto theApplication = makeTestApplication(argv[0]);                                                      \
         TestClass test;                                                                                                \
         return QTest::qExec(&test, argc, argv);                                                                        \
     }

@@ -11,7 +11,7 @@ namespace {
 /// Runs in a thread of its own.
 BOOL WINAPI interrupt(DWORD /*event*/)
 {
-    QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(QCoreApplication::instance(), "quit", Qt::QueuedConnection);
     return TRUE;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// The version that a Windows program carries (Microsoft PE and COFF Specification; VS_VERSIONINFO of the Windows API),
+/// The version that a Windows program carries (Microsoft PE and COFF format; VS_VERSIONINFO of the Windows API),
 /// read on any system.
 
 #include <QByteArray>

@@ -93,7 +93,7 @@ def look(root: Path, besides: Collection[Path] = ()) -> Tree:
     """What is in the folder root, nothing if there is none, besides these places. Links are not followed. What goes
     while it is looked at is left out."""
     tree: Tree = {}
-    with suppress(FileNotFoundError):
+    with suppress(FileNotFoundError), _readable(root):
         for path in sorted(set(root.iterdir()).difference(besides)):
             with suppress(FileNotFoundError):
                 tree[path.name] = _node(path)
@@ -109,13 +109,23 @@ def _node(path: Path) -> Node:
         return Folder()
     if path.is_fifo():
         return Pipe()
+    with _readable(path) as mode:
+        return File(path.read_bytes(), mode)
+
+
+@contextmanager
+def _readable(path: Path) -> Iterator[int]:
+    """Lets its owner look into a file or folder whose rights, which are given, may deny that."""
     mode = stat.S_IMODE(path.stat().st_mode)
-    # Its rights may deny it to its owner.
-    if not mode & stat.S_IRUSR:
-        path.chmod(stat.S_IRUSR)
-    content = path.read_bytes()
-    path.chmod(mode)
-    return File(content, mode)
+    needed = stat.S_IRUSR | (stat.S_IXUSR if path.is_dir() else 0)
+    if mode & needed == needed:
+        yield mode
+        return
+    path.chmod(mode | needed)
+    try:
+        yield mode
+    finally:
+        path.chmod(mode)
 
 
 @contextmanager

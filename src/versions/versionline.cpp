@@ -31,17 +31,15 @@ VersionRow splitColumns(const QString &line)
 
 qint32 toNumber(const QString &text)
 {
-    static const QRegularExpression integer(QStringLiteral("^\\s*([+-]?)0*([0-9]+)\\s*$"));
+    bool fits = false;
+    if (const qint32 value = text.toInt(&fits); fits)
+        return value;
+    static const QRegularExpression integer(QStringLiteral("^\\s*([+-]?)[0-9]+\\s*$"));
     const QRegularExpressionMatch match = integer.match(text);
     if (!match.hasMatch())
         return 0;
     using Limits = std::numeric_limits<qint32>;
-    const bool isNegative = match.capturedRef(1) == QLatin1Char('-');
-    bool fits = false;
-    const qint64 value = match.capturedRef(2).toLongLong(&fits);
-    if (!fits)
-        return isNegative ? Limits::min() : Limits::max();
-    return static_cast<qint32>(qBound<qint64>(Limits::min(), isNegative ? -value : value, Limits::max()));
+    return match.capturedRef(1) == QLatin1Char('-') ? Limits::min() : Limits::max();
 }
 
 std::optional<qint32> readRevision(const VersionRow &row)

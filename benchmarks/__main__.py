@@ -90,8 +90,9 @@ def choose_folder(options: argparse.Namespace) -> Path:
 def values(figure: Figure, samples: dict[str, list[Sample]], which: Value | float, scale: float) -> list[float]:
     if isinstance(which, float):
         return [which] * len(samples[figure.ours[0]])
-    side, value = which
-    return [sample[value] * scale for sample in samples[side] if value in sample]
+    side, value, *other = which
+    numbers = [sample[value] * scale for sample in samples[side] if value in sample]
+    return [number / sample[value] for number, sample in zip(numbers, samples[other[0]])] if other else numbers
 
 
 def middle(numbers: list[float]) -> float | None:

@@ -27,8 +27,8 @@ _PROGRAMS = _ROOT / "build" / "bench" / "bin"
 _WINDOWS = _ROOT / "build" / "windows"
 _VERSION = Version("26.05.7200", "Stable", "0", "01.05.2026", "Faster and smaller")
 
-# One value of a side: the side's name, and which of its values.
-Value = tuple[str, str]
+# One value of a side: the side's name, and which of its values; perhaps in proportion to that of another side.
+Value = tuple[str, str] | tuple[str, str, str]
 
 
 @dataclass(frozen=True)
@@ -216,8 +216,9 @@ def _description(stage: Stage, name: str, reading: str, splitting: str) -> Group
                (per_line(actual), per_line(actual)))
         for count, label, actual in zip((100, 10000, 1000000), ("a", "b", "c"), lines)
     ]
-    figures.append(Figure(f"{name}-growth", (reading + "c", "cpu"), (reading + "b", "cpu"), "ns/line", 1.2,
-                          (per_line(lines[2]), per_line(lines[1]))))
+    growth = (lines[1] / lines[2],) * 2
+    figures.append(Figure(f"{name}-growth", (reading + "c", "cpu", reading + "b"),
+                          (splitting + "c", "cpu", splitting + "b"), "times", 1.2, growth))
     sides = {function + label: side(function, count)
              for label, count in zip(("a", "b", "c"), lines) for function in (reading, splitting)}
     return Group(figures, sides)

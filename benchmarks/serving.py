@@ -11,7 +11,7 @@ import psutil
 
 from kit.offer import VERSIONS_PATH, Version, description
 from kit.servers import Authority
-from kit.site import Site, documented
+from kit.publishsite import Site, documented
 
 from groups import Figure, Group, Stage
 from inputs import MIB

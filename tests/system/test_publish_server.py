@@ -16,7 +16,7 @@ import pytest
 from kit.offer import CHOSEN, VERSIONS_PATH, application, description, package
 from kit.server import Answer, UpdateServer
 from kit.servers import Authority, Nginx
-from kit.site import Site, documented
+from kit.publishsite import Site, documented
 from kit.updater import Updater
 from publishing import CLEAN, FILE_OR_NETWORK, FINDINGS, USAGE, Outcome, Publisher, Serving
 

@@ -41,7 +41,7 @@ void addGlobalOptions(QCommandLineParser &parser)
         {option("color"), option(R"(Colour the findings: "auto" (on a terminal), "always" or "never".)"),
          option("auto|always|never"), option("auto")},
     });
-    parser.addHelpOption();
+    parser.addOption({{option("h"), option("help")}, option("Displays help on commandline options.")});
     parser.addVersionOption();
 }
 
@@ -50,11 +50,43 @@ void printOut(const QString &text)
     static_cast<void>(std::fputs(text.toUtf8().constData(), stdout));
 }
 
-int refuse(const QString &reason)
+/// The report that the options ask for.
+Report reportFor(const QCommandLineParser &options)
 {
-    const QString text = QStringLiteral("freshen-publish: %1\nTry \"freshen-publish --help\".\n").arg(reason);
-    static_cast<void>(std::fputs(text.toUtf8().constData(), stderr));
-    return static_cast<int>(ExitCode::Usage);
+    const QString color = options.value(option("color"));
+    const bool isColored = color == option("always") || (color == option("auto") && isTerminal(stdout));
+    return {options.value(option("format")) == option("json") ? Format::Json : Format::Text,
+            options.isSet(option("strict")), options.isSet(option("quiet")), isColored};
+}
+
+/// Says why the tool cannot do what the command line says. \a options are what could be read of that.
+int refuse(const QCommandLineParser &options, const QString &reason)
+{
+    Report report = reportFor(options);
+    const ExitCode code = report.fail(ExitCode::Usage, reason);
+    report.say(option("Try \"freshen-publish --help\"."));
+    report.write(code);
+    return static_cast<int>(code);
+}
+
+/// Refuses \a line, whose command is not known: its options may stand anywhere.
+int refuseLine(QCommandLineParser &parser, const QStringList &line, const QString &reason)
+{
+    parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsOptions);
+    static_cast<void>(parser.parse(line));
+    return refuse(parser, reason);
+}
+
+/// Prints the version or the help where \a options ask for either instead of work.
+bool hasAnswered(const QCommandLineParser &options)
+{
+    if (options.isSet(option("version")))
+        printOut(QStringLiteral("freshen-publish %1\n").arg(QCoreApplication::applicationVersion()));
+    else if (options.isSet(option("help")))
+        printOut(options.helpText());
+    else
+        return false;
+    return true;
 }
 
 QString listOfCommands()
@@ -94,23 +126,19 @@ int run(const Command &command, const QStringList &line)
     parser.addPositionalArgument(option(command.name), QString(),
                                  (option(command.name) + QLatin1Char(' ') + option(command.arguments)).trimmed());
     if (!parser.parse(line))
-        return refuse(parser.errorText());
-    if (parser.isSet(option("help"))) {
-        printOut(parser.helpText());
+        return refuse(parser, parser.errorText());
+    if (hasAnswered(parser))
         return EXIT_SUCCESS;
-    }
     if (!takes(command, parser.positionalArguments().size()))
-        return refuse(QStringLiteral("The arguments are: %1.")
+        return refuse(parser,
+                      QStringLiteral("The arguments are: %1.")
                           .arg(*command.arguments != '\0' ? option(command.arguments) : QStringLiteral("none")));
     for (const auto &[name, allowed] : {std::pair("format", "text|json"), std::pair("color", "auto|always|never")}) {
         if (!isOneOf(parser.value(option(name)), allowed))
-            return refuse(QStringLiteral("--%1 is one of %2.").arg(option(name), option(allowed)));
+            return refuse(parser, QStringLiteral("--%1 is one of %2.").arg(option(name), option(allowed)));
     }
     const QString root = parser.value(option("root"));
-    const QString color = parser.value(option("color"));
-    const bool isColored = color == option("always") || (color == option("auto") && isTerminal(stdout));
-    Report report(parser.value(option("format")) == option("json") ? Format::Json : Format::Text,
-                  parser.isSet(option("strict")), parser.isSet(option("quiet")), isColored);
+    Report report = reportFor(parser);
     Context context{parser, parser.positionalArguments(),
                     DocumentRoot{QDir::cleanPath(QDir(root).absolutePath()), parser.value(option("folder"))},
                     parser.isSet(option("dry-run")), report};
@@ -143,22 +171,17 @@ int main(int argc, char *argv[])
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     QStringList line = QCoreApplication::arguments();
     if (!parser.parse(line))
-        return refuse(parser.errorText());
-    if (parser.isSet(option("version"))) {
-        printOut(QStringLiteral("freshen-publish %1\n").arg(QCoreApplication::applicationVersion()));
+        return refuseLine(parser, line, parser.errorText());
+    if (hasAnswered(parser))
         return EXIT_SUCCESS;
-    }
-    if (parser.isSet(option("help"))) {
-        printOut(parser.helpText());
-        return EXIT_SUCCESS;
-    }
     const QStringList rest = parser.positionalArguments();
     const auto *const command = std::find_if(commands.begin(), commands.end(), [&rest](const Command *known) {
         return !rest.isEmpty() && rest.first() == option(known->name);
     });
     if (command == commands.end())
-        return refuse(rest.isEmpty() ? option("A command is missing.")
-                                     : QStringLiteral("There is no command \"%1\".").arg(rest.first()));
+        return refuseLine(parser, line,
+                          rest.isEmpty() ? option("A command is missing.")
+                                         : QStringLiteral("There is no command \"%1\".").arg(rest.first()));
     line.removeAt(line.size() - rest.size());
     return run(**command, line);
 }

@@ -122,13 +122,24 @@ WRONG = {
     "into the folder itself": ("pack", "app", "26.05.7200", "Stable", "--output", "app/out"),
     "no number": ("check-package", "p.zip", "--longest-path", "far"),
     "a number below all": ("check-package", "p.zip", "--revision", "-1"),
+    "no command": (),
+    "another command": ("pakc",),
+    "another option": ("--rot", ".", "check"),
+    "another option of a command": ("check", "--to", "Stable"),
+    "an option of a command without its value": ("--format=text", "check-package", "--format=json", "--revision"),
+    "an argument too few": ("pack", "app", "26.05.7200"),
+    "an argument too many": ("check", "app"),
+    "another colour": ("--color", "blue", "check"),
+    "its form told after another command": ("--format", "text", "pakc", "--format=json"),
 }
 
 
 @pytest.mark.parametrize("name", WRONG)
 def test_wrong_command_line(publisher: Publisher, name: str) -> None:
     outcome = publisher(*WRONG[name])
-    assert outcome.code == USAGE and outcome.document["error"] and not outcome.document["ok"]
+    error = outcome.document.get("error")
+    assert (outcome.code, outcome.document) == (USAGE, {"schema": 1, "ok": False, "findings": [], "error": error})
+    assert error and outcome.prose.startswith(f"freshen-publish: {error}\n")
 
 
 @pytest.fixture

@@ -48,6 +48,10 @@ def commands() -> dict[str, set[str]]:
     return {name: help_of(name) - help_of() for name in re.findall(r"^  ([a-z-]+)", listed, re.MULTILINE)}
 
 
+def test_version() -> None:
+    assert run(TOOL, "--version") == run(TOOL, "check", "--version") == f"freshen-publish {VERSION}\n"
+
+
 def test_manual_page(commands: dict[str, set[str]]) -> None:
     """It tells all commands and options and no others, and is sound."""
     assert run("man", "--warnings", "--encoding=utf-8", "--local-file", PAGE, env={**os.environ, "MANWIDTH": "80"})

@@ -196,9 +196,12 @@ class Squid(Server):
             self._write("passwords", *(f"{user.name}:{user.crypted()}" for user in self.users))
             access = _configuration("squid-users.conf", folder=self.folder)
         self._write("hosts", f"127.0.0.1 {HOST}")
-        # As root it would become somebody who finds nothing. Shared memory goes by the name, on the whole machine.
-        return [*sandboxed(user=1000), "squid", "-N", "-n", f"freshen{self.port}",
-                "-f", self._configured("squid.conf", access=access)]
+        # Killed, it leaves its shared memory, which all programs of a name have together otherwise.
+        memory = self.folder / "memory"
+        memory.mkdir()
+        # As root it would become somebody who finds nothing.
+        return [*sandboxed(replaced={Path("/dev/shm"): memory}, user=1000),
+                "squid", "-N", "-f", self._configured("squid.conf", access=access)]
 
 
 @dataclass

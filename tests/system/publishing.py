@@ -2,14 +2,16 @@
 
 from __future__ import annotations
 
+import itertools
 import json
 import os
 import re
 import subprocess
-from collections.abc import Mapping, Sequence
+from collections.abc import Callable, Mapping, Sequence
 from pathlib import Path
 from typing import NamedTuple
 
+from kit import folders
 from kit.offer import VERSIONS_PATH, Version, application, description, package
 from kit.waiting import wait_for
 from kit.wine import Wine
@@ -84,6 +86,34 @@ class Publisher:
         process = self.start(*arguments, **how)
         output, prose = process.communicate(timeout=seconds)
         return Outcome(process.returncode, json.loads(output) if process.returncode >= 0 else {}, prose)
+
+
+# The start of a command line whose program is traced, and what such a program has to be spared: a search for leaks.
+TRACED = ("strace", "-f", "--seccomp-bpf")
+WITHOUT_LEAKS = {"ASAN_OPTIONS": "detect_leaks=0"}
+
+
+def kill_points(name: str, run: Callable[..., Outcome]) -> dict[int, str]:
+    """Runs a command once, by run(*through). Returns the numbers of its system calls of this name and the file of each.
+    Of many in a row for one file these are the first, a middle one and the last."""
+    with folders.temporary() as folder:
+        outcome = run(*TRACED, "--decode-fds", f"--trace={name}", f"--output={folder}/calls")
+        lines = (folder / "calls").read_text(encoding="utf-8").splitlines()
+    assert outcome.code == CLEAN, outcome
+    files = [re.search(r'<.*?>|".*?"', line)[0] for line in lines if f" {name}(" in line]
+    rows = [[number for number, _ in row]
+            for _, row in itertools.groupby(enumerate(files, 1), lambda numbered: numbered[1])]
+    return {number: files[number - 1] for row in rows for number in (row[0], row[len(row) // 2], row[-1])}
+
+
+def package_pieces(points: Mapping[int, str]) -> int:
+    """How many of these are amid packages in a document root."""
+    return sum("/update/Tavlopc/windows/" in file for file in points.values())
+
+
+def killed_at(name: str, number: int) -> list[str]:
+    """The start of a command line whose program is killed when it makes its system call of this number."""
+    return [*TRACED, "--output=/dev/null", f"--inject={name}:signal=KILL:when={number}"]
 
 
 class Serving:

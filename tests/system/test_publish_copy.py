@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import itertools
 from collections.abc import Sequence
 from pathlib import Path
 
@@ -13,7 +12,8 @@ from kit.offer import BETA, CHOSEN, INSTALLED, VERSIONS_PATH, Version, applicati
 from kit.sandbox import sandboxed
 from kit.waiting import wait_for
 from publishing import (
-    CLEAN, FILE_OR_NETWORK, FINDINGS, LOCKED_OR_CHANGED, NOTHING_TO_DO, USAGE, Outcome, Publisher, files_below)
+    CLEAN, FILE_OR_NETWORK, FINDINGS, LOCKED_OR_CHANGED, NOTHING_TO_DO, USAGE, WITHOUT_LEAKS, Outcome, Publisher,
+    files_below, kill_points, killed_at, package_pieces)
 
 PACKAGE = package(application())
 INDEX = VERSIONS_PATH.lstrip("/")
@@ -103,8 +103,7 @@ def test_no_target(publisher: Publisher, folder: Path, arguments: Sequence[str],
 
 def interrupted(publisher: Publisher, target: Path, *through: str) -> Outcome:
     """Publishes to a copy of the target as a program in its place sees it."""
-    return publisher("publish", target, "--index-only", through=through,
-                     variables={"ASAN_OPTIONS": "detect_leaks=0"})
+    return publisher("publish", target, "--index-only", through=through, variables=WITHOUT_LEAKS)
 
 
 def test_full_disk(publisher: Publisher, target: Path) -> None:
@@ -124,19 +123,27 @@ def test_read_only_folder(publisher: Publisher, target: Path) -> None:
 
 @pytest.mark.parametrize("call", ["write", "fsync", "rename", "linkat"])
 def test_killed(publisher: Publisher, folder: Path, call: str) -> None:
-    """Killed before any of its calls, it leaves the old versions or the new ones, and the next one goes on."""
+    """Killed before any of its calls, amid a package too, it leaves the old versions or the new ones, and the next one
+    goes on."""
     old, new = contents(CHOSEN), contents(CHOSEN, BETA)
     publisher.offer(CHOSEN, BETA, content=PACKAGE)
-    for number in itertools.count(1):
-        target = folder / f"target {number}"
+
+    def offer(name: str) -> Path:
+        target = folder / name
         folders.make(target, {path: folders.File(content) for path, content in old.items()})
-        killed = interrupted(publisher, target, "strace", "-f", "--seccomp-bpf", "--output=/dev/null",
-                             f"--inject={call}:signal=KILL:when={number}")
-        if killed.code >= 0:
-            break
+        return target
+
+    whole = offer("whole")
+    points = kill_points(call, lambda *through: interrupted(publisher, whole, *through))
+    assert files_below(whole) == new
+    for number in points:
+        target = offer(f"target {number}")
+        assert interrupted(publisher, target, *killed_at(call, number)).code < 0
         left = files_below(target)
         assert left.items() >= (new if left[INDEX] == new[INDEX] else old).items(), (number, sorted(left))
         # What has not been written into the lock counts for a second.
         wait_for(lambda: publisher("publish", target).code != LOCKED_OR_CHANGED, "the lock")
         assert files_below(target) == new, number
-    assert number > 1 and files_below(target) == new
+    if call == "write":
+        assert package_pieces(points) == 3, points
+    assert points

@@ -3,7 +3,6 @@ ever sees half of a change."""
 
 from __future__ import annotations
 
-import itertools
 import os
 import re
 import shutil
@@ -16,18 +15,22 @@ import pytest
 
 from kit import folders
 from kit.folders import Tree
-from kit.offer import BETA, CHOSEN, FIX, INSTALLED, REVISION, SCRIPT, VERSIONS_PATH, Version, description, package
+from kit.offer import (
+    BETA, CHOSEN, FIX, INSTALLED, REVISION, SCRIPT, VERSIONS_PATH, Version, application, description, package)
 from kit.sandbox import sandboxed
 from kit.server import UpdateServer
 from kit.updater import Updater
 from kit.waiting import becomes, wait_for
 from kit.window import Window
 from publishing import (
-    BUILD, CLEAN, FILE_OR_NETWORK, FINDINGS, LOCKED_OR_CHANGED, NOTHING_TO_DO, USAGE, Outcome, Publisher, files_below)
+    BUILD, CLEAN, FILE_OR_NETWORK, FINDINGS, LOCKED_OR_CHANGED, NOTHING_TO_DO, TRACED, USAGE, WITHOUT_LEAKS, Outcome,
+    Publisher, files_below, kill_points, killed_at, package_pieces)
 
 ROOT = Path(__file__).resolve().parents[2]
 INDEX = VERSIONS_PATH.lstrip("/")
 PACKAGE = package({"Tavlopro.exe": SCRIPT})
+# Is copied in several pieces.
+LARGE_PACKAGE = package(application())
 OTHER_PACKAGE = package({"Tavlopc.exe": SCRIPT})
 # Nothing depends on the user's system here.
 STABLE = Version("26.08.7300", info="Next.")
@@ -262,9 +265,8 @@ def test_many_at_once(publisher: Publisher, packed: Callable[..., Path]) -> None
 def test_change_by_hand(publisher: Publisher, packed: Callable[..., Path]) -> None:
     """Whoever edits the index while a package is copied keeps the change."""
     publisher.offer(CHOSEN, content=PACKAGE)
-    adding = publisher.start("add", packed(BETA), through=["strace", "-f", "--seccomp-bpf", "--output=/dev/null",
-                                                           "--inject=linkat,rename:delay_exit=2000000:when=1"],
-                             variables={"ASAN_OPTIONS": "detect_leaks=0"})
+    adding = publisher.start("add", packed(BETA), variables=WITHOUT_LEAKS, through=[
+        *TRACED, "--output=/dev/null", "--inject=linkat,rename:delay_exit=2000000:when=1"])
     wait_for((publisher.root / BETA.package_path.lstrip("/")).exists, "the package")
     publisher.write(VERSIONS_PATH, description(STABLE))
     adding.communicate(timeout=60)
@@ -277,35 +279,35 @@ CHANGES = {"add": ["{package}", *columns(STABLE)], "promote": ["7240", "--to", "
 
 def changing(publisher: Publisher, package: Path, command: str, *through: str) -> Outcome:
     arguments = [package if argument == "{package}" else argument for argument in CHANGES[command]]
-    return publisher(command, *arguments, through=through, variables={"ASAN_OPTIONS": "detect_leaks=0"})
+    return publisher(command, *arguments, through=through, variables=WITHOUT_LEAKS)
 
 
 @pytest.mark.parametrize("call", ["write", "fsync", "rename", "linkat", "unlink"])
 @pytest.mark.parametrize("command", CHANGES)
 def test_killed(publisher: Publisher, packed: Callable[..., Path], command: str, call: str) -> None:
-    """Killed before any of its calls, it leaves the old state or the new one, and the next one goes on."""
-    source = packed(STABLE)
+    """Killed before any of its calls, amid a package too, it leaves the old state or the new one, and the next one goes
+    on."""
+    source = packed(STABLE, LARGE_PACKAGE)
 
     def offer() -> None:
         shutil.rmtree(publisher.root)
-        publisher.offer(CHOSEN, BETA, content=PACKAGE)
+        publisher.offer(CHOSEN, BETA, content=LARGE_PACKAGE)
 
     offer()
     old = look(publisher)
-    assert changing(publisher, source, command).code == CLEAN
+    points = kill_points(call, lambda *through: changing(publisher, source, command, *through))
     new = look(publisher)
-    for number in itertools.count(1):
+    for number in points:
         offer()
-        killed = changing(publisher, source, command, "strace", "-f", "--seccomp-bpf", "--output=/dev/null",
-                          f"--inject={call}:signal=KILL:when={number}")
-        if killed.code >= 0:
-            break
+        assert changing(publisher, source, command, *killed_at(call, number)).code < 0
         left = look(publisher)
         assert left.items() >= (new if left[INDEX] == new[INDEX] else old).items(), (number, sorted(left))
         # What has not been written into the lock counts for a second.
         wait_for(lambda: changing(publisher, source, command).code != LOCKED_OR_CHANGED, "the lock")
         assert look(publisher).items() >= new.items(), number
-    assert look(publisher) == new and number > 1
+    if call == "write" and command != "withdraw":
+        assert package_pieces(points) == 3, points
+    assert points
 
 
 @pytest.mark.parametrize("command", CHANGES)

@@ -11,7 +11,7 @@ using namespace freshen::publish;
 
 namespace {
 
-const Audience usual = {7086, newestWindows()};
+const Audience usual = {7050, newestWindows()};
 
 /// A \a finding as "id:line:column".
 QString brief(const Finding &finding)
@@ -44,8 +44,8 @@ private slots:
     {
         const QByteArray sound = line("26.05.7200");
         const Table<QByteArray, QStringList> table;
-        table.row("sound", line("26.05.7200") + line("26.05.7300", "Beta", "|7086") + '\n' + line("26.06.7301"), {});
-        table.row("sound test", line("26.05.7200", "Test", "|7086|10.0"), {});
+        table.row("sound", line("26.05.7200") + line("26.05.7300", "Beta", "|7050") + '\n' + line("26.06.7301"), {});
+        table.row("sound test", line("26.05.7200", "Test", "|7050|10.0"), {});
         table.row("sound fix", "26.05.7200|Stable|7100|d|i\n", {});
         table.row("limits of blanks", line("26.05.7200", "Test", "| |"), {});
         table.row("smallest limits", line("26.05.7200", "Test", "|0|0.0"), {});
@@ -68,15 +68,15 @@ private slots:
         table.row("unknown type", line("26.05.7200", "stable"), {"unknown-type:1:2"});
         table.row("blank after the type", line("26.05.7200", "Beta "), {"blanks-around-type:1:2"});
         table.row("test in five columns", line("26.05.7200", "Test"), {"test-for-everybody:1:2"});
-        table.row("test in six columns", line("26.05.7200", "Test", "|7086"), {"test-for-everybody:1:2"});
-        table.row("seven columns", line("26.05.7200", "Beta", "|7086|6.1"), {"hidden-from-list:1:7"});
+        table.row("test in six columns", line("26.05.7200", "Test", "|7050"), {"test-for-everybody:1:2"});
+        table.row("seven columns", line("26.05.7200", "Beta", "|7050|6.1"), {"hidden-from-list:1:7"});
         table.row("letter in the updater's limit", line("26.05.7200", "Beta", "|7O00"), {"limit-is-no-number:1:6"});
-        table.row("word in the system's limit", line("26.05.7200", "Test", "|7086|Windows 10"),
+        table.row("word in the system's limit", line("26.05.7200", "Test", "|7050|Windows 10"),
                   {"limit-is-no-number:1:7"});
-        table.row("comma in the system's limit", line("26.05.7200", "Test", "|7086|6.1,3"), {"limit-is-no-number:1:7"});
-        table.row("build in the system's limit", line("26.05.7200", "Test", "|7086|10.0.19041"),
+        table.row("comma in the system's limit", line("26.05.7200", "Test", "|7050|6.1,3"), {"limit-is-no-number:1:7"});
+        table.row("build in the system's limit", line("26.05.7200", "Test", "|7050|10.0.19041"),
                   {"limit-ignores-rest:1:7"});
-        table.row("eleven", line("26.05.7200", "Test", "|7086|11.0"), {"limit-met-by-nobody:1:7"});
+        table.row("eleven", line("26.05.7200", "Test", "|7050|11.0"), {"limit-met-by-nobody:1:7"});
         table.row("word as reference", "26.05.7200|Stable|fix 3|d|i\n",
                   {"reference-is-no-number:1:3", "label-hides-type:1:3"});
         table.row("reference of a beta", "26.05.7200|Beta|7100|d|i\n", {"label-hides-type:1:3"});
@@ -97,7 +97,7 @@ private slots:
         table.row("beta is newer than a fix", line("26.05.7100").replace("||", "|7000|") + line("26.05.7200", "Beta"),
                   {});
         table.row("digits", line("26.05.9999") + line("26.05.10000"), {"list-out-of-order:1:1"});
-        table.row("old versions", line("26.05.7085") + line("26.05.7086") + line("26.05.7087"), {"not-newer:1:1"});
+        table.row("old versions", line("26.05.7049") + line("26.05.7050") + line("26.05.7051"), {"not-newer:1:1"});
     }
     void index()
     {
@@ -120,8 +120,8 @@ private slots:
                   "Users of stable versions get the fix 7100, and not the newer 7200.");
         table.row("order", line("26.05.9999") + line("26.05.10000"),
                   "The list sorts revisions as text: 9999 is above 10000.");
-        table.row("how many are old", line("26.05.7085") + line("26.05.7086"),
-                  "2 versions are not newer than the updater 7086, whose automatic mode does not look for them.");
+        table.row("how many are old", line("26.05.7049") + line("26.05.7050"),
+                  "2 versions are not newer than the updater 7050, whose automatic mode does not look for them.");
         table.row("stored name", line("26/5.05.7200"),
                   "The package of \"26/5.05.7200STABLE\" is stored as Tavlopc26_5.05.7200STABLE.zip.");
     }
@@ -141,7 +141,7 @@ private slots:
         table.row("26.05.7200|Beta||d|i", "beta", "listed with betas", {});
         table.row("26.05.7200|Test||d|i||10.0", "never chosen", "refused",
                   {"WARNING: ignoring test build 7200", sevenColumns});
-        table.row("26.05.7086|Stable||d|i", "never chosen", "listed", {});
+        table.row("26.05.7050|Stable||d|i", "never chosen", "listed", {});
         table.row("26.05|Stable||d|i", "refused", "refused",
                   {"WARNING: (\"26\", \"05\") does not have right number of cols",
                    "WARNING: (\"26\", \"05\") does not have right number of cols"});

@@ -38,20 +38,20 @@ private slots:
     void rows_data()
     {
         const Table<QString, PackagedUpdater, QString> table;
-        table.row("one step after the other", steps, packaged(), "7086 6.1 stable 7100>7200 7100");
-        table.row("with beta versions", steps, packaged(), "7086 10.0 beta 7100>7200>7300 7100");
+        table.row("one step after the other", steps, packaged(), "7050 6.1 stable 7100>7200 7100");
+        table.row("with beta versions", steps, packaged(), "7050 10.0 beta 7100>7200>7300 7100");
         table.row("from the middle", steps, packaged(), "7150 10.0 stable 7200 7200,7100");
         table.row("at the end", steps, packaged(), "7200 10.0 stable again 7200,7100");
         table.row("beyond the end", steps, packaged(), "7301 10.0 beta none 7300,7200,7100");
         table.row("old updater in the package", steps, packaged(7100), "7100 10.0 stable 7200>... 7200,7100");
-        table.row("circle of two", steps, packaged(7086), "7086 10.0 stable 7100>7200>... 7100");
-        table.row("test build", "26.05.7100|Test||d|i||10.0\n", packaged(), "7086 10.0 beta+test 7100 none");
+        table.row("circle of two", steps, packaged(7050), "7050 10.0 stable 7100>7200>... 7100");
+        table.row("test build", "26.05.7100|Test||d|i||10.0\n", packaged(), "7050 10.0 beta+test 7100 none");
         table.row("test build for stable users", "26.05.7100|Test||d|i||10.0\n", packaged(),
-                  "7086 10.0 stable+test none none");
+                  "7050 10.0 stable+test none none");
         table.row("test build on an old system", "26.05.7100|Test||d|i||10.0\n", packaged(),
-                  "7086 6.1 beta+test none none");
+                  "7050 6.1 beta+test none none");
         table.row("order of texts", "1.1.999|Stable||d|i\n1.1.1000|Stable||d|i\n", packaged(),
-                  "7086 10.0 stable none 999,1000");
+                  "7050 10.0 stable none 999,1000");
     }
     void rows()
     {
@@ -68,8 +68,8 @@ private slots:
     void noAudience_data()
     {
         const Table<> table;
-        for (const char *row : {"", "7086", "7086 10.0 stable", "x 10.0 stable none", "7086 10 stable none",
-                                "7086 10.0 user none", "7086 10.0 Beta none"})
+        for (const char *row : {"", "7050", "7050 10.0 stable", "x 10.0 stable none", "7050 10 stable none",
+                                "7050 10.0 user none", "7050 10.0 Beta none"})
             table.row(row);
     }
     void noAudience()
@@ -80,10 +80,10 @@ private slots:
     void expectations_data()
     {
         const Table<QByteArray, QStringList> table;
-        table.row("met", "# updater\n\n7086 10.0 stable   7100>7200  7100\n7086 6.1 beta 7100>7200>7300\n", {});
-        table.row("other choice", "7086 10.0 stable 7100\n", {"expectation-not-met:1"});
-        table.row("other list", "\n7086 10.0 stable 7100>7200 7200,7100", {"expectation-not-met:2"});
-        table.row("no expectation", "7086 10.0 stable\n", {"file:1: \"7086 10.0 stable\" is no line of a preview."});
+        table.row("met", "# updater\n\n7050 10.0 stable   7100>7200  7100\n7050 6.1 beta 7100>7200>7300\n", {});
+        table.row("other choice", "7050 10.0 stable 7100\n", {"expectation-not-met:1"});
+        table.row("other list", "\n7050 10.0 stable 7100>7200 7200,7100", {"expectation-not-met:2"});
+        table.row("no expectation", "7050 10.0 stable\n", {"file:1: \"7050 10.0 stable\" is no line of a preview."});
     }
     void expectations()
     {
@@ -122,7 +122,7 @@ private slots:
     {
         const Table<VersionRow, QString> table;
         table.row("no limits", {"v", "t", "", "", "", "", ""}, "v|t|||");
-        table.row("updater", {"v", "t", "", "d", "i", "7086", ""}, "v|t||d|i|7086");
+        table.row("updater", {"v", "t", "", "d", "i", "7050", ""}, "v|t||d|i|7050");
         table.row("system", {"v", "t", "", "d", "i", "", "10.0"}, "v|t||d|i||10.0");
     }
     void lines()
@@ -160,8 +160,8 @@ private slots:
         table.row("none", {}, "v|t||old|");
         table.row(
             "all",
-            {"--date", "d", "--info", "i", "--reference", "7100", "--min-updater", "7086", "--min-windows", "6.1"},
-            "v|t|7100|d|i|7086|6.1");
+            {"--date", "d", "--info", "i", "--reference", "7100", "--min-updater", "7050", "--min-windows", "6.1"},
+            "v|t|7100|d|i|7050|6.1");
         table.row("emptied", {"--date", ""}, "v|t|||");
         table.row("bar", {"--info", "a|b"}, "--info cannot hold a bar or a line break.");
         table.row("line break", {"--date", "a\nb"}, "--date cannot hold a bar or a line break.");

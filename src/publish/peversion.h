@@ -11,7 +11,7 @@ class QIODevice;
 
 namespace freshen::publish {
 
-/// The text "FileVersion" in the version resource of \a program, for example 26.05.7086. Empty where there is none: no
+/// The text "FileVersion" in the version resource of \a program, for example 26.06.7205. Empty where there is none: no
 /// program for Windows, none with such a resource, or a damaged one.
 [[nodiscard]] QString peFileVersion(QIODevice &program);
 

@@ -6,12 +6,14 @@ import itertools
 import json
 import os
 import re
+import shlex
 import subprocess
 from collections.abc import Callable, Mapping, Sequence
 from pathlib import Path
 from typing import NamedTuple
 
 from kit import folders
+from kit.folders import File
 from kit.offer import VERSIONS_PATH, Version, application, description, package
 from kit.waiting import wait_for
 from kit.wine import Wine
@@ -65,27 +67,42 @@ class Publisher:
     def command(self, *arguments: str | Path) -> list[str]:
         """The command line; paths are told as the program calls them."""
         words = [self.called(word) if isinstance(word, Path) else word for word in arguments]
-        program = ["wine", str(BUILD / "bin" / "freshen-publish.exe")] if self._wine else [
-            str(BUILD / "bin" / "freshen-publish")]
-        return [*program, "--root", self.called(self.root), "--format", "json", *words]
+        return [*self._program(), "--root", self.called(self.root), "--format", "json", *words]
 
     def called(self, path: Path) -> str:
         return str(self._wine.path(path)) if self._wine else str(path)
 
     def start(self, *arguments: str | Path, through: Sequence[str] = (), variables: Mapping[str, str] = {},
               errors: int = subprocess.PIPE) -> subprocess.Popen:
-        environment = {**os.environ, **variables}
-        if self._wine:
-            sdk = re.search(r"^FRESHEN_WINDOWS_SDK:.*=(.*)", (BUILD / "CMakeCache.txt").read_text(), re.MULTILINE)[1]
-            environment = {**self._wine.environment(), "WINEPATH": self.called(Path(sdk, "bin")), **variables}
-        return subprocess.Popen([*through, *self.command(*arguments)], env=environment, stdin=subprocess.DEVNULL,
-                                stdout=subprocess.PIPE, stderr=errors, text=True, encoding="utf-8")
+        return subprocess.Popen([*through, *self.command(*arguments)], env={**self._environment(), **variables},
+                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors, text=True,
+                                encoding="utf-8")
 
     def __call__(self, *arguments: str | Path, seconds: float = 60.0, **how: object) -> Outcome:
         """Runs a command to its end. Killed, it has no document."""
         process = self.start(*arguments, **how)
         output, prose = process.communicate(timeout=seconds)
         return Outcome(process.returncode, json.loads(output) if process.returncode >= 0 else {}, prose)
+
+    def type(self, lines: str, folder: Path) -> None:
+        """Has a shell in the folder run these lines, up to one that fails. They call the tool by its name."""
+        program = f'#!/bin/sh\nexec {shlex.join(self._program())} "$@"\n'
+        with folders.temporary() as place:
+            folders.make(place, {"freshen-publish": File(program.encode(), 0o755)})
+            subprocess.run(["sh", "-ec", lines], cwd=folder, check=True, stdin=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL,
+                           env={**self._environment(), "PATH": f"{place}{os.pathsep}{os.defpath}"})
+
+    def _program(self) -> list[str]:
+        """The start of each command line."""
+        program = str(BUILD / "bin" / "freshen-publish")
+        return ["wine", f"{program}.exe"] if self._wine else [program]
+
+    def _environment(self) -> dict[str, str]:
+        if not self._wine:
+            return dict(os.environ)
+        sdk = re.search(r"^FRESHEN_WINDOWS_SDK:.*=(.*)", (BUILD / "CMakeCache.txt").read_text(), re.MULTILINE)[1]
+        return {**self._wine.environment(), "WINEPATH": self.called(Path(sdk, "bin"))}
 
 
 # The start of a command line whose program is traced, and what such a program has to be spared: a search for leaks.

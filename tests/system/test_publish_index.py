@@ -6,7 +6,6 @@ from __future__ import annotations
 import os
 import re
 import shutil
-import subprocess
 import time
 from collections.abc import Callable
 from pathlib import Path
@@ -14,16 +13,16 @@ from pathlib import Path
 import pytest
 
 from kit import folders
-from kit.folders import Tree
+from kit.folders import File, Tree, text
 from kit.offer import (
-    BETA, CHOSEN, FIX, INSTALLED, REVISION, SCRIPT, VERSIONS_PATH, Version, application, description, package)
+    BETA, CHOSEN, FIX, INSTALLED, REVISION, SCRIPT, VERSION, VERSIONS_PATH, Version, application, description, package)
 from kit.sandbox import sandboxed
 from kit.server import UpdateServer
 from kit.updater import Updater
 from kit.waiting import becomes, wait_for
 from kit.window import Window
 from publishing import (
-    BUILD, CLEAN, FILE_OR_NETWORK, FINDINGS, LOCKED_OR_CHANGED, NOTHING_TO_DO, TRACED, USAGE, WITHOUT_LEAKS, Outcome,
+    CLEAN, FILE_OR_NETWORK, FINDINGS, LOCKED_OR_CHANGED, NOTHING_TO_DO, TRACED, USAGE, WITHOUT_LEAKS, Outcome,
     Publisher, files_below, kill_points, killed_at, package_pieces)
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -336,17 +335,31 @@ def test_full_disk(publisher: Publisher, packed: Callable[..., Path]) -> None:
 
 # --- the updater is the judge
 
-def test_first_published_version(updater: Updater, window: Window, server: UpdateServer, folder: Path) -> None:
-    """The lines of the page, typed as they stand, publish a version that the updater unpacks."""
+def with_updater(updater: Updater, number: str) -> Tree:
+    """The application with an updater built for the version of this number, as far as its version resource tells: of
+    programs, those for Windows have one."""
+    program = updater.files["Freshen.exe"]
+    stamped = program.content.replace(VERSION.encode("utf-16-le"), number.encode("utf-16-le"))
+    return {**application(updater.program), **updater.files, "Freshen.exe": File(stamped, program.mode)}
+
+
+@pytest.mark.windows("both programs and their system are others")
+def test_first_published_version(updater: Updater, window: Window, server: UpdateServer, publisher: Publisher,
+                                 folder: Path) -> None:
+    """The lines of the page, typed as they stand, publish a version that the updater installs."""
     page = (ROOT / "docs" / "publishing.md").read_text()
     lines = re.search(r"## The first published version\n.*?\n\n((?:    [^\n]*\n)+)", page, re.DOTALL)[1]
-    folders.make(folder / "Tavlopro", {"Tavlopro.exe": SCRIPT, "Freshen.exe": SCRIPT})
-    subprocess.run(["sh", "-ec", lines], cwd=folder, check=True, stdout=subprocess.DEVNULL,
-                   env={**os.environ, "PATH": f"{BUILD}/bin:{os.environ['PATH']}"})
-    server.answers = {f"/{path}": content for path, content in files_below(folder / "served").items() if content}
+    brought = with_updater(updater, re.search(r"pack Tavlopro (\S+)", lines)[1])
+    folders.make(folder / "Tavlopro", brought)
+    publisher.type(lines, folder)
+    server.answers = {f"/{path}": content for path, content in files_below(folder / "served").items()}
+    updater.use(server, {"Updater/filesToKeep": ["user.ini"]})
+    updater.install({"Tavlopro.exe": File(b"the old one"), "user.ini": text("mine"), "old.txt": text("old")})
     updater.start("auto")
     window.wait_for_button(updater.texts("Install Update"))
-    assert {"Tavlopro/Tavlopro.exe", "Tavlopro/Freshen.exe"} == files_below(updater.out).keys()
+    updater.install_update()
+    updater.is_updated(brought, ["user.ini"])
+    becomes([], updater.processes, "processes")
 
 
 JUDGED = {

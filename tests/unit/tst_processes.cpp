@@ -1,7 +1,6 @@
 // The processes that the updater starts and looks for: copies of this very program, which note how they were called.
 
 #include "app/elevatedstart.h"
-#include "app/processsetup.h"
 #include "install/relaunch.h"
 #include "install/runningprocesses.h"
 #include "kit/qt/foldertest.h"
@@ -62,16 +61,6 @@ class ProcessesTest : public FolderTest
     Q_OBJECT
 
 private slots:
-    void foldersForPluginsAreForgotten()
-    {
-        const QList<QByteArray> variables = {"QT_PLUGIN_PATH", "QT_QPA_PLATFORM_PLUGIN_PATH"};
-        for (const QByteArray &variable : variables)
-            qputenv(variable, "/folder");
-        ignoreForeignPlugins();
-        for (const QByteArray &variable : variables)
-            QVERIFY(!qEnvironmentVariableIsSet(variable));
-    }
-
     void shellIsFoundByTheSystemRoot_data()
     {
         const Table<QStringList, QString> table;
@@ -103,7 +92,7 @@ private slots:
         // Without an executable it is given one empty argument.
         for (const QString &executable : {anySigns, QString()}) {
             QVERIFY(startThroughShell(QDir::toNativeSeparators(shell), executable));
-            // On Windows however many blanks stand between them.
+            // On Windows there may be more than one blank between them.
             const QString call = noteOf(shell).first().simplified();
             const QString line = QString("\"%1\" \"%2\"").arg(QDir::toNativeSeparators(shell), executable);
             QCOMPARE(call, isWindows() ? line : executable);
@@ -151,14 +140,14 @@ private slots:
         QVERIFY(!processNames().contains(name));
     }
 
-    /// It only waits for its parent to notice.
+    /// The system keeps it until its parent asks for its exit code.
     void endedProcessIsNotListed()
     {
         if (isWindows())
             QSKIP("Windows has no ended processes in its list.");
         const QString parent = "P" + uniqueName();
-        // In the background, the first has no input and ends at once; the second takes the place of the shell, which
-        // knew of it.
+        // The first program, in the background, has no input and ends at once. The second one takes the place of the
+        // shell, its parent, and does not ask.
         QProcess process;
         process.start("/bin/sh", {"-c", "\"$0\" wait & exec \"$1\" wait", copy(uniqueName()), copy(parent)});
         QVERIFY(process.waitForReadyRead());

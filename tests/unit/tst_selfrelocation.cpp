@@ -117,16 +117,6 @@ private slots:
                  "Copy failed " + logged(file("installation/a.dll")));
     }
 
-    void reasonOfAFailedStartIsLogged()
-    {
-        RelocationPaths missing;
-        missing.temporary = "C:/data/freshen";
-        for (const int code : {5, 2, 3, 31})
-            logStartFailure({code}, missing);
-        QCOMPARE(log().lines(), (QStringList{"ERROR_ACCESS_DENIED Freshen.exe", "ERROR_FILE_NOT_FOUND Freshen.exe",
-                                             "ERROR_PATH_NOT_FOUND \"C:/data/freshen\""}));
-    }
-
 private:
     QString handOver() const
     {

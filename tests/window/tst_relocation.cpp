@@ -22,7 +22,6 @@ private slots:
         WindowTest::init();
         setArguments({});
         QDir(m_localData).removeRecursively();
-        QFile::remove(m_localData);
         writeFile(m_installation + "/Freshen.exe", "the updater");
     }
 
@@ -52,6 +51,8 @@ private slots:
     void failedStartIsShownAndLogged_data()
     {
         const Table<int, QStringList> table;
+        table.row("no such file", 2, {"2", "ERROR_FILE_NOT_FOUND Freshen.exe"});
+        table.row("no such folder", 3, {"3", "ERROR_PATH_NOT_FOUND " + logged(m_copy)});
         table.row("consent declined", 5, {"5", "ERROR_ACCESS_DENIED Freshen.exe"});
         table.row("highest code of a failure", 32, {"32"});
     }
@@ -74,15 +75,6 @@ private slots:
         QCOMPARE(m_dialogs->boxes(), QStringList{box.arg(deployment::downloadPage)});
         const QStringList lines = takeLog();
         QCOMPARE(lines.mid(lines.size() - end.size()), end);
-    }
-
-    void missingTemporaryFolderEndsTheUpdaterWithoutABox()
-    {
-        writeFile(m_localData, "in the way");
-        TestWindow window;
-        QVERIFY(quitsAfter([&window] { window.show(); }));
-        QCOMPARE(takeLog().last(), "Error creating path: " + logged(m_copy));
-        QVERIFY(fakeSystem.elevatedStarts.isEmpty());
     }
 };
 

@@ -2,7 +2,6 @@
 
 #include "download/packagename.h"
 #include "download/packagestore.h"
-#include "download/progress.h"
 #include "download/storedarchive.h"
 #include "kit/qt/foldertest.h"
 #include "kit/qt/packagemaker.h"
@@ -74,13 +73,6 @@ private slots:
         const qint32 revision = columns.at(column::version).section('.', 2).toInt();
         QCOMPARE(serverPackageName(columns, revision, naming), onServer);
         QCOMPARE(localPackageName(selectedVersionName(columns), naming), stored.isEmpty() ? onServer : stored);
-    }
-
-    void megabytesWithOneDecimal()
-    {
-        QCOMPARE(megabytes(1572864), "1.5");
-        QCOMPARE(megabytes(1101005), "1.1");
-        QCOMPARE(megabytes(Q_INT64_C(5368709120)), "5120.0");
     }
 
     void storedBehindItsLength_data()

@@ -121,12 +121,12 @@ private slots:
     void progressIsShownWithTheSizeIfThatIsKnown()
     {
         TestWindow window;
-        window.downloadProgress(megabyte * 3 / 2, megabyte * 3);
-        QCOMPARE(window.sizeLabel.text(), "*1.5 of 3.0 MB downloaded");
-        QCOMPARE(window.progressBar.value(), megabyte * 3 / 2);
+        window.downloadProgress(1101005, megabyte * 3);
+        QCOMPARE(window.sizeLabel.text(), "*1.1 of 3.0 MB downloaded");
+        QCOMPARE(window.progressBar.value(), 1101005);
         QCOMPARE(window.progressBar.maximum(), megabyte * 3);
-        window.downloadProgress(megabyte * 2, -1);
-        QCOMPARE(window.sizeLabel.text(), "*2.0 MB downloaded");
+        window.downloadProgress(Q_INT64_C(5120) * megabyte, -1);
+        QCOMPARE(window.sizeLabel.text(), "*5120.0 MB downloaded");
         QCOMPARE(window.progressBar.minimum(), 0);
         QCOMPARE(window.progressBar.maximum(), 0);
     }
@@ -135,7 +135,7 @@ private slots:
     {
         TestWindow window;
         download(window, HttpAnswer::held(QByteArray(megabyte, 'x')));
-        // Progress is told at most every 100 ms, and only when something comes.
+        // Qt reports progress at most every 100 ms, and only when something comes.
         QTRY_VERIFY((m_server->release(1), window.progressBar.value()) > 0);
         const QPointer<QNetworkReply> reply = window.downloadReply;
         takeLog();
@@ -144,7 +144,7 @@ private slots:
         QCOMPARE(window.sizeLabel.text(), "*Download aborted!");
         QCOMPARE(window.progressBar.value(), 0);
         QCOMPARE(window.multiButton.text(), "*Close");
-        // The event loop ends the transfer.
+        // The transfer ends in the event loop.
         QVERIFY(reply->isRunning());
         QTRY_VERIFY(reply.isNull());
         QVERIFY(treeOf(window.parentDir).isEmpty());
@@ -179,16 +179,16 @@ private slots:
         }
         TestWindow window;
         QStringList texts;
-        QTimer atEachChance;
-        connect(&atEachChance, &QTimer::timeout, &window, [&] {
+        QTimer idleTimer;
+        connect(&idleTimer, &QTimer::timeout, &window, [&] {
             if (!window.label.text().startsWith("*Extracting"))
                 return;
             texts.append(window.label.text() + '|' + window.sizeLabel.text());
             // There is nothing to be aborted any more.
             window.multiButton.click();
-            atEachChance.stop();
+            idleTimer.stop();
         });
-        atEachChance.start(0);
+        idleTimer.start(0);
         const QSignalSpy values(&window.progressBar, &QProgressBar::valueChanged);
         download(window, {makePackage(entries)});
         QTRY_COMPARE(window.label.text(), "*Update ready to install!");

@@ -43,7 +43,7 @@ class DiscoveryTest : public WindowTest
         m_server->prepare(versionFileTarget, {lines.join('\n') + '\n'});
     }
 
-    /// Does the first round of \a window in a system in which the application runs, so long after the start.
+    /// Lets \a window look for the application, which runs, so long after the start.
     static void checkWhileRunning(TestWindow &window, qint64 milliseconds)
     {
         fakeSystem.processes = QStringList{"init", application};
@@ -60,14 +60,14 @@ private slots:
         setArguments({"auto"});
     }
 
-    void applicationThatDoesNotRunHoldsNothing_data()
+    void nothingElseHoldsTheUpdater_data()
     {
         const Table<QStringList, bool> table;
         table.row("other names", {"TAVLOPC.EXE", "tavlopc.exe", "Tavlopro.exe", "Tavlopc.exe.old", "MyTavlopc.exe"},
                   true);
         table.row("unknown processes", {application}, false);
     }
-    void applicationThatDoesNotRunHoldsNothing()
+    void nothingElseHoldsTheUpdater()
     {
         const auto [processes, isListReadable] = Table<QStringList, bool>::current();
         clearSettings();
@@ -83,21 +83,21 @@ private slots:
         QCOMPARE(takeLog(), QStringList({"no proxy is used.", "checking ...", "Get: \"" + address + '"'}));
     }
 
-    void runningApplicationIsMentionedAfterASecond_data()
+    void userIsAskedAfterASecond_data()
     {
         const Table<int, bool> table;
         table.row("0.8 seconds", 800, false);
         table.row("1.1 seconds", 1100, true);
     }
-    void runningApplicationIsMentionedAfterASecond()
+    void userIsAskedAfterASecond()
     {
-        const auto [milliseconds, isMentioned] = Table<int, bool>::current();
+        const auto [milliseconds, isAsked] = Table<int, bool>::current();
         m_server->prepare(versionFileTarget, HttpAnswer::held());
         TestWindow window;
-        if (isMentioned)
+        if (isAsked)
             m_dialogs->expect(QMessageBox::Retry);
         checkWhileRunning(window, milliseconds);
-        QCOMPARE(m_dialogs->boxes().size(), int(isMentioned));
+        QCOMPARE(m_dialogs->boxes().size(), int(isAsked));
         // Either way the next round follows, and lets the update go on when the application has been closed.
         QVERIFY(window.precheckTrigger.isActive());
         QCOMPARE(window.precheckTrigger.interval(), 100);
@@ -106,7 +106,7 @@ private slots:
         QCOMPARE(fakeSystem.rounds, 2);
     }
 
-    void boxComesAgainUntilItIsCancelled()
+    void userIsAskedAgainUntilTheBoxIsCancelled()
     {
         TestWindow window;
         window.precheckTrigger.stop();
@@ -173,10 +173,10 @@ private slots:
             const QSignalSpy asked(networkAccessManager, &QNetworkAccessManager::proxyAuthenticationRequired);
             QTRY_COMPARE(m_dialogs->boxes().size(), 1);
             QVERIFY(m_dialogs->boxes().first().contains("Proxy requires authentication"));
-            // The settings' user is named first; the slot, asked once then, knows no better one.
+            // Qt names the user of the settings by itself; the slot, asked after that, has no other.
             QCOMPARE(asked.size(), 1);
         }
-        // So the slot's next turn gives nothing, and every other one from here on, whichever window it is.
+        // The slot answers every other question, whichever window is asked.
         for (const char *expected : {"", "user secret", "", "user secret", ""}) {
             TestWindow window;
             QAuthenticator authenticator;
@@ -210,13 +210,13 @@ private slots:
         QCOMPARE(takeLog().contains(refusal), !hasTestBuilds);
     }
 
-    /// While the version file's address always does.
+    /// The address of the version file always names one.
     void packageAddressNamesOnlyAPortThatIsSet()
     {
         m_server->prepare(versionFileTarget, HttpAnswer::held(version(1)));
         const TestWindow window;
         QTRY_COMPARE(m_server->targets().size(), 1);
-        // The settings are read anew. The test's server, as a proxy, takes the request.
+        // The settings are read again. The test's server, as a proxy, takes the request.
         clearSettings();
         writeSettings({{"proto2", "http"}, {"host2", "update.example"}});
         QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpCachingProxy, "127.0.0.1", m_server->serverPort()});
@@ -224,15 +224,8 @@ private slots:
         QTRY_COMPARE(m_server->targets().value(1), "http://update.example" + package(1));
     }
 
-    void failedConnectionIsReported_data()
-    {
-        const Table<> table;
-        table.row("auto");
-        table.row("menu");
-    }
     void failedConnectionIsReported()
     {
-        setArguments({QTest::currentDataTag()});
         m_dialogs->expect(QMessageBox::Ok);
         TestWindow window;
         window.show();

@@ -1,22 +1,8 @@
 #include "install/copybatch.h"
 #include "kit/qt/foldertest.h"
 
-#ifndef Q_OS_WIN
-#include <thread>
-#include <unistd.h>
-#endif
-
 using namespace freshen;
 using namespace std::chrono_literals;
-
-#ifndef Q_OS_WIN
-/// Takes the place of the system's when it is linked: Qt calls it in the new process, whose start so takes a while.
-int execv(const char *program, char *const *arguments)
-{
-    std::this_thread::sleep_for(100ms);
-    return execve(program, arguments, environ);
-}
-#endif
 
 /// Runs batch files of its own: the few words in them mean the same to every command interpreter.
 class CopyBatchTest : public FolderTest
@@ -69,15 +55,6 @@ private slots:
         }
     }
 
-    void crashIsAFailure()
-    {
-        if (isWindows())
-            QSKIP("Windows has no way for a batch file to crash its interpreter.");
-        QVERIFY(!run({"kill -9 $$"}).succeeded);
-        QCOMPARE(log().lines().value(2), "true");
-        QVERIFY(QRegularExpression("^Crashed .* CrashExit$").match(log().lines().last()).hasMatch());
-    }
-
     /// The program that copies goes on by itself.
     void copyThatTakesTooLongIsGivenUp()
     {
@@ -87,20 +64,19 @@ private slots:
         const QString line =
             isWindows() ? "cmd.exe /c \"ping -n 6 127.0.0.1 >nul & echo x>%1\"" : "sh -c 'sleep 5; echo x >%1'";
         QVERIFY(!run({line.arg(copy), "exit 0"}, {60s, 2s}).succeeded);
-        // The start has a limit of its own.
-        QCOMPARE(log().lines().value(0), "true");
         QCOMPARE(log().lines().value(2), "false");
         QVERIFY(!QFile::exists(copy));
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(copy), 30000);
     }
 
-    void lateStartIsPartOfTheCopy()
+    void startHasALimitOfItsOwn()
     {
-        if (isWindows())
-            QSKIP("Windows has no start that is waited for.");
-        QVERIFY(run({"exit 0"}, {0s, 60s}).succeeded);
-        QCOMPARE(log().lines().value(0), "false");
-        QCOMPARE(log().lines().value(2), "true");
+        // Rarely, a start takes no time at all.
+        for (int round = 0; round < 3; ++round) {
+            log().clear();
+            run({"exit 0"}, {60s, 0s});
+            QCOMPARE(log().lines().value(0), "true");
+        }
     }
 
 private:

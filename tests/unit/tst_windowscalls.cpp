@@ -1,15 +1,12 @@
-// How the updater calls Windows, for what no result of a call tells: what the user is asked, and what is said of a call
-// that fails. The functions here take the place of Windows' own when they are linked. They note their calls, or fail.
+// How the updater calls Windows where no result shows it: what the user is asked, and what is reported of a call that
+// fails. The functions here take the place of Windows' own when they are linked. They note their calls, or fail.
 
 #include "app/elevatedstart.h"
 #include "app/processsetup.h"
 #include "install/batchprocess.h"
 #include "install/copyobstacle.h"
 #include "install/runningprocesses.h"
-#include "kit/qt/files.h"
-#include "kit/qt/messagecatcher.h"
-#include "kit/qt/platform.h"
-#include "kit/qt/table.h"
+#include "kit/qt/foldertest.h"
 
 #include <windows.h>
 
@@ -23,7 +20,7 @@ namespace {
 /// The calls, in order, each with its arguments.
 QStringList calls;
 
-/// What cannot be listed, and how Windows calls the reason.
+/// Whether there is a list at all, and Windows' words for the reason of a failure.
 bool hasSnapshot = true;
 QString reason;
 
@@ -91,13 +88,14 @@ BOOL WINAPI Process32FirstW(HANDLE, PROCESSENTRY32W *)
 
 } // extern "C"
 
-class WindowsCallsTest : public QObject
+class WindowsCallsTest : public FolderTest
 {
     Q_OBJECT
 
 private slots:
     void init()
     {
+        FolderTest::init();
         calls.clear();
     }
 
@@ -119,8 +117,7 @@ private slots:
     /// The batch file calls the copying program by its bare name.
     void batchFileFindsTheSystemsProgramsAndTheCodePageOfThisProcess()
     {
-        const QTemporaryDir folder;
-        const QString batch = QDir::toNativeSeparators(folder.filePath("batch.bat"));
+        const QString batch = QDir::toNativeSeparators(file("batch.bat"));
         writeFile(batch, "@echo %PATH%\r\n@echo %NoDefaultCurrentDirectoryInExePath% %CD% !PATH!\r\n@chcp\r\n");
         QProcess process;
         startBatch(process, batch);
@@ -140,12 +137,10 @@ private slots:
     void longestPathOfTheCopyingProgram()
     {
         const auto [entry, longest] = Table<QString, int>::current();
-        const QTemporaryDir source;
-        QVERIFY(entry == "folder" ? QDir(source.path()).mkdir(entry)
-                                  : QFile(source.filePath(entry)).open(QFile::WriteOnly));
+        QVERIFY(entry == "folder" ? QDir(folder()).mkdir(entry) : QFile(file(entry)).open(QFile::WriteOnly));
         const QString destination = "C:/" + QString(longest - 4 - entry.size(), 'x');
-        QVERIFY(!copyObstacle(source.path(), destination, {}, std::nullopt));
-        QVERIFY(copyObstacle(source.path(), destination + 'x', {}, std::nullopt));
+        QVERIFY(!copyObstacle(folder(), destination, {}, std::nullopt));
+        QVERIFY(copyObstacle(folder(), destination + 'x', {}, std::nullopt));
     }
 
     /// A copy of this very program makes the call, so that its output can be read.

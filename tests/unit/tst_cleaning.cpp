@@ -25,21 +25,21 @@ private slots:
         for (const char *name : {"/a.exe", "/lib/settings.ini"})
             QVERIFY(QFile::setPermissions(path() + name, QFile::ReadOwner));
         writeFile(file("outside/file"), "stays");
-        // Of a link to a file and of Windows' shortcuts only the link goes.
+        // Links to files, and shortcuts of Windows, are removed; what they lead to stays.
         QVERIFY(QFile::link(file("outside/file"), path() + "/lib/link.lnk"));
         if (isWindows()) {
             QVERIFY(QFile::link(file("outside"), path() + "/folder.lnk"));
             QVERIFY(QFile::setPermissions(path() + "/folder.lnk", QFile::ReadOwner));
             QVERIFY(QFile::link(file("missing"), path() + "/missing.lnk"));
         } else {
-            // By itself, ":name" would be the name of something inside the program.
+            // By itself, ":name" would be the name of a resource.
             makeFiles({":a", "lib/:"});
         }
         cleanFolder(path(), false, filesToKeep);
         QCOMPARE(treeOf(path()).keys(), QStringList({".hidden", "lib/", "lib/.hidden"}) + kept);
         QCOMPARE(log().lines().filter("hidden"), QStringList());
         QCOMPARE(readFile(file("outside/file")), QByteArray("stays"));
-        // The folder that holds a hidden file.
+        // The one about the folder that holds a hidden file.
         QCOMPARE(log().lines(QtWarningMsg).size(), 1);
         QVERIFY(isWarnedOf("Cannot remove", path() + "/lib"));
     }
@@ -60,7 +60,7 @@ private slots:
         QVERIFY(!QFile::exists(path()));
     }
 
-    /// So what is to be kept stays, and many links take no longer than few.
+    /// So the files to keep stay, and many links take no longer than few.
     void eachFolderIsEnteredOnceByWhateverLink()
     {
         if (isWindows())

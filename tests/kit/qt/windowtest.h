@@ -43,7 +43,7 @@ void setArguments(const QStringList &arguments);
 /// The target of the request for the version description file, with the default settings.
 inline constexpr char versionFileTarget[] = "/update/Tavlopc/VERSIONS/windows.txt";
 
-/// The main window, its members open to the tests. Its folder "parentDir" is a temporary one that is its own.
+/// The main window, its members open to the tests. Its "parentDir" is a temporary folder.
 class TestWindow : public MainWindow
 {
     QTemporaryDir m_folder;
@@ -55,7 +55,7 @@ public:
     }
     ~TestWindow() override
     {
-        // The program keeps it to the end of its process; the next test has one of its own.
+        // The program never deletes it; the next window makes one of its own.
         delete std::exchange(freshen::networkAccessManager, nullptr);
     }
     Q_DISABLE_COPY(TestWindow)

@@ -41,6 +41,12 @@ struct Finding
     int line = 0;
     /// Column of the index line, counted from 1; 0 where there is none.
     int column = 0;
+
+    /// Whether it always counts.
+    [[nodiscard]] bool isError() const
+    {
+        return kind.severity == Severity::Error;
+    }
 };
 
 } // namespace freshen::publish

@@ -1,5 +1,6 @@
 #include "publish/age.h"
 #include "publish/command.h"
+#include "publish/indexcheck.h"
 #include "publish/packagefiles.h"
 #include "publish/rootlock.h"
 
@@ -48,12 +49,32 @@ QString deletePackages(const QStringList &names, Context &context)
     return {};
 }
 
+/// Takes up the errors of all indexes: a line that nobody can read does not tell which package it lists. Returns how
+/// the command ends because of them.
+std::optional<ExitCode> checkIndexes(Context &context)
+{
+    const QStringList files = context.root.allIndexFiles();
+    if (files.isEmpty())
+        return context.report.fail(ExitCode::FileOrNetwork,
+                                   QStringLiteral("There is no index, so none lists a package."));
+    for (const QString &file : files) {
+        QString error;
+        const std::optional<Index> index = readIndex(file, error);
+        if (!index)
+            return context.report.fail(ExitCode::FileOrNetwork, error);
+        for (const Finding &finding : checkIndex(*index, context.root.relative(file), {ownRevision, newestWindows()})) {
+            if (finding.isError())
+                context.report.add(finding);
+        }
+    }
+    return context.report.findings().isEmpty() ? std::nullopt : std::optional(context.report.verdict());
+}
+
 /// Deletes what no index lists and was changed before \a time. The folder is locked.
 ExitCode prune(const QDateTime &time, Context &context)
 {
-    if (context.root.allIndexFiles().isEmpty())
-        return context.report.fail(ExitCode::FileOrNetwork,
-                                   QStringLiteral("There is no index, so none lists a package."));
+    if (const std::optional<ExitCode> failure = checkIndexes(context))
+        return *failure;
     QString error;
     const auto unlisted = unlistedFiles(context.root, filesBelow(context.root.packageFolder()), error);
     if (!unlisted)

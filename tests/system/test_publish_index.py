@@ -242,6 +242,20 @@ def test_prune_spares(publisher: Publisher) -> None:
     assert publisher("prune", "--older-than", "0h").code == FILE_OR_NETWORK
 
 
+@pytest.mark.parametrize("index", [
+    description(STABLE).decode().encode("utf-16"), description(STABLE).replace(b"7300|", b"73oo|"), b""],
+    ids=["UTF-16", "typing error", "empty"])
+def test_prune_with_a_damaged_index(publisher: Publisher, index: bytes) -> None:
+    """Of what nobody can read, nobody can say that it does not list a package."""
+    publisher.offer(CHOSEN, content=PACKAGE)
+    publisher.write(STABLE.package_path, PACKAGE)
+    publisher.write(VERSIONS_PATH.replace("VERSIONS", "OTHERS"), index)
+    before = look(publisher)
+    outcome = publisher("prune", "--older-than", "0h")
+    assert outcome.code == FINDINGS and set(outcome.ids) & {"zero-byte", "unreadable-line", "no-versions"}
+    assert look(publisher) == before
+
+
 # --- several at a time, and failures on the way
 
 def test_many_at_once(publisher: Publisher, packed: Callable[..., Path]) -> None:

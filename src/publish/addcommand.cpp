@@ -78,7 +78,8 @@ ExitCode add(const Addition &addition, IndexChange &change, Context &context)
     if (!check.failure.isEmpty())
         return context.report.fail(ExitCode::FileOrNetwork, check.failure);
     const QByteArray bytes = withLine(change.index(), addition.line.text);
-    if (!change.isAcceptable(bytes, bytes.count('\n')))
+    change.check(bytes, bytes.count('\n'));
+    if (!change.isAcceptable())
         return context.report.verdict();
     return change.finish(bytes, addition.copies);
 }

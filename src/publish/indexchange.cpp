@@ -2,24 +2,19 @@
 
 #include "publish/audienceoptions.h"
 #include "publish/indexcheck.h"
+#include "publish/indexedit.h"
 #include "publish/packagedupdater.h"
+#include "publish/packagefiles.h"
 #include "publish/prospectreport.h"
 #include "publish/wholefile.h"
 
 #include <QFileInfo>
-
-#include <algorithm>
 
 namespace freshen::publish {
 
 namespace {
 
 const QString force = QStringLiteral("force");
-
-bool isError(const Finding &finding)
-{
-    return finding.kind.severity == Severity::Error;
-}
 
 } // namespace
 
@@ -57,15 +52,31 @@ std::optional<ExitCode> IndexChange::beginNew()
     return m_context.report.fail(ExitCode::Usage, QStringLiteral("There is an index already, so nothing is new."));
 }
 
-bool IndexChange::isAcceptable(const QByteArray &bytes, int number)
+std::optional<ExitCode> IndexChange::findLines(QList<IndexLine> &lines) const
+{
+    const QString argument = m_context.arguments.first();
+    bool isNumber = false;
+    const qint32 revision = argument.toInt(&isNumber);
+    if (!isNumber)
+        return m_context.report.fail(ExitCode::Usage, QStringLiteral("\"%1\" is no revision.").arg(argument));
+    lines = linesWith(m_index, revision);
+    if (!lines.isEmpty())
+        return std::nullopt;
+    return m_context.report.fail(ExitCode::NothingToDo, QStringLiteral("No line has the revision %1.").arg(revision));
+}
+
+void IndexChange::check(const QByteArray &bytes, int number)
 {
     const QString file = m_context.root.relative(m_context.root.indexFile());
     for (const Finding &finding : checkIndex(parseIndex(bytes), file, {ownRevision, newestWindows()})) {
-        if (isError(finding) || finding.line == number)
+        if (finding.isError() || finding.line == number)
             m_context.report.add(finding);
     }
-    const QList<Finding> &findings = m_context.report.findings();
-    return m_context.options.isSet(force) || std::none_of(findings.begin(), findings.end(), isError);
+}
+
+bool IndexChange::isAcceptable() const
+{
+    return m_context.options.isSet(force) || m_context.report.verdict() == ExitCode::Clean;
 }
 
 ExitCode IndexChange::finish(const QByteArray &bytes, const QList<PackageCopy> &copies)
@@ -90,6 +101,8 @@ ExitCode IndexChange::write(const QByteArray &bytes, const QList<PackageCopy> &c
     if (!isUnchanged())
         return m_context.report.fail(ExitCode::LockedOrChanged,
                                      QStringLiteral("Somebody has changed the index meanwhile. Nothing was changed."));
+    // Before the index: killed in between, a package is kept for longer than it need be.
+    restartAges(m_context.root, m_index, parseIndex(bytes));
     error = writeWholeFile(m_context.root.indexFile(), bytes);
     return error.isEmpty() ? ExitCode::Clean : m_context.report.fail(ExitCode::FileOrNetwork, error);
 }

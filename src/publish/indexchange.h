@@ -33,9 +33,14 @@ public:
         return m_index;
     }
 
-    /// Takes up what is wrong with \a bytes, the new index, by its errors and by the findings of line \a number.
-    /// Returns whether the change may be made; all errors found so far stand against it, unless the user insists.
-    [[nodiscard]] bool isAcceptable(const QByteArray &bytes, int number);
+    /// Finds the \a lines with the revision which is the command's argument. Returns how the command ends without any.
+    [[nodiscard]] std::optional<ExitCode> findLines(QList<IndexLine> &lines) const;
+
+    /// Takes up what is wrong with \a bytes, the new index, by its errors and by the findings of line \a number; 0
+    /// stands for no line.
+    void check(const QByteArray &bytes, int number);
+    /// Whether the change may be made: all that counts so far stands against it, unless the user insists.
+    [[nodiscard]] bool isAcceptable() const;
     /// Makes \a copies, and then \a bytes the index. Says who gets something else now. Returns how the command ends.
     [[nodiscard]] ExitCode finish(const QByteArray &bytes, const QList<PackageCopy> &copies = {});
 

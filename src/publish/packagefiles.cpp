@@ -1,6 +1,8 @@
 #include "publish/packagefiles.h"
 
+#include <QDateTime>
 #include <QDirIterator>
+#include <QFile>
 #include <QHash>
 #include <QRegularExpression>
 #include <QSet>
@@ -126,16 +128,17 @@ std::optional<QStringList> unlistedFiles(const DocumentRoot &root, const QString
     return names;
 }
 
-QStringList unlistedPackages(const QList<IndexLine> &lines, const Index &index)
+void restartAges(const DocumentRoot &root, const Index &before, const Index &index)
 {
-    Index before;
-    before.lines = lines;
-    const QStringList listed = listedPackages(index);
-    QStringList names = listedPackages(before);
-    names.erase(
-        std::remove_if(names.begin(), names.end(), [&listed](const QString &name) { return listed.contains(name); }),
-        names.end());
-    return names;
+    const QStringList names = listedPackages(before);
+    QSet<QString> delisted(names.begin(), names.end());
+    for (const QString &name : listedPackages(index))
+        delisted.remove(name);
+    for (const QString &name : delisted) {
+        QFile file(root.packageFile(name));
+        if (file.exists() && file.open(QIODevice::ReadWrite))
+            file.setFileTime(QDateTime::currentDateTime(), QFileDevice::FileModificationTime);
+    }
 }
 
 bool isPackageFile(const QString &name)

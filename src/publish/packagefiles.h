@@ -30,8 +30,9 @@ inline constexpr FindingKind unlistedFile{"unlisted-file", Severity::Note};
 [[nodiscard]] std::optional<QStringList> unlistedFiles(const DocumentRoot &root, const QStringList &files,
                                                        QString &error);
 
-/// The names of the packages of \a lines that \a index does not list.
-[[nodiscard]] QStringList unlistedPackages(const QList<IndexLine> &lines, const Index &index);
+/// Lets the age of those packages of \a before that \a index, which is to follow, does not list count from now: nobody
+/// who reads the index asks for them from now on, but who has read it before still may.
+void restartAges(const DocumentRoot &root, const Index &before, const Index &index);
 
 /// Whether \a name is a package's, or that of a file which was to become one.
 [[nodiscard]] bool isPackageFile(const QString &name);

@@ -2,8 +2,6 @@
 #include "publish/indexchange.h"
 #include "publish/indexedit.h"
 #include "publish/lineoptions.h"
-#include "publish/packagefiles.h"
-#include "publish/revisionargument.h"
 
 #include <QFileInfo>
 
@@ -52,7 +50,8 @@ ExitCode replaceLine(const IndexLine &line, const IndexLine &promoted, IndexChan
     if (!QFileInfo::exists(context.root.packageFile(package)))
         return context.report.fail(ExitCode::FileOrNetwork, QStringLiteral("There is no %1.").arg(package));
     const QByteArray bytes = withReplacedLine(change.index(), line.number, promoted.text);
-    if (!change.isAcceptable(bytes, line.number))
+    change.check(bytes, line.number);
+    if (!change.isAcceptable())
         return context.report.verdict();
     const ExitCode code = change.finish(bytes, copiesFor(line, promoted, context.root));
     if (code == ExitCode::Clean && !context.isDryRun)
@@ -84,8 +83,10 @@ ExitCode run(Context &context)
     IndexChange change(context);
     if (const std::optional<ExitCode> failure = change.begin())
         return *failure;
-    const QList<IndexLine> lines = linesOfArgument(change, context);
-    return lines.isEmpty() ? ExitCode::NothingToDo : promote(lines, change, context);
+    QList<IndexLine> lines;
+    if (const std::optional<ExitCode> failure = change.findLines(lines))
+        return *failure;
+    return promote(lines, change, context);
 }
 
 } // namespace

@@ -1,12 +1,13 @@
 #include "publish/command.h"
 #include "publish/indexchange.h"
 #include "publish/indexedit.h"
-#include "publish/packagefiles.h"
-#include "publish/revisionargument.h"
 
 namespace freshen::publish {
 
 namespace {
+
+/// Nobody who has the version gets rid of it.
+constexpr FindingKind installedStays{"installed-stays", Severity::Note};
 
 QList<QCommandLineOption> options()
 {
@@ -18,22 +19,21 @@ ExitCode run(Context &context)
     IndexChange change(context);
     if (const std::optional<ExitCode> failure = change.begin())
         return *failure;
-    const QList<IndexLine> lines = linesOfArgument(change, context);
-    if (lines.isEmpty())
-        return ExitCode::NothingToDo;
+    QList<IndexLine> lines;
+    if (const std::optional<ExitCode> failure = change.findLines(lines))
+        return *failure;
     QList<int> numbers;
     for (const IndexLine &line : lines)
         numbers.append(line.number);
     const QByteArray bytes = withoutLines(change.index(), numbers);
-    const ExitCode code = change.finish(bytes);
-    if (code != ExitCode::Clean)
-        return code;
-    if (!context.isDryRun)
-        restartAge(context.root, unlistedPackages(lines, parseIndex(bytes)));
-    context.report.say(QStringLiteral("Whoever has installed the version keeps it: an updater installs only what is "
-                                      "newer. Publish a newer version to replace it. The package stays, for those who "
-                                      "have read the index before."));
-    return code;
+    // Whatever is wrong with what stays, nobody shall be offered the version any more.
+    change.check(bytes, 0);
+    context.report.add({installedStays,
+                        QStringLiteral("Whoever has installed the version keeps it: an updater installs only what is "
+                                       "newer. Publish a newer version to replace it. The package stays, for those "
+                                       "who have read the index before."),
+                        context.root.relative(context.root.indexFile()), lines.first().number});
+    return change.finish(bytes);
 }
 
 } // namespace

@@ -65,8 +65,7 @@ int refuse(const QCommandLineParser &options, const QString &reason)
     Report report = reportFor(options);
     const ExitCode code = report.fail(ExitCode::Usage, reason);
     report.say(option("Try \"freshen-publish --help\"."));
-    report.write(code);
-    return static_cast<int>(code);
+    return static_cast<int>(report.write(code));
 }
 
 /// Refuses \a line, whose command is not known: its options may stand anywhere.
@@ -142,9 +141,7 @@ int run(const Command &command, const QStringList &line)
     Context context{parser, parser.positionalArguments(),
                     DocumentRoot{QDir::cleanPath(QDir(root).absolutePath()), parser.value(option("folder"))},
                     parser.isSet(option("dry-run")), report};
-    const ExitCode code = command.run(context);
-    report.write(code);
-    return static_cast<int>(code);
+    return static_cast<int>(report.write(command.run(context)));
 }
 
 /// What the updater's code says is told by the findings; only what no command expects is shown.

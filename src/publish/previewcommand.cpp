@@ -56,6 +56,8 @@ ExitCode compare(const Index &index, const PackagedUpdater &packagedUpdater, Con
 
 ExitCode run(Context &context)
 {
+    // The results are what --expect reads.
+    context.report.separateFindings();
     QString error;
     const std::optional<QList<Audience>> audiences = readAudiences(context.options, error);
     if (!audiences)

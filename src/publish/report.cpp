@@ -15,10 +15,17 @@ namespace {
 /// The version of the JSON document. It grows when a reader of the old one would be misled.
 constexpr int schema = 1;
 
-void writeTo(FILE *stream, const QByteArray &text)
+/// Whether all of it could be written.
+bool writeTo(FILE *stream, const QByteArray &text)
 {
-    static_cast<void>(std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stream));
-    static_cast<void>(std::fflush(stream));
+    const auto size = static_cast<size_t>(text.size());
+    return std::fwrite(text.constData(), 1, size, stream) == size && std::fflush(stream) == 0;
+}
+
+/// Each of \a lines with its end.
+QByteArray textOf(const QStringList &lines)
+{
+    return lines.isEmpty() ? QByteArray() : lines.join(QLatin1Char('\n')).toUtf8() + '\n';
 }
 
 QString nameOf(Severity severity)
@@ -114,18 +121,28 @@ ExitCode Report::verdict() const
     return counts ? ExitCode::Findings : ExitCode::Clean;
 }
 
-void Report::write(ExitCode code)
+ExitCode Report::write(ExitCode code)
 {
     if (std::exchange(m_isWritten, true))
-        return;
-    if (m_format == Format::Text) {
-        QStringList lines = m_lines;
-        for (const Finding &finding : m_findings)
-            lines.append(textOf(finding, m_hasColor));
-        if (!lines.isEmpty())
-            writeTo(stdout, lines.join(QLatin1Char('\n')).toUtf8() + '\n');
-        return;
-    }
+        return code;
+    if (m_format == Format::Json ? writeTo(stdout, document(code)) : writeText())
+        return code;
+    return fail(ExitCode::FileOrNetwork,
+                QStringLiteral("Standard output cannot be written: %1").arg(qt_error_string()));
+}
+
+bool Report::writeText() const
+{
+    QStringList findings;
+    for (const Finding &finding : m_findings)
+        findings.append(textOf(finding, m_hasColor));
+    if (!m_isSeparate)
+        return writeTo(stdout, textOf(m_lines + findings));
+    return writeTo(stdout, textOf(m_lines)) && writeTo(stderr, textOf(findings));
+}
+
+QByteArray Report::document(ExitCode code) const
+{
     QJsonObject document = m_results;
     QJsonArray findings;
     for (const Finding &finding : m_findings)
@@ -135,7 +152,7 @@ void Report::write(ExitCode code)
     document.insert(QStringLiteral("findings"), findings);
     if (!m_reason.isEmpty())
         document.insert(QStringLiteral("error"), m_reason);
-    writeTo(stdout, QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n');
+    return QJsonDocument(document).toJson(QJsonDocument::Compact) + '\n';
 }
 
 } // namespace freshen::publish

@@ -63,15 +63,25 @@ public:
     }
     /// Clean, or Findings where some count: errors always, warnings where the tool is strict.
     [[nodiscard]] ExitCode verdict() const;
-    /// Writes the document to standard output. \a code is how the command ended. A command that goes on after its
-    /// results are known writes it by itself; later calls do nothing.
-    void write(ExitCode code);
+    /// In the format Text, findings go to standard error: the results are for another program to read.
+    void separateFindings()
+    {
+        m_isSeparate = true;
+    }
+    /// Writes the document to standard output. \a code is how the command ended; returned is how the tool does, since
+    /// a document that cannot be written is a failure. A command that goes on after its results are known writes it by
+    /// itself; later calls do nothing.
+    [[nodiscard]] ExitCode write(ExitCode code);
 
 private:
+    [[nodiscard]] bool writeText() const;
+    [[nodiscard]] QByteArray document(ExitCode code) const;
+
     Format m_format;
     bool m_isStrict;
     bool m_isQuiet;
     bool m_hasColor;
+    bool m_isSeparate = false;
     bool m_isWritten = false;
     QList<Finding> m_findings;
     QStringList m_lines;

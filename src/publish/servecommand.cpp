@@ -40,7 +40,7 @@ QJsonObject settingsFor(const UpdateServer &server)
 }
 
 /// Tells where \a server is, at once: whoever waits for it shall not wait for its end.
-void announce(const UpdateServer &server, Report &report)
+ExitCode announce(const UpdateServer &server, Report &report)
 {
     const QString address = QStringLiteral("http://%1:%2").arg(server.host).arg(server.port);
     const QJsonObject settings = settingsFor(server);
@@ -52,7 +52,7 @@ void announce(const UpdateServer &server, Report &report)
     report.say(QStringLiteral("Updaters on this machine use this server with these settings of the application (%1, "
                               "%2). Ctrl-C ends it.")
                    .arg(QLatin1String(organizationName), QLatin1String(applicationStoreName)));
-    report.write(ExitCode::Clean);
+    return report.write(ExitCode::Clean);
 }
 
 ExitCode run(Context &context)
@@ -71,10 +71,11 @@ ExitCode run(Context &context)
     if (!QFileInfo(context.root.indexFile()).isFile())
         report.say(QStringLiteral("There is no index yet: %1").arg(context.root.indexFile()));
     quitWhenInterrupted();
-    announce({QStringLiteral("http"), QStringLiteral("127.0.0.1"), server.port(), true, context.root.versionFolder},
-             report);
-    QCoreApplication::exec();
-    return ExitCode::Clean;
+    const ExitCode code = announce(
+        {QStringLiteral("http"), QStringLiteral("127.0.0.1"), server.port(), true, context.root.versionFolder}, report);
+    if (code == ExitCode::Clean)
+        QCoreApplication::exec();
+    return code;
 }
 
 } // namespace

@@ -84,6 +84,12 @@ class Publisher:
         output, prose = process.communicate(timeout=seconds)
         return Outcome(process.returncode, json.loads(output) if process.returncode >= 0 else {}, prose)
 
+    def print(self, *arguments: str | Path, **how: object) -> tuple[int, str, str]:
+        """Runs a command that writes text. Returns its exit code, what it printed, and what it said besides."""
+        process = self.start(*arguments, "--format", "text", **how)
+        output, prose = process.communicate(timeout=60)
+        return process.returncode, output, prose
+
     def type(self, lines: str, folder: Path) -> None:
         """Has a shell in the folder run these lines, up to one that fails. They call the tool by its name."""
         program = f'#!/bin/sh\nexec {shlex.join(self._program())} "$@"\n'

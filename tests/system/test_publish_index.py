@@ -154,6 +154,26 @@ def test_preview(publisher: Publisher, folder: Path) -> None:
         (["7205"], ["7300", "7205"]), (["7240", "7205"], ["7300", "7240", "7205"])]
 
 
+def test_results_for_others(publisher: Publisher, folder: Path) -> None:
+    """What a preview prints can be expected: findings, which come with it, are told elsewhere."""
+    publisher.offer(CHOSEN, content=PACKAGE)
+    _, printed, _ = publisher.print("preview")
+    expectation = folder / "expected"
+    expectation.write_text(printed.replace("7205", "7240"))
+    code, again, prose = publisher.print("preview", "--expect", expectation)
+    assert (code, again) == (FINDINGS, printed) and prose.count("[expectation-not-met]\n") == 4
+    expectation.write_text(again)
+    assert publisher.print("preview", "--expect", expectation) == (CLEAN, printed, "")
+
+
+@pytest.mark.parametrize("form", ["text", "json"])
+def test_report_that_cannot_be_written(publisher: Publisher, form: str) -> None:
+    publisher.offer(CHOSEN, content=PACKAGE)
+    checking = publisher.start("check", "--format", form, through=["sh", "-c", 'exec "$@" >/dev/full', "sh"])
+    _, prose = checking.communicate(timeout=60)
+    assert checking.returncode == FILE_OR_NETWORK and "No space left" in prose
+
+
 @pytest.mark.parametrize("arguments", [
     *(["check", "--folder", name] for name in ("", ".hidden", "..", "a/b", "../../..", "a\\b", "C:")),
     ["withdraw", "abc"], ["promote", "7205x", "--to", "Stable"], ["preview", "--updater", "x"],

@@ -2,6 +2,7 @@
 #include "publish/externalcommand.h"
 #include "publish/index.h"
 #include "publish/indexchange.h"
+#include "publish/packagefiles.h"
 #include "publish/progressbar.h"
 #include "publish/rootcheck.h"
 #include "publish/rootlock.h"
@@ -28,6 +29,12 @@ QList<QCommandLineOption> options()
                {after, QStringLiteral("Run a command in DEST when something was copied, for example to tell a cache."),
                 QStringLiteral("COMMAND")},
            };
+}
+
+/// Whether nothing is to be written.
+bool isForReading(const Context &context)
+{
+    return context.isDryRun || context.options.isSet(printOrder);
 }
 
 /// Adds the files \a paths to the report.
@@ -61,9 +68,11 @@ void warnOfReplacements(const QList<Upload> &uploads, const QString &indexPath, 
 QString copy(const Context &context, const QString &path, const DocumentRoot &target, const Index &index)
 {
     const QString there = target.folder + QLatin1Char('/') + path;
-    removeLeftovers(there);
-    if (there == target.indexFile())
+    if (there == target.indexFile()) {
+        QString error;
+        restartAges(target, readIndex(there, error).value_or(Index()), index);
         return writeWholeFile(there, index.bytes);
+    }
     const QString here = context.root.folder + QLatin1Char('/') + path;
     ProgressBar bar(path, QFileInfo(here).size(), !context.report.isQuiet());
     return copyWholeFile(here, there, [&bar](qint64 done) { bar.set(done); });
@@ -83,50 +92,63 @@ ExitCode copyAll(Context &context, const QStringList &paths, const DocumentRoot 
     return failure.isEmpty() ? context.report.verdict() : context.report.fail(ExitCode::FileOrNetwork, failure);
 }
 
-/// Does what the options say with a target that is there and nobody else's.
-ExitCode publishTo(Context &context, const DocumentRoot &target, const Index &index)
-{
-    const QList<Upload> uploads = missingUploads(context.root, index, target);
-    const QStringList paths = pathsOf(uploads);
-    list(paths, context.report);
-    if (uploads.isEmpty())
-        return context.report.fail(ExitCode::NothingToDo, QStringLiteral("Everything is there already."));
-    warnOfReplacements(uploads, target.relative(target.indexFile()), context.report);
-    if (context.isDryRun || context.options.isSet(printOrder))
-        return context.report.verdict();
-    return copyAll(context, paths, target, index);
-}
-
-/// Whether the findings of a check, which ended with \a code, do not matter.
+/// Whether findings, which \a code tells of, do not matter.
 bool isForced(ExitCode code, const Context &context)
 {
     return code == ExitCode::Findings && context.options.isSet(forceOption().names().first());
 }
 
+/// Does what the options say with a target that is there and nobody else's.
+ExitCode publishTo(Context &context, const DocumentRoot &target, const Index &index)
+{
+    const QList<Upload> uploads = missingUploads(context.root, index, target);
+    context.report.add(checkUploads(context.root, index, target));
+    warnOfReplacements(uploads, target.relative(target.indexFile()), context.report);
+    if (const ExitCode code = context.report.verdict(); code != ExitCode::Clean && !isForced(code, context))
+        return code;
+    const QStringList paths = pathsOf(uploads);
+    list(paths, context.report);
+    if (uploads.isEmpty())
+        return context.report.fail(ExitCode::NothingToDo, QStringLiteral("Everything is there already."));
+    return isForReading(context) ? context.report.verdict() : copyAll(context, paths, target, index);
+}
+
+/// Checks \a index, and publishes it to \a folder if one is given.
+ExitCode publish(Context &context, const Index &index, const QString &folder)
+{
+    if (const ExitCode code = checkRoot(index, context); code != ExitCode::Clean && !isForced(code, context))
+        return code;
+    if (folder.isEmpty()) {
+        list(uploadOrder(context.root, index), context.report);
+        return context.report.verdict();
+    }
+    const DocumentRoot target{folder, context.root.versionFolder};
+    RootLock lock(target.folder);
+    if (!isForReading(context)) {
+        if (const std::optional<ExitCode> failure = takeOrReport(lock, context.report))
+            return *failure;
+    }
+    return publishTo(context, target, index);
+}
+
 ExitCode run(Context &context)
 {
     Report &report = context.report;
+    const bool printsOrder = context.options.isSet(printOrder);
+    if (printsOrder)
+        report.separateFindings();
+    QString folder;
+    if (!context.arguments.isEmpty())
+        folder = QDir::cleanPath(QDir(context.arguments.first()).absolutePath());
+    else if (!printsOrder)
+        return report.fail(ExitCode::Usage, QStringLiteral("DEST is missing."));
+    // Made here it would be below the place where another disk should be.
+    if (!folder.isEmpty() && !QFileInfo(folder).isDir())
+        return report.fail(ExitCode::FileOrNetwork,
+                           QStringLiteral("There is no folder %1.").arg(QDir::toNativeSeparators(folder)));
     QString error;
     const std::optional<Index> index = readIndex(context.root.indexFile(), error);
-    if (!index)
-        return report.fail(ExitCode::FileOrNetwork, QStringLiteral("%1: %2").arg(context.root.indexFile(), error));
-    if (context.arguments.isEmpty()) {
-        if (!context.options.isSet(printOrder))
-            return report.fail(ExitCode::Usage, QStringLiteral("DEST is missing."));
-        list(uploadOrder(context.root, *index), report);
-        return ExitCode::Clean;
-    }
-    if (const ExitCode code = checkRoot(*index, context); code != ExitCode::Clean && !isForced(code, context))
-        return code;
-    const DocumentRoot target{QDir::cleanPath(QDir(context.arguments.first()).absolutePath()),
-                              context.root.versionFolder};
-    // Made here it would be below the place where another disk should be.
-    if (!QFileInfo(target.folder).isDir())
-        return report.fail(ExitCode::FileOrNetwork, QStringLiteral("There is no folder %1.").arg(target.folder));
-    RootLock lock(target.folder);
-    if (const std::optional<ExitCode> failure = takeOrReport(lock, report))
-        return *failure;
-    return publishTo(context, target, *index);
+    return index ? publish(context, *index, folder) : report.fail(ExitCode::FileOrNetwork, error);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "publish/upload.h"
 
+#include "publish/packagefiles.h"
 #include "publish/wholefile.h"
 
 #include <QFile>
@@ -31,6 +32,20 @@ QStringList uploadOrder(const DocumentRoot &root, const Index &index)
             paths.append(root.relative(root.packageFile(name)));
     }
     return paths << root.relative(root.indexFile());
+}
+
+QList<Finding> checkUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target)
+{
+    QList<Finding> findings;
+    for (const IndexLine &line : index.lines) {
+        if (!line.revision)
+            continue;
+        const QString name = packageNames(line).first().name;
+        if (!isPublished(root, name) && !QFileInfo(target.packageFile(name)).isFile())
+            findings.append({missingPackage, QStringLiteral("Neither folder has %1.").arg(name),
+                             root.relative(root.indexFile()), line.number});
+    }
+    return findings;
 }
 
 QList<Upload> missingUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target)

@@ -28,6 +28,9 @@ struct Upload
 /// \a root are left out.
 [[nodiscard]] QStringList uploadOrder(const DocumentRoot &root, const Index &index);
 
+/// The packages of \a index that neither \a target has nor uploadOrder() brings there.
+[[nodiscard]] QList<Finding> checkUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target);
+
 /// What of them \a target has not, or has with other bytes. The index counts as it was read.
 [[nodiscard]] QList<Upload> missingUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target);
 

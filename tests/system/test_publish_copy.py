@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import os
+import time
 from collections.abc import Sequence
 from pathlib import Path
 
@@ -54,11 +56,36 @@ def test_publish(publisher: Publisher, target: Path) -> None:
     assert files_below(target) == contents(INSTALLED, CHOSEN, BETA) | {INDEX: description(CHOSEN, BETA)}
 
 
+def test_order_for_others(publisher: Publisher, target: Path) -> None:
+    """It is checked first, and nothing but names of files is printed."""
+    publisher.offer(CHOSEN, content=PACKAGE)
+    for arguments in (), (target,):
+        code, printed, prose = publisher.print("publish", "--print-order", *arguments)
+        assert (code, printed.splitlines()) == (CLEAN, files(CHOSEN)) and "[no-updater]" in prose
+    publisher.write(VERSIONS_PATH, description(CHOSEN, BETA))
+    for arguments in (), (target,):
+        code, printed, prose = publisher.print("publish", "--print-order", *arguments)
+        assert (code, printed) == (FINDINGS, "") and "[missing-package]" in prose
+
+
+def test_withdrawn_versions_are_kept(publisher: Publisher, target: Path) -> None:
+    """Those who have read the index before get them, for as long as prune spares what was just withdrawn."""
+    publisher.offer(CHOSEN, BETA, content=PACKAGE)
+    publisher("publish", target)
+    long_ago = time.time() - 15 * 24 * 60 * 60
+    os.utime(target / BETA.package_path.lstrip("/"), (long_ago, long_ago))
+    publisher("withdraw", "7240")
+    assert publisher("publish", target).code == CLEAN
+    assert publisher("prune", "--root", target).code == NOTHING_TO_DO
+
+
 def test_other_bytes_under_a_name(publisher: Publisher, target: Path) -> None:
     """What caches may keep for a year has changed: it is copied, and a warning says so."""
     publisher.offer(CHOSEN, content=PACKAGE)
     publisher("publish", target)
+    before = files_below(target)
     publisher.offer(CHOSEN, content=package(application(), "Other"))
+    assert publisher("publish", target, "--index-only", "--strict").code == FINDINGS and files_below(target) == before
     outcome = publisher("publish", target)
     assert "published-other-bytes" in outcome.ids and outcome.document["files"] == files(CHOSEN)[:1]
     assert files_below(target) == files_below(publisher.root)
@@ -67,8 +94,9 @@ def test_other_bytes_under_a_name(publisher: Publisher, target: Path) -> None:
 def test_errors_are_not_published(publisher: Publisher, target: Path) -> None:
     publisher.offer(CHOSEN, content=PACKAGE)
     publisher.write(VERSIONS_PATH, description(CHOSEN, BETA))
-    outcome = publisher("publish", target)
-    assert outcome.code == FINDINGS and outcome.ids and files_below(target) == {}
+    for option in [], ["--index-only"]:
+        outcome = publisher("publish", target, *option)
+        assert outcome.code == FINDINGS and "missing-package" in outcome.ids and files_below(target) == {}
     assert publisher("publish", target, "--force").document["files"] == files(CHOSEN)
     assert files_below(target) == contents(CHOSEN) | {INDEX: description(CHOSEN, BETA)}
 
@@ -118,7 +146,10 @@ def test_full_disk(publisher: Publisher, target: Path) -> None:
 
 def test_read_only_folder(publisher: Publisher, target: Path) -> None:
     publisher.offer(CHOSEN, content=PACKAGE)
-    assert interrupted(publisher, target, *sandboxed(read_only=[target])).code == FILE_OR_NETWORK
+    alone = sandboxed(read_only=[target])
+    assert interrupted(publisher, target, *alone).code == FILE_OR_NETWORK
+    for option in "--dry-run", "--print-order":
+        assert publisher("publish", target, option, through=alone).code == CLEAN
 
 
 @pytest.mark.parametrize("call", ["write", "fsync", "rename", "linkat"])

@@ -123,6 +123,20 @@ private slots:
         QCOMPARE(uploadOrder(root, index), (QStringList{betaAsStable, stable, extended, indexPath}));
     }
 
+    void whatNoFolderHasIsMissing()
+    {
+        const DocumentRoot root{file("root"), "VERSIONS"};
+        const QByteArray text = "1.2.7200|Stable|||\n1.2.2000|Beta|||\n1.2.x|Stable|||\n1.2.7300|Stable|||\n"
+                                "1/2.2.7400|Stable|||\n";
+        for (const QString &path :
+             {"root/" + stable, "target/" + betaAsStable, "root/" + packages + "1/2.2.7400STABLE.zip"})
+            writeFile(file(path), "");
+        QStringList seen;
+        for (const Finding &finding : checkUploads(root, parseIndex(text), {file("target"), "VERSIONS"}))
+            seen.append(QString("%1:%2").arg(finding.kind.id).arg(finding.line));
+        QCOMPARE(seen, QStringList({"missing-package:4", "missing-package:5"}));
+    }
+
     void contentsAreCompared_data()
     {
         const Table<QByteArray, QByteArray, bool> table;

@@ -6,6 +6,7 @@
 #include "versions/ownversion.h"
 
 #include <QCoreApplication>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <array>
@@ -32,7 +33,7 @@ void addGlobalOptions(QCommandLineParser &parser)
         {option("root"), option("The server's document root; the current folder by default."), option("DIR"),
          option(".")},
         {option("folder"), option(R"(The folder of the index on the server; "VERSIONS" by default.)"),
-         option("VERSIONS"), option("VERSIONS")},
+         option("FOLDER"), option("VERSIONS")},
         {option("format"), option(R"(How standard output is written: "text" or "json".)"), option("text|json"),
          option("text")},
         {option("strict"), option("Warnings count as findings.")},
@@ -106,6 +107,13 @@ bool isOneOf(const QString &text, const char *allowed)
     return option(allowed).split(QLatin1Char('|')).contains(text);
 }
 
+/// Whether \a text is the name of one folder beside the others of the server: no path, and none that is hidden.
+bool isFolderName(const QString &text)
+{
+    static const QRegularExpression name(QStringLiteral("^[^./\\\\:][^/\\\\:]*$"));
+    return name.match(text).hasMatch();
+}
+
 /// Whether \a command takes \a count arguments.
 bool takes(const Command &command, int count)
 {
@@ -136,6 +144,8 @@ int run(const Command &command, const QStringList &line)
         if (!isOneOf(parser.value(option(name)), allowed))
             return refuse(parser, QStringLiteral("--%1 is one of %2.").arg(option(name), option(allowed)));
     }
+    if (!isFolderName(parser.value(option("folder"))))
+        return refuse(parser, option("--folder takes the name of one folder that is not hidden."));
     const QString root = parser.value(option("root"));
     Report report = reportFor(parser);
     Context context{parser, parser.positionalArguments(),

@@ -3,6 +3,7 @@
 #include "download/versionlist.h"
 #include "publish/linecheck.h"
 #include "publish/offers.h"
+#include "publish/updaterlimits.h"
 #include "versions/automaticchoice.h"
 
 #include <QHash>
@@ -53,6 +54,7 @@ QList<Finding> Checker::check()
     for (const IndexLine &line : m_index.lines)
         m_findings.append(checkLine(line, m_file));
     checkDuplicates();
+    m_findings.append(checkUpdaterLimits(m_index, m_file, m_audience.updater));
     checkFix();
     checkOrder();
     checkAge();
@@ -82,12 +84,12 @@ void Checker::checkZeroByte()
 
 void Checker::checkCarriageReturns()
 {
-    const auto hasReturn = [](const IndexLine &line) { return line.text.endsWith(QLatin1Char('\r')); };
+    const auto hasReturn = [](const IndexLine &line) { return line.text.contains(QLatin1Char('\r')); };
     const auto first = std::find_if(m_index.lines.begin(), m_index.lines.end(), hasReturn);
     if (first == m_index.lines.end())
         return;
     add(carriageReturn, first->number,
-        QStringLiteral("%1 lines end with a carriage return, which belongs to their last column.")
+        QStringLiteral("Lines with a carriage return, which belongs to one of their columns: %1.")
             .arg(std::count_if(first, m_index.lines.end(), hasReturn)));
 }
 
@@ -166,9 +168,9 @@ void Checker::checkAge()
     if (first == m_index.lines.end())
         return;
     add(notNewer, first->number,
-        QStringLiteral("%1 versions are not newer than the updater %2, whose automatic mode does not look for them.")
-            .arg(std::count_if(first, m_index.lines.end(), isOld))
-            .arg(m_audience.updater),
+        QStringLiteral("Versions that are not newer than the updater %1, whose automatic mode passes them over: %2.")
+            .arg(m_audience.updater)
+            .arg(std::count_if(first, m_index.lines.end(), isOld)),
         column::version + 1);
 }
 

@@ -53,10 +53,7 @@ ExitCode replaceLine(const IndexLine &line, const IndexLine &promoted, IndexChan
     change.check(bytes, line.number);
     if (!change.isAcceptable())
         return context.report.verdict();
-    const ExitCode code = change.finish(bytes, copiesFor(line, promoted, context.root));
-    if (code == ExitCode::Clean && !context.isDryRun)
-        restartAge(context.root, unlistedPackages({line}, parseIndex(bytes)));
-    return code;
+    return change.finish(bytes, copiesFor(line, promoted, context.root));
 }
 
 ExitCode promote(const QList<IndexLine> &lines, IndexChange &change, Context &context)
@@ -68,6 +65,8 @@ ExitCode promote(const QList<IndexLine> &lines, IndexChange &change, Context &co
     }
     const IndexLine &line = lines.first();
     VersionRow row = line.row;
+    // Columns may follow that one.
+    row.last().remove(QLatin1Char('\r'));
     row[column::type] = context.options.value(to);
     QString error;
     const std::optional<VersionRow> promoted = rowWithOptions(row, context.options, error);

@@ -229,6 +229,31 @@ def test_revision_in_two_lines(publisher: Publisher) -> None:
     assert look(publisher)[INDEX] == description(CHOSEN)
 
 
+def test_withdraw_the_last(publisher: Publisher) -> None:
+    """The version is gone, but then there is none."""
+    publisher.offer(CHOSEN, content=PACKAGE)
+    outcome = publisher("withdraw", "7205")
+    assert (outcome.code, outcome.ids) == (FINDINGS, ["installed-stays", "no-versions"])
+    assert look(publisher)[INDEX] == b""
+
+
+def test_promote_in_a_file_of_windows(publisher: Publisher) -> None:
+    """A carriage return does not get between the columns."""
+    publisher.offer(BETA, content=PACKAGE)
+    publisher.write(VERSIONS_PATH, b"26.07.7240|Beta||d|i\r\n")
+    assert publisher("promote", "7240", "--to", "Stable", "--min-updater", str(REVISION)).code == CLEAN
+    assert look(publisher)[INDEX] == f"26.07.7240|Stable||d|i|{REVISION}\n".encode()
+
+
+def test_extended_name_alone(publisher: Publisher, packed: Callable[..., Path]) -> None:
+    """Updaters without that setting need the package as well."""
+    publisher.offer(CHOSEN, content=PACKAGE)
+    assert publisher("add", packed(STABLE).rename(
+        publisher.root / f"{STABLE.package_name[:-4]}WIN7X64.zip"), *columns(STABLE)).code == CLEAN
+    assert served(CHOSEN, STABLE).items() <= look(publisher).items()
+    assert STABLE.package_path.lstrip("/").replace(".zip", "WIN7X64.zip") in look(publisher)
+
+
 def test_extended_names(publisher: Publisher, packed: Callable[..., Path]) -> None:
     """A package under its extended name is promoted with the other."""
     publisher.offer(CHOSEN, content=PACKAGE)

@@ -62,6 +62,7 @@ private slots:
                   {"zero-byte:2:0", "unreadable-line:2:1"});
         table.row("carriage returns", QByteArray(line("26.05.7200") + line("26.05.7300")).replace("\n", "\r\n"),
                   {"carriage-return:1:0"});
+        table.row("carriage return within a line", line("26.05.7200", "Beta", "\r|7050"), {"carriage-return:1:0"});
         table.row("other encoding", sound + line("26.05.7300", "Stable").replace("Info", "f\xfcr"), {"not-utf-8:2:0"});
         table.row("cut letter", sound + "26.05.7300|Stable||d|\xc3", {"not-utf-8:2:0"});
 
@@ -77,6 +78,14 @@ private slots:
         table.row("build in the system's limit", line("26.05.7200", "Test", "|7050|10.0.19041"),
                   {"limit-ignores-rest:1:7"});
         table.row("eleven", line("26.05.7200", "Test", "|7050|11.0"), {"limit-met-by-nobody:1:7"});
+        table.row("an updater that nobody has", line("26.05.7200", "Stable", "|7201") + line("26.05.7100"),
+                  {"limit-met-by-nobody:1:6"});
+        table.row("an updater that the line alone brings", line("26.05.7200", "Stable", "|7200") + line("26.05.7199"),
+                  {"limit-met-by-nobody:1:6"});
+        table.row("a step that is missing", line("26.05.7200", "Stable", "|7101") + line("26.05.7100"),
+                  {"limit-without-step:1:6"});
+        table.row("a step", line("26.05.7200", "Stable", "|7100") + line("26.05.7100"), {});
+        table.row("an older version to go back to", line("26.05.7100", "Stable", "|7200") + line("26.05.7200"), {});
         table.row("word as reference", "26.05.7200|Stable|fix 3|d|i\n",
                   {"reference-is-no-number:1:3", "label-hides-type:1:3"});
         table.row("reference of a beta", "26.05.7200|Beta|7100|d|i\n", {"label-hides-type:1:3"});
@@ -121,7 +130,7 @@ private slots:
         table.row("order", line("26.05.9999") + line("26.05.10000"),
                   "The list sorts revisions as text: 9999 is above 10000.");
         table.row("how many are old", line("26.05.7049") + line("26.05.7050"),
-                  "2 versions are not newer than the updater 7050, whose automatic mode does not look for them.");
+                  "Versions that are not newer than the updater 7050, whose automatic mode passes them over: 2.");
         table.row("stored name", line("26/5.05.7200"),
                   "The package of \"26/5.05.7200STABLE\" is stored as Tavlopc26_5.05.7200STABLE.zip.");
     }

@@ -47,12 +47,13 @@ struct Addition
     PackageCheckOptions check;
 };
 
-/// \a source under its own kind of name, and under the extended one where that is asked for.
+/// \a source under the plain name, its own kind of name, and the extended one where that is asked for.
 QList<PackageCopy> copiesOf(const QString &source, NameKind kind, const IndexLine &line, bool alsoExtended)
 {
     QList<PackageCopy> copies;
     for (const PackageName &package : packageNames(line)) {
-        if (package.kind == kind || (alsoExtended && package.kind == NameKind::Extended))
+        if (package.kind == NameKind::Plain || package.kind == kind ||
+            (alsoExtended && package.kind == NameKind::Extended))
             copies.append({source, package.name});
     }
     return copies;

@@ -2,9 +2,8 @@
 
 #include "publish/indexedit.h"
 
-#include <QRegularExpression>
-
 #include <array>
+#include <limits>
 
 namespace freshen::publish {
 
@@ -24,7 +23,7 @@ constexpr std::array columnOptions = {
     ColumnOption{"info", column::info, "What the list tells of the version.", "TEXT"},
     ColumnOption{"reference", column::reference, "Makes a stable version a fix: any number but 0.", "NUMBER"},
     ColumnOption{"min-updater", column::minimumUpdater, "The first revision of the updater that may install it.", "R"},
-    ColumnOption{"min-windows", column::minimumSystem, "The first version of Windows that it runs on.", "10.0"},
+    ColumnOption{"min-windows", column::minimumSystem, "The first version of Windows that it runs on.", "VERSION"},
 };
 
 /// What \a name says if it is the name of a package of the line \a row.
@@ -39,6 +38,25 @@ std::optional<NamedPackage> matchName(const QString &name, const VersionRow &row
             return NamedPackage{row, *revision, package.kind};
     }
     return std::nullopt;
+}
+
+/// What stands around the version in the name of a package.
+struct NameParts
+{
+    QString begin;
+    QString end;
+};
+
+/// What that can be in names of packages of \a type.
+QList<NameParts> namePartsOf(const QString &type)
+{
+    // No version of those that are published under another type's name.
+    constexpr qint32 newest = std::numeric_limits<qint32>::max();
+    const QChar mark = QChar::ReplacementCharacter;
+    QList<NameParts> parts;
+    for (const PackageName &package : packageNames({0, QString(), {mark, type}, newest}))
+        parts.append({package.name.section(mark, 0, 0), package.name.section(mark, 1)});
+    return parts;
 }
 
 /// \a row with all columns.
@@ -80,11 +98,14 @@ std::optional<VersionRow> rowWithOptions(VersionRow row, const QCommandLineParse
 
 std::optional<NamedPackage> packageOfName(const QString &name)
 {
-    static const QRegularExpression version(QStringLiteral("[0-9]+\\.[0-9]+\\.[0-9]+"));
     for (const QLatin1String type : {stableType, betaType, testType}) {
-        const VersionRow row = filled({version.match(name).captured(), type});
-        if (std::optional<NamedPackage> package = matchName(name, row))
-            return package;
+        for (const NameParts &parts : namePartsOf(type)) {
+            if (!name.startsWith(parts.begin) || !name.endsWith(parts.end))
+                continue;
+            const QString version = name.mid(parts.begin.size()).chopped(parts.end.size());
+            if (std::optional<NamedPackage> package = matchName(name, filled({version, type})))
+                return package;
+        }
     }
     return std::nullopt;
 }

@@ -2,6 +2,8 @@
 #include "publish/command.h"
 #include "publish/externalcommand.h"
 #include "publish/index.h"
+#include "publish/indexedit.h"
+#include "publish/linecheck.h"
 #include "publish/messagelog.h"
 #include "publish/packageoptions.h"
 #include "publish/packing.h"
@@ -36,7 +38,7 @@ struct Task
 {
     QString folder;
     QString package;
-    qint32 revision = 0;
+    IndexLine line;
     QDateTime time;
 };
 
@@ -55,7 +57,7 @@ QString readTask(const Context &context, Task &task)
         return QStringLiteral("The type is %1, %2 or %3.").arg(stableType, betaType, testType);
     const VersionRow row = {version, type, {}, {}, {}};
     const MessageLog log;
-    const std::optional<qint32> revision = revisionOf(row.join(QLatin1Char('|')));
+    const std::optional<qint32> revision = revisionOf(lineOf(row));
     if (!revision)
         return QStringLiteral("No updater reads the version \"%1\": %2")
             .arg(version, log.messages().join(QLatin1Char(' ')));
@@ -66,11 +68,23 @@ QString readTask(const Context &context, Task &task)
     if (!time)
         return QStringLiteral("SOURCE_DATE_EPOCH is not a number of seconds.");
     const QString output = QDir::cleanPath(QDir(context.options.value(outputOption)).absolutePath());
-    task = {QDir::cleanPath(QDir(context.arguments.first()).absolutePath()), output + QLatin1Char('/') + name,
-            *revision, *time};
+    task = {QDir::cleanPath(QDir(context.arguments.first()).absolutePath()),
+            output + QLatin1Char('/') + name,
+            {0, lineOf(row), row, revision},
+            *time};
     return isWithin(output, task.folder) ? QStringLiteral("The package would become a part of the next one: name a "
                                                           "folder for it with --output.")
                                          : QString();
+}
+
+/// Takes up what is wrong with the version that gives the package its name. Whether the package may be made.
+bool hasUsableName(const Task &task, Report &report)
+{
+    for (const Finding &finding : checkLine(task.line, task.package)) {
+        if (finding.column == column::version + 1)
+            report.add({finding.kind, finding.message, finding.file});
+    }
+    return report.verdict() == ExitCode::Clean;
 }
 
 void tell(const PackingList &list, const Task &task, Report &report)
@@ -102,7 +116,9 @@ ExitCode run(Context &context)
         return ExitCode::Usage;
     if (const QString error = readTask(context, task); !error.isEmpty())
         return report.fail(ExitCode::Usage, error);
-    check.revision = task.revision;
+    check.revision = task.line.revision;
+    if (!hasUsableName(task, report))
+        return report.verdict();
     const QString before = context.options.value(beforeOption);
     if (!before.isEmpty() && !context.isDryRun) {
         if (const QString reason = runExternalCommand(before, task.folder); !reason.isEmpty())

@@ -202,6 +202,17 @@ def test_dry_run(publisher: Publisher, packed: tuple[Path, Tree]) -> None:
     assert files_below(application) == before and list(publisher.root.iterdir()) == []
 
 
+def test_versions_that_name_no_package(publisher: Publisher, packed: tuple[Path, Tree], folder: Path) -> None:
+    """What add would refuse is not packed; what is only odd is, but for those who are strict."""
+    application, _ = packed
+    for version, options, ids in (("26*.05.7200", [], ["name-not-storable"]),
+                                  ("26.05.007200", ["--strict"], ["odd-version"])):
+        outcome = publisher("pack", "--output", publisher.root, application, version, "Test", *options)
+        assert (outcome.code, outcome.ids) == (FINDINGS, ids) and list(publisher.root.iterdir()) == []
+    assert publisher("pack", "--output", folder, application, "rc.1.7200", "Test").code == CLEAN
+    assert publisher("add", folder / "Tavlopcrc.1.7200TEST.zip", "--new", "--min-windows", "6.1").code == CLEAN
+
+
 def test_texts(publisher: Publisher) -> None:
     """Without JSON, findings are lines as compilers write them; warnings count where that is asked for."""
     path = publisher.write("p.zip", package(application()))

@@ -138,8 +138,11 @@ private slots:
         table.row("Tavlopc26.05.7200BETA.zip", "26.05.7200 Beta 7200 0");
         table.row("Tavlopc26.05.7200TESTWIN7X64.zip", "26.05.7200 Test 7200 1");
         table.row("Tavlopc26.05.7200BETAX64.zip", "26.05.7200 Beta 7200 2");
-        for (const char *name : {"Tavlopc26.05.7200STABLE.ZIP", "Tavlopc26.7200STABLE.zip", "Tavlopc26.05.2084BETA.zip",
-                                 "Tavlopc26.05.99999999999BETA.zip", "Tavlopro26.05.7200BETA.zip", "x.zip"})
+        table.row("Tavlopcrc.1.7200STABLE.zip", "rc.1.7200 Stable 7200 0");
+        table.row("Tavlopc26.05. 007200BETAX64.zip", "26.05. 007200 Beta 7200 2");
+        for (const char *name :
+             {"TavlopcSTABLE.zip", "Tavlopc.zip", "Tavlopc26.05.7200STABLE.ZIP", "Tavlopc26.7200STABLE.zip",
+              "Tavlopc26.05.2084BETA.zip", "Tavlopc26.05.99999999999BETA.zip", "Tavlopro26.05.7200BETA.zip", "x.zip"})
             table.row(name, "none");
     }
     void packageNames()

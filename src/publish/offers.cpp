@@ -57,7 +57,10 @@ UpdatePath followUpdates(const QString &text, Audience audience, const PackagedU
             return path;
         path.revisions.append(offer.revision);
         updaters.insert(audience.updater);
-        audience.updater = packagedUpdater(offer.chosen, offer.revision);
+        const std::optional<qint32> next = packagedUpdater(offer.chosen, offer.revision);
+        if (!next)
+            return path;
+        audience.updater = *next;
     }
     path.isEndless = true;
     return path;

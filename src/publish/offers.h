@@ -11,6 +11,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <optional>
 
 namespace freshen::publish {
 
@@ -36,8 +37,9 @@ struct Offer
 /// What \a text, the text of an index, offers to \a audience.
 [[nodiscard]] Offer offerFor(const QString &text, const Audience &audience);
 
-/// Gives the revision of the updater within the package of a line, which comes with the key of the line.
-using PackagedUpdater = std::function<qint32(const VersionRow &row, qint32 revision)>;
+/// Gives the revision of the updater within the package of a line, which comes with the key of the line. None where the
+/// package has no updater.
+using PackagedUpdater = std::function<std::optional<qint32>(const VersionRow &row, qint32 revision)>;
 
 /// One automatic update after the other.
 struct UpdatePath
@@ -48,7 +50,7 @@ struct UpdatePath
     bool isEndless = false;
 };
 
-/// The automatic updates of \a audience, until nothing newer comes.
+/// The automatic updates of \a audience, until nothing newer comes or no updater is left.
 [[nodiscard]] UpdatePath followUpdates(const QString &text, Audience audience, const PackagedUpdater &packagedUpdater);
 
 } // namespace freshen::publish

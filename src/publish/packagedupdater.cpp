@@ -18,15 +18,18 @@ namespace {
 /// No updater is larger.
 constexpr qint64 largestUpdater = 1 << 26;
 
-std::optional<qint32> lookInto(const QString &package)
+/// The revision of the updater in \a package, whose line has \a revision; none where there is no updater.
+std::optional<qint32> lookInto(const QString &package, qint32 revision)
 {
     const QList<PackageEntry> entries = readEntries(package);
+    if (entries.isEmpty())
+        return revision;
     const PackageEntry *const updater = findUpdater(entries);
     if (updater == nullptr)
         return std::nullopt;
     QBuffer program;
     program.setData(readEntry(package, *updater, largestUpdater));
-    return program.open(QIODevice::ReadOnly) ? revisionOfUpdater(program) : std::nullopt;
+    return program.open(QIODevice::ReadOnly) ? revisionOfUpdater(program).value_or(revision) : revision;
 }
 
 } // namespace
@@ -44,8 +47,8 @@ PackagedUpdater updaterInPackage(const DocumentRoot &root)
     return [root, known](const VersionRow &row, qint32 revision) {
         const QString package = root.packageFile(serverPackageName(row, revision, {}));
         if (!known->contains(package))
-            known->insert(package, lookInto(package));
-        return known->value(package).value_or(revision);
+            known->insert(package, lookInto(package, revision));
+        return known->value(package);
     };
 }
 

@@ -16,7 +16,7 @@ namespace freshen::publish {
 [[nodiscard]] std::optional<qint32> revisionOfUpdater(QIODevice &program);
 
 /// Looks into the packages of \a root, once into each. Where a package is not there, or its updater tells no revision,
-/// it is taken to have that of its line.
+/// the updater is taken to have that of its line.
 [[nodiscard]] PackagedUpdater updaterInPackage(const DocumentRoot &root);
 
 } // namespace freshen::publish

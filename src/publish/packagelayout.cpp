@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QMap>
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -108,6 +109,13 @@ QList<Finding> checkTop(const QList<PackageEntry> &entries, const QString &packa
         return findAtTop(entries, QFileInfo(QDir::fromNativeSeparators(path)).fileName()) == nullptr;
     };
     QList<Finding> findings;
+    static const QRegularExpression printableAscii(QStringLiteral("^[ -~]*$"));
+    if (const QString name = names.first(); !printableAscii.match(name).hasMatch())
+        findings.append({topFolderName,
+                         QStringLiteral("The updater tells the system to copy the folder \"%1\", whose name not every "
+                                        "system can read there.")
+                             .arg(name),
+                         package});
     if (isMissing(executables.current) && isMissing(executables.old))
         findings.append({noExecutable,
                          QStringLiteral("The folder holds neither %1 nor %2: after the installation the updater "
@@ -116,7 +124,7 @@ QList<Finding> checkTop(const QList<PackageEntry> &entries, const QString &packa
                          package});
     if (findUpdater(entries) == nullptr)
         findings.append({noUpdater,
-                         QStringLiteral("The folder holds no %1: who installs this package gets no further update.")
+                         QStringLiteral("The folder holds no %1: whoever installs this package gets no further update.")
                              .arg(QLatin1String(updaterFileName)),
                          package});
     return findings;

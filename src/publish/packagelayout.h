@@ -15,6 +15,7 @@ inline constexpr FindingKind collidingNames{"colliding-names", Severity::Error};
 inline constexpr FindingKind duplicateEntry{"duplicate-entry", Severity::Warning};
 inline constexpr FindingKind noPermissions{"no-permissions", Severity::Note};
 inline constexpr FindingKind topFolder{"top-folder", Severity::Error};
+inline constexpr FindingKind topFolderName{"top-folder-name", Severity::Error};
 inline constexpr FindingKind noExecutable{"no-executable", Severity::Error};
 inline constexpr FindingKind noUpdater{"no-updater", Severity::Warning};
 ///@}

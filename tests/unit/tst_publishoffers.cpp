@@ -18,7 +18,7 @@ namespace {
 const QString steps = "26.05.7100|Stable||d|i\n26.05.7200|Stable||d|i|7100\n26.05.7300|Beta||d|i|7200\n";
 
 /// The updater in a package has the revision of its line; but that of 7200 with \a updaterIn7200.
-PackagedUpdater packaged(qint32 updaterIn7200 = 7200)
+PackagedUpdater packaged(std::optional<qint32> updaterIn7200 = 7200)
 {
     return [updaterIn7200](const VersionRow &, qint32 revision) { return revision == 7200 ? updaterIn7200 : revision; };
 }
@@ -45,6 +45,7 @@ private slots:
         table.row("beyond the end", steps, packaged(), "7301 10.0 beta none 7300,7200,7100");
         table.row("old updater in the package", steps, packaged(7100), "7100 10.0 stable 7200>... 7200,7100");
         table.row("circle of two", steps, packaged(7050), "7050 10.0 stable 7100>7200>... 7100");
+        table.row("no updater in the package", steps, packaged(std::nullopt), "7050 10.0 beta 7100>7200 7100");
         table.row("test build", "26.05.7100|Test||d|i||10.0\n", packaged(), "7050 10.0 beta+test 7100 none");
         table.row("test build for stable users", "26.05.7100|Test||d|i||10.0\n", packaged(),
                   "7050 10.0 stable+test none none");

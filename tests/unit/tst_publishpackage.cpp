@@ -5,6 +5,7 @@
 #include "kit/qt/packagemaker.h"
 #include "kit/qt/table.h"
 #include "publish/packagecheck.h"
+#include "publish/packagedupdater.h"
 #include "publish/packagelayout.h"
 #include "publish/peversion.h"
 #include "publish/progressbar.h"
@@ -236,6 +237,9 @@ private slots:
         table.row("two folders at the top", sound + QList<Entry>{entry("U/")}, {"top-folder"});
         table.row("one folder, in two spellings", sound + QList<Entry>{entry("t/a")}, {});
         table.row("a file at the top", {entry("Tavlopro.exe")}, {"top-folder"});
+        table.row("a top that is not the same everywhere", {entry("Tävlo/Tavlopro.exe"), entry("Tävlo/Freshen.exe")},
+                  {"top-folder-name"});
+        table.row("any ASCII at the top", {entry("T ~!/Tavlopro.exe"), entry("T ~!/Freshen.exe")}, {});
         table.row("no permissions", sound + QList<Entry>{with(entry("T/a"), &Entry::permissions, QFile::Permissions())},
                   {"no-permissions"});
         table.row("twice the same", sound + QList<Entry>{entry("T/a"), entry("T/a")}, {"duplicate-entry!T/a"});
@@ -351,6 +355,24 @@ private slots:
         QCOMPARE(check.updaterRevision.value_or(0), revision);
         QCOMPARE(told(report.findings()), expected);
         QCOMPARE(treeOf(folder()), (QMap<QString, QByteArray>{{"p.zip", package}, {"scratch/", {}}}));
+    }
+
+    void updatersInPackages_data()
+    {
+        const Table<QByteArray, qint32> table;
+        const StoredEntry application = {"T/Tavlopro.exe", "x"};
+        table.row("one with a version", makePackage({{"T/Freshen.exe", program(versionBlocks("26.05.7199"), true)}}),
+                  7199);
+        table.row("one without", makePackage({application, {"T/Freshen.exe", "x"}}), 7200);
+        table.row("none", makePackage({application}), 0);
+        table.row("no package", {}, 7200);
+    }
+    void updatersInPackages()
+    {
+        const auto [package, revision] = Table<QByteArray, qint32>::current();
+        const DocumentRoot root = {folder(), "VERSIONS"};
+        writeFile(root.packageFile("Tavlopc26.05.7200STABLE.zip"), package);
+        QCOMPARE(updaterInPackage(root)({"26.05.7200", "Stable"}, 7200).value_or(0), revision);
     }
 
     void packagesThatCannotBeChecked_data()

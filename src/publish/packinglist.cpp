@@ -4,6 +4,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <filesystem>
 
 namespace freshen::publish {
 
@@ -69,11 +70,21 @@ QString objectionTo(const QFileInfo &entry)
     return {};
 }
 
+/// How many files and folders are directly in \a folder, by whatever bytes their names are.
+qsizetype countOf(const QString &folder)
+{
+    std::error_code error;
+    const std::filesystem::directory_iterator entries(std::filesystem::u8path(folder.toStdString()), error);
+    return error ? 0 : std::distance(begin(entries), end(entries));
+}
+
 /// Adds what is in \a folder, which is called \a prefix in the package, to \a list.
 void addContents(const QString &folder, const QString &prefix, Exclusions &exclusions, PackingList &list)
 {
     const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
     const QFileInfoList entries = QDir(folder).entryInfoList(everything);
+    if (entries.size() != countOf(folder) && list.failure.isEmpty())
+        list.failure = failureAt(folder, QStringLiteral("has a file whose name is no UTF-8"));
     for (const QFileInfo &entry : entries) {
         const QString name = prefix + entry.fileName();
         if (exclusions.cover(name)) {

@@ -9,6 +9,9 @@
 #include <QCryptographicHash>
 #include <QDir>
 
+#include <cstdio>
+#include <fstream>
+
 using namespace freshen::publish;
 
 namespace {
@@ -73,13 +76,14 @@ private slots:
             table.row("with a link to a folder", "cycle", "cycle/folder: is a link");
             table.row("with a file that cannot be read", "secret", "secret/file: cannot be read");
             table.row("with what is no file", "/dev", "is neither");
+            table.row("with a name that is no text", "odd", "odd: has a file whose name is no UTF-8");
         }
     }
     void foldersThatCannotBePacked()
     {
         const auto [name, reason] = Table<QString, QString>::current();
         layOut();
-        if (name == "links" || name == "cycle" || name == "secret")
+        if (name == "links" || name == "cycle" || name == "secret" || name == "odd")
             writeFile(file(name + "/plain"), "x");
         QVERIFY(name != "links" || QFile::link(file("B.txt"), file("links/file")));
         QVERIFY(name != "cycle" || QFile::link(file("cycle"), file("cycle/folder")));
@@ -90,7 +94,12 @@ private slots:
         // Links of the system's are left out, so that its devices come to light.
         const QStringList patterns =
             name == "/dev" ? QStringList{"fd", "std*", "core", "initctl", "log"} : QStringList();
+        const std::string odd = file("odd/").toStdString() + '\xfc';
+        if (name == "odd")
+            std::ofstream(odd) << 'x';
         const QString failure = listFolder(name.startsWith('/') ? name : file(name), patterns).failure;
+        // What removes the folder does not see it either.
+        std::remove(odd.c_str());
         QVERIFY2(failure.contains(reason), qPrintable(failure));
     }
 

@@ -51,10 +51,24 @@ QString finish(QSaveFile &file)
     return {};
 }
 
+/// Removes what writers of \a path have left that were killed.
+void removeLeftovers(const QString &path)
+{
+    // The names that QSaveFile gives its files until they are complete, but for those that people give their copies,
+    // such as "old.txt.backup".
+    const QFileInfo file(path);
+    const QRegularExpression name(QLatin1Char('^') + QRegularExpression::escape(file.fileName()) +
+                                  QLatin1String("\\.(?=.[a-z]*[A-Z])(?=[A-Z]*[a-z])[A-Za-z]{6}$"));
+    QDir folder(file.path());
+    for (const QString &leftover : folder.entryList(QDir::Files | QDir::Hidden).filter(name))
+        folder.remove(leftover);
+}
+
 /// Opens \a file for its new content.
 bool open(QSaveFile &file)
 {
     QDir().mkpath(QFileInfo(file.fileName()).path());
+    removeLeftovers(file.fileName());
     return file.open(QIODevice::WriteOnly);
 }
 
@@ -88,17 +102,6 @@ QString copyWholeFile(const QString &source, const QString &path, const ByteProg
         }
         return from.error() == QFileDevice::NoError ? QString() : reasonOf(source, from.errorString());
     });
-}
-
-void removeLeftovers(const QString &path)
-{
-    // The names that QSaveFile gives its files until they are complete.
-    const QFileInfo file(path);
-    const QRegularExpression name(QLatin1Char('^') + QRegularExpression::escape(file.fileName()) +
-                                  QLatin1String("\\.[A-Za-z]{6}$"));
-    QDir folder(file.path());
-    for (const QString &leftover : folder.entryList(QDir::Files | QDir::Hidden).filter(name))
-        folder.remove(leftover);
 }
 
 bool haveSameContent(const QString &first, const QString &second)

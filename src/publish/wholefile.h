@@ -16,7 +16,8 @@ namespace freshen::publish {
 /// Is told how many bytes are done.
 using ByteProgress = std::function<void(qint64)>;
 
-/// Writes \a content to \a path. The folder is made where it is missing. Returns why it failed, or an empty text.
+/// Writes \a content to \a path, which nobody else writes now. The folder is made where it is missing, and what writers
+/// have left there that were killed is removed. Returns why it failed, or an empty text.
 [[nodiscard]] QString writeWholeFile(const QString &path, const QByteArray &content);
 
 /// Has \a write write what it likes to the file \a path likewise. It returns why it failed, or an empty text; the file
@@ -25,9 +26,6 @@ using ByteProgress = std::function<void(qint64)>;
 
 /// Copies \a source to \a path likewise, piece by piece.
 [[nodiscard]] QString copyWholeFile(const QString &source, const QString &path, const ByteProgress &progress = {});
-
-/// Removes what writers of \a path have left that were killed. Nobody writes it now.
-void removeLeftovers(const QString &path);
 
 /// Whether both files can be read and hold the same bytes.
 [[nodiscard]] bool haveSameContent(const QString &first, const QString &second);

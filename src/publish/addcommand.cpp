@@ -64,7 +64,7 @@ ExitCode refuse(const Addition &addition, const IndexLine &present, Context &con
 {
     if (present.text == addition.line.text)
         return context.report.fail(ExitCode::NothingToDo, QStringLiteral("The line is in the index already."));
-    context.report.add({alreadyListed, QStringLiteral("The revision %1 is here.").arg(*present.revision),
+    context.report.add({alreadyListed, QStringLiteral("The index has a line with the revision %1.").arg(*present.revision),
                         context.root.relative(context.root.indexFile()), present.number});
     return context.report.verdict();
 }
@@ -114,7 +114,7 @@ ExitCode run(Context &context)
     const std::optional<NamedPackage> package = packageOfName(file.fileName());
     if (!package) {
         return context.report.fail(ExitCode::Usage,
-                                   QStringLiteral("%1: This is no name of a package.").arg(file.fileName()));
+                                   QStringLiteral("%1: Package names look like Tavlopc26.05.7200STABLE.zip.").arg(file.fileName()));
     }
     return addPackage(source, *package, context);
 }

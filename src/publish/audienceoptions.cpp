@@ -66,7 +66,7 @@ QList<QCommandLineOption> audienceOptions()
          QStringLiteral("R,...")},
         {windowsOption,
          QStringLiteral("Versions of Windows, with commas; %1 by default.").arg(usualWindows.join(QLatin1Char(','))),
-         QStringLiteral("6.1,10.0")},
+         QStringLiteral("VERSION,...")},
         {betaOption, QStringLiteral("Only those who take beta versions.")},
         {testOption, QStringLiteral("Those whose test builds count as beta versions.")},
     };

@@ -34,6 +34,8 @@ std::optional<ExitCode> IndexChange::begin()
         return failure;
     QString error;
     const std::optional<Index> index = readIndex(m_context.root.indexFile(), error);
+    if (!index && !QFileInfo::exists(m_context.root.indexFile()))
+        error += QStringLiteral(". The first package is added with \"add --new\".");
     if (!index)
         return m_context.report.fail(ExitCode::FileOrNetwork, error);
     m_index = *index;
@@ -49,7 +51,7 @@ std::optional<ExitCode> IndexChange::beginNew()
         return failure;
     if (isUnchanged())
         return std::nullopt;
-    return m_context.report.fail(ExitCode::Usage, QStringLiteral("There is an index already, so nothing is new."));
+    return m_context.report.fail(ExitCode::Usage, QStringLiteral("There is an index already: leave out --new."));
 }
 
 std::optional<ExitCode> IndexChange::findLines(QList<IndexLine> &lines) const

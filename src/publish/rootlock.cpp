@@ -31,13 +31,16 @@ QString RootLock::take()
     if (m_file.tryLock(0) || (isTaken() && isLeftHalfWritten() && m_file.removeStaleLockFile() && m_file.tryLock(0)))
         return {};
     const QString shown = QDir::toNativeSeparators(m_path);
+    const QString folder = QFileInfo(m_path).path();
+    if (!QFileInfo(folder).isDir())
+        return QStringLiteral("There is no folder %1.").arg(QDir::toNativeSeparators(folder));
     if (!isTaken())
         return QStringLiteral("%1: The lock cannot be written.").arg(shown);
     qint64 process = 0;
     QString host;
     QString program;
     m_file.getLockInfo(&process, &host, &program);
-    return QStringLiteral("%1: %2 (process %3 on %4) is writing to the folder.")
+    return QStringLiteral("%1: %2 (process %3 on %4) is writing to the folder. If it has ended, delete the lock.")
         .arg(shown, program, QString::number(process), host);
 }
 

@@ -66,6 +66,8 @@ struct ServerAnswer
     qint64 received = 0;
     /// The first bytes of the body.
     QByteArray begin;
+    /// Whether the body was compared with the local file, which could be read then.
+    bool isCompared = false;
     /// Unset where the body is the local file's, or was not compared.
     std::optional<Difference> difference;
 };

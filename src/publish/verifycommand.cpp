@@ -5,8 +5,7 @@
 #include "publish/progressbar.h"
 #include "publish/serveraddress.h"
 #include "publish/serverclient.h"
-#include "publish/serverfailure.h"
-#include "publish/serverproperties.h"
+#include "publish/serverfindings.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -53,7 +52,8 @@ private:
     [[nodiscard]] ServerAnswer askForIndex(QByteArray &body);
     void verifyPackages(const Index &index);
     void verifyPackage(const QString &name);
-    void judge(const ServerAnswer &answer);
+    /// Returns whether an updater goes on with \a answer.
+    bool judge(const ServerAnswer &answer);
 
     Context &m_context;
     UpdateServer m_server;
@@ -69,12 +69,7 @@ ExitCode Verification::run()
     if (answer.error == QNetworkReply::HostNotFoundError || answer.error == QNetworkReply::ConnectionRefusedError)
         return m_context.report.fail(ExitCode::FileOrNetwork,
                                      QStringLiteral("%1: %2").arg(answer.address, answer.errorText));
-    if (!QFileInfo::exists(m_context.root.indexFile())) {
-        m_context.report.add(
-            {serverNotCompared, QStringLiteral("There is no local index to compare with."), answer.address});
-    }
-    judge(answer);
-    if (!failureOf(answer))
+    if (judge(answer))
         verifyPackages(parseIndex(body));
     m_context.report.set(QStringLiteral("packages"), QJsonArray::fromStringList(m_verified));
     m_context.report.print(QStringLiteral("%1: packages: %2").arg(answer.address).arg(m_verified.size()));
@@ -89,6 +84,7 @@ ServerAnswer Verification::askForIndex(QByteArray &body)
         static_cast<void>(comparison.take(piece));
         return body.size() <= longestIndex;
     });
+    answer.isCompared = comparison.isPossible();
     answer.difference = comparison.difference();
     return answer;
 }
@@ -119,19 +115,17 @@ void Verification::verifyPackage(const QString &name)
                                            bar.set(received);
                                            return comparison.take(piece);
                                        });
+    answer.isCompared = comparison.isPossible();
     answer.difference = comparison.difference();
     judge(answer);
     m_verified.append(name);
 }
 
-void Verification::judge(const ServerAnswer &answer)
+bool Verification::judge(const ServerAnswer &answer)
 {
-    if (const std::optional<Finding> failure = failureOf(answer)) {
-        m_context.report.add(*failure);
-        return;
-    }
-    for (const Finding &finding : propertiesOf(answer, QDateTime::currentDateTimeUtc()))
-        m_context.report.add(finding);
+    const std::optional<Finding> failure = failureOf(answer);
+    m_context.report.add(failure ? QList<Finding>{*failure} : propertiesOf(answer, QDateTime::currentDateTimeUtc()));
+    return !failure;
 }
 
 ExitCode run(Context &context)

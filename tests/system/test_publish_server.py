@@ -63,14 +63,20 @@ BAD = {
 def test_bad_servers(publisher: Publisher, exits: ExitStack, name: str) -> None:
     changed, ids = BAD[name]
     server = exits.enter_context(UpdateServer(answers(**changed)))
-    if name != "endless":
-        publisher.offer(CHOSEN)
+    publisher.offer(CHOSEN)
     outcome = publisher("verify", f"http://127.0.0.1:{server.port}", "--timeout", "1")
-    assert outcome.ids == sorted(ids + ["server-not-compared"] * (name == "endless")), outcome
+    assert outcome.ids == ids, outcome
     errors = [finding for finding in outcome.document["findings"] if finding["severity"] == "error"]
     assert outcome.code == (FINDINGS if errors else CLEAN)
     asked_for_package = CHOSEN.package_path in server.targets
     assert asked_for_package == (outcome.document["packages"] == [CHOSEN.package_name])
+
+
+def test_nothing_to_compare_with(publisher: Publisher, exits: ExitStack) -> None:
+    server = exits.enter_context(UpdateServer(answers()))
+    address = f"http://127.0.0.1:{server.port}"
+    assert [(finding["id"], finding["file"]) for finding in publisher("verify", address).document["findings"]] == [
+        ("server-not-compared", address + path) for path in (VERSIONS_PATH, CHOSEN.package_path)]
 
 
 def test_no_server(publisher: Publisher, exits: ExitStack) -> None:

@@ -5,8 +5,7 @@
 #include "publish/bodycomparison.h"
 #include "publish/fileanswer.h"
 #include "publish/serveraddress.h"
-#include "publish/serverfailure.h"
-#include "publish/serverproperties.h"
+#include "publish/serverfindings.h"
 
 #include <functional>
 
@@ -30,6 +29,7 @@ ServerAnswer goodAnswer(AnswerKind kind)
     answer.announced = 7;
     answer.received = 7;
     answer.begin = "content";
+    answer.isCompared = true;
     return answer;
 }
 
@@ -154,11 +154,11 @@ private slots:
             answer.isTimedOut = true;
             answer.announced = 8;
         });
-        table.row("missing", "server-status: The status is 404 in the place of 200.", [](auto &answer) {
+        table.row("missing", "server-status: The status is 404 instead of 200.", [](auto &answer) {
             ends(QNetworkReply::ContentNotFoundError)(answer);
             answer.status = 404;
         });
-        table.row("another success", "server-status: The status is 204 in the place of 200.", [](auto &answer) {
+        table.row("another success", "server-status: The status is 204 instead of 200.", [](auto &answer) {
             answer.status = 204;
             answer.announced = answer.received = 0;
         });
@@ -177,17 +177,17 @@ private slots:
             answer.received = 0;
             answer.announced.reset();
         });
-        table.row("too long", "server-too-long: It goes on after 7 bytes.", [](auto &answer) {
-            ends(QNetworkReply::OperationCanceledError)(answer);
-            answer.isStopped = true;
-            answer.announced = 1000;
-        });
-        table.row("stopped, since it differs", {}, [](auto &answer) {
-            ends(QNetworkReply::OperationCanceledError)(answer);
-            answer.isStopped = true;
-            answer.announced = 1000;
-            answer.difference = Difference{3, 1000};
-        });
+        const auto isStopped = [](AnswerKind kind) {
+            return [kind](ServerAnswer &answer) {
+                ends(QNetworkReply::OperationCanceledError)(answer);
+                answer.kind = kind;
+                answer.isStopped = true;
+                answer.announced = 1000;
+                answer.difference = Difference{3, 1000};
+            };
+        };
+        table.row("too long", "server-too-long: It goes on after 7 bytes.", isStopped(AnswerKind::Index));
+        table.row("stopped, since it differs", {}, isStopped(AnswerKind::Package));
         table.row("empty", "server-empty: Nothing is in it.",
                   [](auto &answer) { answer.announced = answer.received = 0; });
         for (const char *page : {"<!DOCTYPE html>", "\r\n <html lang=en>", "<HTML>"})
@@ -223,7 +223,10 @@ private slots:
         };
         index("good", {}, [](auto & /*answer*/) {});
         package("good", {}, [](auto & /*answer*/) {});
-        index("without encryption", {"server-unencrypted: It is asked without encryption."}, asks("http://host/path"));
+        package("not compared", {"server-not-compared: It was not compared: there is no local file that can be read."},
+                [](auto &answer) { answer.isCompared = false; });
+        index("without encryption", {"server-unencrypted: Updaters fetch it without encryption."},
+              asks("http://host/path"));
         for (const char *address : {"http://127.0.0.1:80/path", "http://[::1]/path"})
             index("on this machine, " + QByteArray(address), {}, asks(address));
         index("sent on", {"server-redirects: It sends updaters on to https://a, then to https://b."}, [](auto &answer) {

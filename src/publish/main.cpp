@@ -2,7 +2,7 @@
 // writes its report.
 
 #include "publish/command.h"
-#include "publish/terminal.h"
+#include "publish/console.h"
 #include "versions/ownversion.h"
 
 #include <QCoreApplication>

@@ -1,6 +1,6 @@
 #include "publish/progressbar.h"
 
-#include "publish/terminal.h"
+#include "publish/console.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "publish/command.h"
+#include "publish/console.h"
 #include "publish/fileserver.h"
-#include "publish/interruption.h"
 #include "publish/numberoption.h"
 #include "versions/applicationsettings.h"
 #include "versions/updateserver.h"

@@ -1,8 +1,10 @@
-#include "publish/interruption.h"
+#include "publish/console.h"
 
 #include <QCoreApplication>
 
 #include <windows.h>
+
+#include <io.h>
 
 namespace freshen::publish {
 
@@ -16,6 +18,11 @@ BOOL WINAPI interrupt(DWORD /*event*/)
 }
 
 } // namespace
+
+bool isTerminal(FILE *stream)
+{
+    return _isatty(_fileno(stream)) != 0;
+}
 
 void quitWhenInterrupted()
 {

@@ -1,4 +1,4 @@
-#include "publish/interruption.h"
+#include "publish/console.h"
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -22,6 +22,11 @@ void interrupt(int /*signal*/)
 }
 
 } // namespace
+
+bool isTerminal(FILE *stream)
+{
+    return isatty(fileno(stream)) != 0;
+}
 
 void quitWhenInterrupted()
 {

@@ -1,5 +1,5 @@
 #include "publish/command.h"
-#include "publish/numberoption.h"
+#include "publish/optionvalues.h"
 #include "publish/packagecheck.h"
 #include "publish/packageoptions.h"
 

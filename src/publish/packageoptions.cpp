@@ -1,6 +1,6 @@
 #include "publish/packageoptions.h"
 
-#include "publish/numberoption.h"
+#include "publish/optionvalues.h"
 
 namespace freshen::publish {
 

@@ -1,6 +1,6 @@
-#include "publish/age.h"
 #include "publish/command.h"
 #include "publish/indexcheck.h"
+#include "publish/optionvalues.h"
 #include "publish/packagefiles.h"
 #include "publish/rootlock.h"
 

@@ -1,7 +1,7 @@
 #include "publish/command.h"
 #include "publish/console.h"
 #include "publish/fileserver.h"
-#include "publish/numberoption.h"
+#include "publish/optionvalues.h"
 #include "versions/applicationsettings.h"
 #include "versions/updateserver.h"
 

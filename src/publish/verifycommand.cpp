@@ -1,7 +1,7 @@
 #include "publish/bodycomparison.h"
 #include "publish/command.h"
 #include "publish/index.h"
-#include "publish/numberoption.h"
+#include "publish/optionvalues.h"
 #include "publish/progressbar.h"
 #include "publish/serveraddress.h"
 #include "publish/serverclient.h"

@@ -2,11 +2,11 @@
 
 #include "kit/qt/foldertest.h"
 #include "kit/qt/table.h"
-#include "publish/age.h"
 #include "publish/audienceoptions.h"
 #include "publish/expectations.h"
 #include "publish/indexedit.h"
 #include "publish/lineoptions.h"
+#include "publish/optionvalues.h"
 #include "publish/packagecopies.h"
 #include "publish/rootlock.h"
 

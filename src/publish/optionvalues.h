@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// Options whose value is a number.
+/// What the values of options mean.
 
 #include "publish/command.h"
 
@@ -24,5 +24,8 @@ struct NumberOption
 /// Reads \a option of the command into \a value, which stays as it is where the option is not set. False where it is no
 /// number in these limits; the report then says so.
 [[nodiscard]] bool readNumber(Context &context, const NumberOption &option, std::optional<qint64> &value);
+
+/// The seconds that \a text means, a number with "h" for hours or "d" for days; none where it is no such text.
+[[nodiscard]] std::optional<qint64> secondsOf(const QString &text);
 
 } // namespace freshen::publish

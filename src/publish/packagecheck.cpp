@@ -39,13 +39,6 @@ private:
     ProgressBar &m_bar;
 };
 
-/// The revision of the updater \a program.
-std::optional<qint32> revisionOf(const QString &program)
-{
-    QFile file(program);
-    return file.open(QIODevice::ReadOnly) ? revisionOfUpdater(file) : std::nullopt;
-}
-
 /// One check of one package.
 class Check
 {
@@ -131,7 +124,7 @@ private:
         const PackageEntry *const updater = findUpdater(m_entries);
         if (updater == nullptr)
             return std::nullopt;
-        const std::optional<qint32> revision = revisionOf(m_scratch.pathOf(*updater));
+        const std::optional<qint32> revision = revisionOfUpdater(m_path, *updater);
         if (!revision)
             m_report.add(entryFinding(unknownUpdater, QStringLiteral("This updater tells no revision."),
                                       m_options.shownName, *updater));

@@ -2,11 +2,9 @@
 
 #include "download/packagename.h"
 #include "publish/messagelog.h"
-#include "publish/packageentry.h"
 #include "publish/packagelayout.h"
 #include "publish/peversion.h"
 
-#include <QBuffer>
 #include <QHash>
 
 #include <memory>
@@ -27,16 +25,14 @@ std::optional<qint32> lookInto(const QString &package, qint32 revision)
     const PackageEntry *const updater = findUpdater(entries);
     if (updater == nullptr)
         return std::nullopt;
-    QBuffer program;
-    program.setData(readEntry(package, *updater, largestUpdater));
-    return program.open(QIODevice::ReadOnly) ? revisionOfUpdater(program).value_or(revision) : revision;
+    return revisionOfUpdater(package, *updater).value_or(revision);
 }
 
 } // namespace
 
-std::optional<qint32> revisionOfUpdater(QIODevice &program)
+std::optional<qint32> revisionOfUpdater(const QString &package, const PackageEntry &updater)
 {
-    const QString version = peFileVersion(program);
+    const QString version = peFileVersion(readEntry(package, updater, largestUpdater));
     const MessageLog log;
     return version.isEmpty() ? std::nullopt : readRevision({version});
 }

@@ -5,15 +5,14 @@
 
 #include "publish/documentroot.h"
 #include "publish/offers.h"
+#include "publish/packageentry.h"
 
 #include <optional>
 
-class QIODevice;
-
 namespace freshen::publish {
 
-/// The revision of the updater \a program, by its version resource; none where it tells none.
-[[nodiscard]] std::optional<qint32> revisionOfUpdater(QIODevice &program);
+/// The revision of \a updater, an entry of \a package, by its version resource; none where it tells none.
+[[nodiscard]] std::optional<qint32> revisionOfUpdater(const QString &package, const PackageEntry &updater);
 
 /// Looks into the packages of \a root, once into each. Where a package is not there, or its updater tells no revision,
 /// the updater is taken to have that of its line.

@@ -42,17 +42,12 @@ QString ScratchFolder::unpacked() const
     return m_folder.filePath(QStringLiteral("out"));
 }
 
-QString ScratchFolder::pathOf(const PackageEntry &entry) const
-{
-    return unpacked() + QLatin1Char('/') + entry.name;
-}
-
 void ScratchFolder::expect(const QList<PackageEntry> &entries)
 {
     for (const PackageEntry &entry : entries) {
         // What leads elsewhere is never made.
         if (entry.isFolder() && isSafeEntryName(entry.name))
-            m_folders.append(pathOf(entry));
+            m_folders.append(unpacked() + QLatin1Char('/') + entry.name);
     }
 }
 

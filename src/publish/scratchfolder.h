@@ -26,8 +26,6 @@ public:
     [[nodiscard]] QString package() const;
     /// Path of the folder that it is unpacked into.
     [[nodiscard]] QString unpacked() const;
-    /// Where \a entry is after the unpacking.
-    [[nodiscard]] QString pathOf(const PackageEntry &entry) const;
     /// Takes note of the folders among \a entries, which may become read-only.
     void expect(const QList<PackageEntry> &entries);
 

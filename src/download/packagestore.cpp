@@ -13,19 +13,6 @@ namespace {
 
 constexpr int chunkSize = 64 * 1024;
 
-/// A full disk takes a part of \a data without a word; only what is written next is refused with the system's reason.
-bool writeChunk(QFile &file, const char *data, qint64 size)
-{
-    while (size > 0) {
-        const qint64 written = file.write(data, size);
-        if (written <= 0)
-            return false;
-        data += written;
-        size -= written;
-    }
-    return true;
-}
-
 bool writeLength(QFile &file, qint64 length)
 {
     QDataStream stream(&file);
@@ -42,7 +29,7 @@ const QIODevice *copyBody(QIODevice &body, qint64 length, QFile &file)
         const qint64 size = body.read(chunk.data(), std::min<qint64>(length, chunk.size()));
         if (size <= 0)
             return &body;
-        if (!writeChunk(file, chunk.constData(), size))
+        if (!writeAll(file, chunk.constData(), size))
             return &file;
         length -= size;
     }
@@ -50,6 +37,18 @@ const QIODevice *copyBody(QIODevice &body, qint64 length, QFile &file)
 }
 
 } // namespace
+
+bool writeAll(QIODevice &file, const char *data, qint64 size)
+{
+    while (size > 0) {
+        const qint64 written = file.write(data, size);
+        if (written <= 0)
+            return false;
+        data += written;
+        size -= written;
+    }
+    return true;
+}
 
 bool storePackage(QIODevice &body, const QString &path)
 {

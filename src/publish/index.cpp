@@ -1,9 +1,9 @@
 #include "publish/index.h"
 
 #include "download/packagename.h"
+#include "publish/failure.h"
 #include "publish/offers.h"
 
-#include <QDir>
 #include <QFile>
 
 namespace freshen::publish {
@@ -43,7 +43,7 @@ std::optional<Index> readIndex(const QString &path, QString &error)
     const bool isOpen = file.open(QIODevice::ReadOnly);
     const QByteArray bytes = isOpen ? file.readAll() : QByteArray();
     if (file.error() != QFileDevice::NoError) {
-        error = QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString());
+        error = failureOf(file);
         return std::nullopt;
     }
     return parseIndex(bytes);

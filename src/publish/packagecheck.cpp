@@ -2,6 +2,7 @@
 
 #include "download/extraction.h"
 #include "download/packagestore.h"
+#include "publish/failure.h"
 #include "publish/messagelog.h"
 #include "publish/packagedupdater.h"
 #include "publish/packagelayout.h"
@@ -82,7 +83,7 @@ private:
     {
         WatchedFile package(m_path, m_bar);
         if (!package.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-            return QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(m_path), package.errorString());
+            return failureOf(package);
         const MessageLog log;
         return storePackage(package, m_scratch.package()) ? QString() : log.warnings().join(QLatin1Char('\n'));
     }

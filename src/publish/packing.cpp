@@ -1,6 +1,7 @@
 #include "publish/packing.h"
 
-#include <QDir>
+#include "publish/failure.h"
+
 #include <QFile>
 #include <QRegularExpression>
 #include <quazip/quazip.h>
@@ -17,11 +18,6 @@ constexpr qint64 pieceSize = qint64{1024} * 1024;
 constexpr int compressionLevel = 6;
 /// From here on, sizes and positions may not fit into the fields of 32 bits.
 constexpr qint64 largestPlainArchive = 0xf0000000;
-
-QString failureAt(const QString &path, const QString &reason)
-{
-    return QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), reason);
-}
 
 /// What Windows starts can be started wherever it is unpacked. Whether it can be here differs between disks.
 QFile::Permissions permissionsOf(const QString &name)
@@ -76,7 +72,7 @@ public:
     }
     [[nodiscard]] QString failure() const
     {
-        return failureAt(m_device.fileName(), m_device.errorString());
+        return failureOf(m_device);
     }
 
 private:
@@ -84,14 +80,14 @@ private:
     {
         QFile file(item.path);
         if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
-            return failureAt(item.path, file.errorString());
+            return failureOf(file);
         for (QByteArray piece = file.read(pieceSize); !piece.isEmpty(); piece = file.read(pieceSize)) {
             if (entry.write(piece) != piece.size())
                 return failure();
             m_done += piece.size();
             m_progress(m_done);
         }
-        return file.error() == QFileDevice::NoError ? QString() : failureAt(item.path, file.errorString());
+        return file.error() == QFileDevice::NoError ? QString() : failureOf(file);
     }
 
     QFileDevice &m_device;

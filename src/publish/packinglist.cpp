@@ -1,5 +1,7 @@
 #include "publish/packinglist.h"
 
+#include "publish/failure.h"
+
 #include <QDir>
 #include <QRegularExpression>
 
@@ -52,11 +54,6 @@ private:
 
     QList<Pattern> m_patterns;
 };
-
-QString failureAt(const QString &path, const QString &reason)
-{
-    return QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), reason);
-}
 
 /// Why \a entry cannot be packed; empty where it can.
 QString objectionTo(const QFileInfo &entry)

@@ -1,6 +1,7 @@
 #include "publish/audienceoptions.h"
 #include "publish/command.h"
 #include "publish/expectations.h"
+#include "publish/failure.h"
 #include "publish/index.h"
 #include "publish/packagedupdater.h"
 #include "publish/prospectreport.h"
@@ -45,7 +46,7 @@ ExitCode compare(const Index &index, const PackagedUpdater &packagedUpdater, Con
     const QString name = context.options.value(expect);
     QFile file(name);
     if (!file.open(QIODevice::ReadOnly))
-        return context.report.fail(ExitCode::FileOrNetwork, QStringLiteral("%1: %2").arg(name, file.errorString()));
+        return context.report.fail(ExitCode::FileOrNetwork, failureOf(file));
     QString error;
     const auto findings = checkExpectations(index.text, file.readAll(), name, packagedUpdater, error);
     if (!findings)

@@ -1,4 +1,5 @@
 #include "publish/command.h"
+#include "publish/failure.h"
 #include "publish/indexcheck.h"
 #include "publish/optionvalues.h"
 #include "publish/packagefiles.h"
@@ -42,7 +43,7 @@ QString deletePackages(const QStringList &names, Context &context)
     for (const QString &name : names) {
         QFile file(context.root.packageFile(name));
         if (!context.isDryRun && !file.remove())
-            return QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(file.fileName()), file.errorString());
+            return failureOf(file);
         context.report.print(name);
     }
     context.report.set(QStringLiteral("deleted"), QJsonArray::fromStringList(names));

@@ -2,6 +2,7 @@
 
 #include "download/extraction.h"
 #include "install/diskspace.h"
+#include "publish/failure.h"
 
 #include <QDir>
 
@@ -22,14 +23,13 @@ ScratchFolder::~ScratchFolder()
 
 QString ScratchFolder::obstacle(qint64 bytes) const
 {
-    const QString place = QDir::toNativeSeparators(m_parent);
     if (!m_folder.isValid())
-        return QStringLiteral("%1: %2").arg(place, m_folder.errorString());
+        return failureAt(m_parent, m_folder.errorString());
     const std::optional<DiskSpace> space = DiskSpace::at(m_parent);
     if (!space || space->available >= bytes)
         return {};
-    return QStringLiteral("%1: %2 bytes are needed to unpack the package, and %3 are free.")
-        .arg(place, QString::number(bytes), QString::number(space->available));
+    return failureAt(m_parent, QStringLiteral("%1 bytes are needed to unpack the package, and %2 are free.")
+                                   .arg(QString::number(bytes), QString::number(space->available)));
 }
 
 QString ScratchFolder::package() const

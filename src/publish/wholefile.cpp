@@ -1,6 +1,8 @@
 #include "publish/wholefile.h"
 
+#include "download/packagestore.h"
 #include "publish/disksync.h"
+#include "publish/failure.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -13,40 +15,22 @@ namespace {
 
 constexpr qint64 pieceSize = 1 << 20;
 
-QString reasonOf(const QString &path, const QString &error)
-{
-    return QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), error);
-}
-
-/// Writes all of \a bytes. A disk that becomes full takes a part of them first, which is no error yet.
-bool writeAll(QFileDevice &file, const QByteArray &bytes)
-{
-    qint64 done = 0;
-    while (done < bytes.size()) {
-        const qint64 written = file.write(bytes.constData() + done, bytes.size() - done);
-        if (written <= 0)
-            return false;
-        done += written;
-    }
-    return true;
-}
-
 /// Copies the next piece of \a source to \a target. False at its end, and where either fails.
 bool copyPiece(QFile &source, QFileDevice &target)
 {
     const QByteArray piece = source.read(pieceSize);
-    return !piece.isEmpty() && writeAll(target, piece);
+    return !piece.isEmpty() && writeAll(target, piece.constData(), piece.size());
 }
 
 /// Gives what was written to \a file its name. Without that it is gone with the object.
 QString finish(QSaveFile &file)
 {
     if (file.error() != QFileDevice::NoError || !file.flush())
-        return reasonOf(file.fileName(), file.errorString());
+        return failureOf(file);
     if (!syncFile(file))
-        return reasonOf(file.fileName(), qt_error_string());
+        return failureAt(file.fileName(), qt_error_string());
     if (!file.commit())
-        return reasonOf(file.fileName(), file.errorString());
+        return failureOf(file);
     syncFolder(QFileInfo(file.fileName()).path());
     return {};
 }
@@ -78,7 +62,7 @@ QString writeWholeFile(const QString &path, const std::function<QString(QFileDev
 {
     QSaveFile file(path);
     if (!open(file))
-        return reasonOf(path, file.errorString());
+        return failureOf(file);
     const QString reason = write(file);
     return reason.isEmpty() ? finish(file) : reason;
 }
@@ -86,7 +70,7 @@ QString writeWholeFile(const QString &path, const std::function<QString(QFileDev
 QString writeWholeFile(const QString &path, const QByteArray &content)
 {
     return writeWholeFile(path, [&content](QFileDevice &file) {
-        return writeAll(file, content) ? QString() : reasonOf(file.fileName(), file.errorString());
+        return writeAll(file, content.constData(), content.size()) ? QString() : failureOf(file);
     });
 }
 
@@ -94,13 +78,13 @@ QString copyWholeFile(const QString &source, const QString &path, const ByteProg
 {
     QFile from(source);
     if (!from.open(QIODevice::ReadOnly))
-        return reasonOf(source, from.errorString());
+        return failureOf(from);
     return writeWholeFile(path, [&](QFileDevice &to) {
         while (copyPiece(from, to)) {
             if (progress)
                 progress(from.pos());
         }
-        return from.error() == QFileDevice::NoError ? QString() : reasonOf(source, from.errorString());
+        return from.error() == QFileDevice::NoError ? QString() : failureOf(from);
     });
 }
 

@@ -1,4 +1,5 @@
-"""What publishers wait for: a package made and checked beside zip, one checked beside unzip, a long index checked."""
+"""What publishers wait for: a package made and checked beside zip, one checked beside unzip, a long index checked
+beside the updater's reading of one."""
 
 from __future__ import annotations
 
@@ -10,7 +11,7 @@ from kit.offer import VERSIONS_PATH, Version, description
 import inputs
 from groups import Figure, Group, Stage
 from inputs import MIB
-from measuring import Command, Side
+from measuring import Command, Function, Side
 
 _VERSION = Version("26.05.7200")
 _LINES = 10000
@@ -46,16 +47,22 @@ def packages(stage: Stage) -> Group:
 
 
 def long_index(stage: Stage) -> Group:
+    lines = stage.sized(_LINES, 100)
     index = stage.folder / "root" / VERSIONS_PATH.lstrip("/")
     index.parent.mkdir(parents=True)
     index.write_bytes(description(*(Version(f"26.05.{10000 + number}", info="What is new. " * 4)
-                                    for number in range(stage.sized(_LINES, 100)))))
+                                    for number in range(lines))))
     check = Command(stage.environment, stage.program("freshen-publish"), "--root", stage.folder / "root", "--quiet",
                     "check", "--index-only")
-    return Group([Figure("publish-check-10000-lines", ("check", "cpu"), 1.0, "CPU s", 1.0)], {"check": check})
+    reading = Function(stage.environment, stage.program("functions"), f"readFull/{lines}",
+                       0.001 if stage.is_quick else 0.5)
+    return Group([
+        Figure("publish-check-10000-lines", ("check", "cpu"), 1.0, "CPU s", 1.0),
+        Figure("publish-check-10000-lines/reading", ("check", "cpu"), ("reading", "cpu"), "CPU s", None),
+    ], {"check": check, "reading": reading})
 
 
 GROUPS: dict[Callable[[Stage], Group], list[str]] = {
     packages: ["publish-pack", "publish-check-package"],
-    long_index: ["publish-check-10000-lines"],
+    long_index: ["publish-check-10000-lines", "publish-check-10000-lines/reading"],
 }

@@ -23,8 +23,8 @@ _EMPTY_PATH = "/update/Tavlopc/EMPTY/windows.txt"
 
 
 class Load:
-    """As many requests as are answered in some seconds: "cpu" is the server's processor time for one of them. Updaters
-    make a connection each; caches keep theirs."""
+    """As many requests as are answered in some seconds: "cpu" is the server's processor time for one of them, and
+    "requests" and "MiB" are what came in a second. Updaters make a connection each; caches keep theirs."""
 
     def __init__(self, server: Site, path: str, seconds: int, *, keeps_connections: bool) -> None:
         self._server = server
@@ -39,7 +39,10 @@ class Load:
         used = self._cpu() - before
         if "Non-2xx" in output:
             raise RuntimeError(output)
-        return {"cpu": used / int(re.search(r"^ +(\d+) requests in ", output, re.MULTILINE)[1])}
+        count = int(re.search(r"^ +(\d+) requests in ", output, re.MULTILINE)[1])
+        rate, unit = re.search(r"^Transfer/sec: +([\d.]+)([KMG]?)B", output, re.MULTILINE).groups()
+        return {"cpu": used / count, "MiB": float(rate) * 1024 ** ("KMG".index(unit) - 1 if unit else -2),
+                "requests": float(re.search(r"^Requests/sec: +([\d.]+)", output, re.MULTILINE)[1])}
 
     def peak(self) -> None:
         """Is not told: nginx serves all sides."""
@@ -79,9 +82,14 @@ def serving(stage: Stage) -> Group:
                (thousandth, thousandth)),
         Figure("serving-package-mib", ("caches, package", "cpu"), ("caches, empty", "cpu"), "CPU ms", None,
                (thousandth / mebibytes, thousandth)),
+        Figure("serving-index-rate", ("updaters, index", "requests"), ("updaters, empty", "requests"), "/s", None),
+        Figure("serving-index-to-caches-rate", ("caches, index", "requests"), ("caches, empty", "requests"), "/s",
+               None),
+        Figure("serving-package-mib-rate", ("caches, package", "MiB"), ("caches, index", "MiB"), "MiB/s", None),
     ], sides)
 
 
 GROUPS: dict[Callable[[Stage], Group], list[str]] = {
-    serving: ["serving-index", "serving-index-to-caches", "serving-package-mib"],
+    serving: ["serving-index", "serving-index-to-caches", "serving-package-mib", "serving-index-rate",
+              "serving-index-to-caches-rate", "serving-package-mib-rate"],
 }

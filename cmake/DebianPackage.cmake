@@ -4,7 +4,8 @@
 include(GNUInstallDirs)
 
 install(TARGETS freshen-publish RUNTIME)
-install(FILES docs/publishing.md docs/nginx.conf DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/freshen-publish")
+install(FILES docs/publishing.md docs/nginx.conf docs/security.md
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/freshen-publish")
 install(FILES resources/freshen-publish.bash RENAME freshen-publish
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 set(page "${PROJECT_BINARY_DIR}/freshen-publish.1.gz")

@@ -25,6 +25,7 @@ OPTION = re.compile(r"--[a-z][a-z-]*")
 PROGRAM_FILES = """
     /usr/bin/freshen-publish /usr/share/bash-completion/completions/freshen-publish
     /usr/share/doc/freshen-publish/nginx.conf /usr/share/doc/freshen-publish/publishing.md
+    /usr/share/doc/freshen-publish/security.md
     /usr/share/man/man1/freshen-publish.1.gz
 """.split()
 
@@ -150,6 +151,8 @@ def test_windows_package(publisher: Publisher, windows_updater: WindowsUpdater, 
     imported = {entry.dll.decode() for path in files for entry in pefile.PE(path).DIRECTORY_ENTRY_IMPORT}
     needed = {name for name in imported if name.lower() not in WINDOWS}
     assert {path.name for path in files} == {"freshen-publish.exe"} | needed
+    page = (folder / "tool" / "publishing.md").read_text(encoding="utf-8")
+    assert all((folder / "tool" / name).exists() for name in re.findall(r"]\(([\w.]+)\)", page))
     _, _, *command = publisher.command("check-package", publisher.write("p.zip", package(application())))
     output = run("wine", folder / "tool" / "freshen-publish.exe", *command, env=windows_updater.wine.environment())
     assert '"id":"no-updater"' in output

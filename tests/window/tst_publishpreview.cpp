@@ -16,6 +16,9 @@ namespace {
 /// For each of the two settings of test builds.
 constexpr int indexes = 150;
 
+/// How much higher the revision of another updater is.
+constexpr qint32 distance = 1000;
+
 RunningSystem fakedSystem;
 
 /// Makes indexes with all kinds of lines, most of them sound.
@@ -67,6 +70,27 @@ private:
 
     QRandomGenerator m_random;
 };
+
+/// \a text with all revisions near that of this updater as near to that of the other.
+QString moved(QString text)
+{
+    static const QRegularExpression number("[1-9][0-9]*");
+    for (auto matches = number.globalMatch(text); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        const qint32 value = match.captured().toInt();
+        if (qAbs(value - ownRevision) < distance / 2)
+            text.replace(match.capturedStart(), match.capturedLength(), QString::number(value + distance));
+    }
+    return text;
+}
+
+QString textOf(const Offer &offer)
+{
+    QString text = QString::number(offer.revision) + '\n' + offer.chosen.join('|');
+    for (const QStringList &row : offer.list)
+        text += '\n' + row.join('|');
+    return text;
+}
 
 /// Whether \a condition is met soon. It is looked at after each event, since there are many of these tests.
 bool soon(const std::function<bool()> &condition)
@@ -133,6 +157,13 @@ class PublishPreviewTest : public WindowTest
         checkList(window, index, audience);
     }
 
+    static void checkOtherUpdater(const QString &index, const Audience &audience)
+    {
+        Audience other = audience;
+        other.updater += distance;
+        QCOMPARE(textOf(offerFor(moved(index), other)), moved(textOf(offerFor(index, audience))));
+    }
+
 private slots:
     void windowDoesWhatThePreviewSays_data()
     {
@@ -152,6 +183,7 @@ private slots:
             const Audience audience = {ownRevision, fakedSystem, random.number(2) == 0, allowsTestBuilds};
             checkAutomaticMode(index, audience);
             checkManualMode(index, audience);
+            checkOtherUpdater(decodeVersionFile(index), audience);
             if (QTest::currentTestFailed())
                 QFAIL("The index is: " + index);
         }

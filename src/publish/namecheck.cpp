@@ -1,6 +1,7 @@
 #include "publish/namecheck.h"
 
 #include "download/packagename.h"
+#include "publish/windowsname.h"
 #include "versions/updateserver.h"
 
 #include <QRegularExpression>
@@ -34,11 +35,12 @@ std::optional<Fault> checkSeparators(const IndexLine &line)
 
 std::optional<Fault> checkStoredName(const IndexLine &line)
 {
-    static const QRegularExpression notInNames(QStringLiteral("[<>\"*?\\x01-\\x1f]"));
     const QString name = localPackageName(selectedVersionName(line.row), {});
-    if (!name.contains(notInNames))
+    const QString objection = windowsObjection(name);
+    if (objection.isEmpty())
         return std::nullopt;
-    return Fault{nameNotStorable, QStringLiteral("Windows takes no file with the name %1.").arg(quoted(name))};
+    return Fault{nameNotStorable,
+                 QStringLiteral("Windows takes no file with the name %1: %2.").arg(quoted(name), objection)};
 }
 
 std::optional<Fault> checkAddress(const IndexLine &line)

@@ -50,11 +50,11 @@ struct Addition
 /// \a source under the plain name, its own kind of name, and the extended one where that is asked for.
 QList<PackageCopy> copiesOf(const QString &source, NameKind kind, const IndexLine &line, bool alsoExtended)
 {
+    const QMap<NameKind, QString> names = packageNames(line);
     QList<PackageCopy> copies;
-    for (const PackageName &package : packageNames(line)) {
-        if (package.kind == NameKind::Plain || package.kind == kind ||
-            (alsoExtended && package.kind == NameKind::Extended))
-            copies.append({source, package.name});
+    for (const NameKind name : names.keys()) {
+        if (name == NameKind::Plain || name == kind || (alsoExtended && name == NameKind::Extended))
+            copies.append({source, names.value(name)});
     }
     return copies;
 }

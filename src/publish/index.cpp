@@ -49,7 +49,12 @@ std::optional<Index> readIndex(const QString &path, QString &error)
     return parseIndex(bytes);
 }
 
-QList<PackageName> packageNames(const IndexLine &line)
+bool isReleaseType(const QString &type)
+{
+    return type == stableType || type == betaType || type == testType;
+}
+
+QMap<NameKind, QString> packageNames(const IndexLine &line)
 {
     if (!line.revision)
         return {};
@@ -64,10 +69,8 @@ QList<PackageName> packageNames(const IndexLine &line)
 QStringList listedPackages(const Index &index)
 {
     QStringList names;
-    for (const IndexLine &line : index.lines) {
-        for (const PackageName &package : packageNames(line))
-            names.append(package.name);
-    }
+    for (const IndexLine &line : index.lines)
+        names += packageNames(line).values();
     names.removeDuplicates();
     names.sort();
     return names;

@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 
@@ -38,6 +39,9 @@ struct Index
     QList<IndexLine> lines;
 };
 
+/// Whether \a type is one that updaters know.
+[[nodiscard]] bool isReleaseType(const QString &type);
+
 /// The revision of \a line, which stands alone in a file, where it is read by an updater that meets every limit.
 [[nodiscard]] std::optional<qint32> revisionOf(const QString &line);
 
@@ -56,17 +60,8 @@ enum class NameKind {
     ExtendedXp,
 };
 
-/// A name under which updaters ask for a package.
-struct PackageName
-{
-    /// Who asks so.
-    NameKind kind = NameKind::Plain;
-    /// The name of the file.
-    QString name;
-};
-
-/// The names of the package of \a line; none where it has no revision.
-[[nodiscard]] QList<PackageName> packageNames(const IndexLine &line);
+/// The names of the files of the package of \a line; none where it has no revision.
+[[nodiscard]] QMap<NameKind, QString> packageNames(const IndexLine &line);
 
 /// The names of all packages that updaters may ask for because of \a index, sorted, each once.
 [[nodiscard]] QStringList listedPackages(const Index &index);

@@ -22,11 +22,6 @@ QString typeOf(const IndexLine &line)
     return line.row.at(column::type);
 }
 
-bool isKnownType(const QString &type)
-{
-    return type == stableType || type == betaType || type == testType;
-}
-
 /// Whether any updater's manual mode lists \a line.
 bool isListed(const IndexLine &line)
 {
@@ -48,9 +43,9 @@ bool isBlank(const QString &text)
 std::optional<Fault> checkType(const IndexLine &line)
 {
     const QString type = typeOf(line);
-    if (isKnownType(type))
+    if (isReleaseType(type))
         return std::nullopt;
-    if (isKnownType(type.trimmed())) {
+    if (isReleaseType(type.trimmed())) {
         return Fault{blanksAroundType, QStringLiteral("%1 has blanks around it.").arg(quoted(type)), column::type};
     }
     return Fault{unknownType, QStringLiteral("%1 is no type.").arg(quoted(type)), column::type};

@@ -2,6 +2,7 @@
 
 #include "publish/indexedit.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 
@@ -33,11 +34,9 @@ std::optional<NamedPackage> matchName(const QString &name, const VersionRow &row
     const std::optional<qint32> revision = revisionOf(line);
     if (!revision)
         return std::nullopt;
-    for (const PackageName &package : packageNames({1, line, row, revision})) {
-        if (package.name == name)
-            return NamedPackage{row, *revision, package.kind};
-    }
-    return std::nullopt;
+    const QMap<NameKind, QString> names = packageNames({1, line, row, revision});
+    const auto found = std::find(names.begin(), names.end(), name);
+    return found == names.end() ? std::nullopt : std::optional(NamedPackage{row, *revision, found.key()});
 }
 
 /// What stands around the version in the name of a package.
@@ -54,8 +53,8 @@ QList<NameParts> namePartsOf(const QString &type)
     constexpr qint32 newest = std::numeric_limits<qint32>::max();
     const QChar mark = QChar::ReplacementCharacter;
     QList<NameParts> parts;
-    for (const PackageName &package : packageNames({0, QString(), {mark, type}, newest}))
-        parts.append({package.name.section(mark, 0, 0), package.name.section(mark, 1)});
+    for (const QString &name : packageNames({0, QString(), {mark, type}, newest}))
+        parts.append({name.section(mark, 0, 0), name.section(mark, 1)});
     return parts;
 }
 

@@ -33,7 +33,6 @@ public:
 private:
     void checkNames(NameKind kind, const FindingKind &finding);
     [[nodiscard]] bool isUsed(NameKind kind) const;
-    [[nodiscard]] QString nameOf(const IndexLine &line, NameKind kind) const;
     [[nodiscard]] QString messageOf(const QString &name) const;
 
     const Index &m_index;
@@ -65,17 +64,8 @@ QList<Finding> PackageFiles::check()
 bool PackageFiles::isUsed(NameKind kind) const
 {
     return std::any_of(m_index.lines.begin(), m_index.lines.end(), [this, kind](const IndexLine &line) {
-        return line.revision && m_names.contains(nameOf(line, kind));
+        return m_names.contains(packageNames(line).value(kind));
     });
-}
-
-QString PackageFiles::nameOf(const IndexLine &line, NameKind kind) const
-{
-    for (const PackageName &package : packageNames(line)) {
-        if (package.kind == kind)
-            return package.name;
-    }
-    return {};
 }
 
 void PackageFiles::checkNames(NameKind kind, const FindingKind &finding)
@@ -83,7 +73,7 @@ void PackageFiles::checkNames(NameKind kind, const FindingKind &finding)
     for (const IndexLine &line : m_index.lines) {
         if (!line.revision)
             continue;
-        const QString name = nameOf(line, kind);
+        const QString name = packageNames(line).value(kind);
         if (!m_names.contains(name))
             m_findings.append({finding, messageOf(name), m_root.relative(m_root.indexFile()), line.number});
     }

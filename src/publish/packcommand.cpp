@@ -53,7 +53,7 @@ QString readTask(const Context &context, Task &task)
 {
     const QString version = context.arguments.at(1);
     const QString type = context.arguments.at(2);
-    if (type != stableType && type != betaType && type != testType)
+    if (!isReleaseType(type))
         return QStringLiteral("The type is %1, %2 or %3.").arg(stableType, betaType, testType);
     const VersionRow row = {version, type, {}, {}, {}};
     const MessageLog log;

@@ -22,21 +22,16 @@ QList<QCommandLineOption> options()
                            };
 }
 
-bool isType(const QString &text)
-{
-    return text == stableType || text == betaType || text == testType;
-}
-
 /// The packages of \a line under the names of \a promoted, as far as they are there.
 QList<PackageCopy> copiesFor(const IndexLine &line, const IndexLine &promoted, const DocumentRoot &root)
 {
-    const QList<PackageName> old = packageNames(line);
-    const QList<PackageName> now = packageNames(promoted);
+    const QMap<NameKind, QString> old = packageNames(line);
+    const QMap<NameKind, QString> now = packageNames(promoted);
     QList<PackageCopy> copies;
-    for (int i = 0; i < old.size(); ++i) {
-        const QString source = root.packageFile(old.at(i).name);
+    for (const NameKind kind : old.keys()) {
+        const QString source = root.packageFile(old.value(kind));
         if (QFileInfo::exists(source))
-            copies.append({source, now.at(i).name});
+            copies.append({source, now.value(kind)});
     }
     return copies;
 }
@@ -46,7 +41,7 @@ ExitCode replaceLine(const IndexLine &line, const IndexLine &promoted, IndexChan
 {
     if (promoted.text == line.text)
         return context.report.fail(ExitCode::NothingToDo, QStringLiteral("The line says so already."));
-    const QString package = packageNames(line).first().name;
+    const QString package = packageNames(line).value(NameKind::Plain);
     if (!QFileInfo::exists(context.root.packageFile(package)))
         return context.report.fail(ExitCode::FileOrNetwork, QStringLiteral("There is no %1.").arg(package));
     const QByteArray bytes = withReplacedLine(change.index(), line.number, promoted.text);
@@ -77,7 +72,7 @@ ExitCode promote(const QList<IndexLine> &lines, IndexChange &change, Context &co
 
 ExitCode run(Context &context)
 {
-    if (!isType(context.options.value(to)))
+    if (!isReleaseType(context.options.value(to)))
         return context.report.fail(ExitCode::Usage, QStringLiteral("--to is one of Stable, Beta, Test."));
     IndexChange change(context);
     if (const std::optional<ExitCode> failure = change.begin())

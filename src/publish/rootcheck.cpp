@@ -20,8 +20,8 @@ QString unpackPackages(const Index &index, const DocumentRoot &root, PackageChec
     QSet<QString> done;
     for (const IndexLine &line : index.lines) {
         options.revision = line.revision;
-        for (const PackageName &package : packageNames(line)) {
-            const QString path = root.packageFile(package.name);
+        for (const QString &name : packageNames(line)) {
+            const QString path = root.packageFile(name);
             if (!QFileInfo(path).isFile() || done.contains(path))
                 continue;
             done.insert(path);

@@ -40,7 +40,7 @@ QList<Finding> checkUploads(const DocumentRoot &root, const Index &index, const 
     for (const IndexLine &line : index.lines) {
         if (!line.revision)
             continue;
-        const QString name = packageNames(line).first().name;
+        const QString name = packageNames(line).value(NameKind::Plain);
         if (!isPublished(root, name) && !QFileInfo(target.packageFile(name)).isFile())
             findings.append({missingPackage, QStringLiteral("Neither folder has %1.").arg(name),
                              root.relative(root.indexFile()), line.number});

@@ -93,8 +93,7 @@ void Verification::verifyPackages(const Index &index)
 {
     QStringList plainNames;
     for (const IndexLine &line : index.lines) {
-        if (line.revision)
-            plainNames.append(packageNames(line).first().name);
+        plainNames.append(packageNames(line).value(NameKind::Plain));
     }
     // Whoever publishes no extended names has no updaters that ask for them.
     for (const QString &name : listedPackages(index)) {

@@ -39,23 +39,18 @@ std::optional<NamedPackage> matchName(const QString &name, const VersionRow &row
     return found == names.end() ? std::nullopt : std::optional(NamedPackage{row, *revision, found.key()});
 }
 
-/// What stands around the version in the name of a package.
-struct NameParts
-{
-    QString begin;
-    QString end;
-};
-
-/// What that can be in names of packages of \a type.
-QList<NameParts> namePartsOf(const QString &type)
+/// What the version would be if \a name were one of the names of a package of \a type.
+QStringList possibleVersions(const QString &name, const QString &type)
 {
     // No version of those that are published under another type's name.
     constexpr qint32 newest = std::numeric_limits<qint32>::max();
     const QChar mark = QChar::ReplacementCharacter;
-    QList<NameParts> parts;
-    for (const QString &name : packageNames({0, QString(), {mark, type}, newest}))
-        parts.append({name.section(mark, 0, 0), name.section(mark, 1)});
-    return parts;
+    QStringList versions;
+    for (const QString &known : packageNames({0, QString(), {mark, type}, newest})) {
+        const int length = name.size() - known.size() + 1;
+        versions.append(name.mid(known.indexOf(mark), std::max(length, 0)));
+    }
+    return versions;
 }
 
 /// \a row with all columns.
@@ -98,10 +93,7 @@ std::optional<VersionRow> rowWithOptions(VersionRow row, const QCommandLineParse
 std::optional<NamedPackage> packageOfName(const QString &name)
 {
     for (const QLatin1String type : {stableType, betaType, testType}) {
-        for (const NameParts &parts : namePartsOf(type)) {
-            if (!name.startsWith(parts.begin) || !name.endsWith(parts.end))
-                continue;
-            const QString version = name.mid(parts.begin.size()).chopped(parts.end.size());
+        for (const QString &version : possibleVersions(name, type)) {
             if (std::optional<NamedPackage> package = matchName(name, filled({version, type})))
                 return package;
         }

@@ -30,10 +30,8 @@ QString option(const char *text)
 void addGlobalOptions(QCommandLineParser &parser)
 {
     parser.addOptions({
-        {option("root"), option("The server's document root; the current folder by default."), option("DIR"),
-         option(".")},
-        {option("folder"), option(R"(The folder of the index on the server; "VERSIONS" by default.)"),
-         option("FOLDER"), option("VERSIONS")},
+        {option("root"), option("The document root; the current folder by default."), option("DIR"), option(".")},
+        {option("folder"), option("The index's folder; VERSIONS by default."), option("FOLDER"), option("VERSIONS")},
         {option("format"), option(R"(How standard output is written: "text" or "json".)"), option("text|json"),
          option("text")},
         {option("strict"), option("Warnings count as findings.")},
@@ -42,7 +40,7 @@ void addGlobalOptions(QCommandLineParser &parser)
         {option("color"), option(R"(Colour the findings: "auto" (on a terminal), "always" or "never".)"),
          option("auto|always|never"), option("auto")},
     });
-    parser.addOption({{option("h"), option("help")}, option("Displays help on commandline options.")});
+    parser.addOption({{option("h"), option("help")}, option("Tell the options and end.")});
     parser.addVersionOption();
 }
 
@@ -77,13 +75,21 @@ int refuseLine(QCommandLineParser &parser, const QStringList &line, const QStrin
     return refuse(parser, reason);
 }
 
+/// The help of \a options with the tool's name for its path, and without a list of the arguments that the usage tells.
+QString helpOf(const QCommandLineParser &options)
+{
+    const QString path = QCoreApplication::arguments().first();
+    const QString help = options.helpText().section(option("\nArguments:"), 0, 0);
+    return option("Usage: freshen-publish") + help.mid(help.indexOf(path) + path.size());
+}
+
 /// Prints the version or the help where \a options ask for either instead of work.
 bool hasAnswered(const QCommandLineParser &options)
 {
     if (options.isSet(option("version")))
         printOut(QStringLiteral("freshen-publish %1\n").arg(QCoreApplication::applicationVersion()));
     else if (options.isSet(option("help")))
-        printOut(options.helpText());
+        printOut(helpOf(options));
     else
         return false;
     return true;
@@ -173,7 +179,7 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(option("Checks, makes and publishes what the updater reads.") + listOfCommands());
     addGlobalOptions(parser);
-    parser.addPositionalArgument(option("COMMAND"), option("What to do."), option("COMMAND [...]"));
+    parser.addPositionalArgument(option("COMMAND"), QString(), option("COMMAND [...]"));
     // What follows the command is its own.
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
     QStringList line = QCoreApplication::arguments();

@@ -53,6 +53,14 @@ def test_version() -> None:
     assert run(TOOL, "--version") == run(TOOL, "check", "--version") == f"freshen-publish {VERSION}\n"
 
 
+@pytest.mark.parametrize(("words", "usage"), [
+    ((), "[options] COMMAND [...]"), (("check",), "[options] check"), (("publish",), "[options] publish [DEST]")])
+def test_usage(words: tuple[str, ...], usage: str) -> None:
+    """The help calls the tool by its name, wherever it is, and ends with what there is to tell of options."""
+    told = run(TOOL, *words, "--help").splitlines()
+    assert told[0] == f"Usage: freshen-publish {usage}" and "Arguments:" not in told
+
+
 def test_manual_page(commands: dict[str, set[str]]) -> None:
     """It tells all commands and options and no others, and is sound."""
     assert run("man", "--warnings", "--encoding=utf-8", "--local-file", PAGE, env={**os.environ, "MANWIDTH": "80"})

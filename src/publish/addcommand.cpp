@@ -64,7 +64,8 @@ ExitCode refuse(const Addition &addition, const IndexLine &present, Context &con
 {
     if (present.text == addition.line.text)
         return context.report.fail(ExitCode::NothingToDo, QStringLiteral("The line is in the index already."));
-    context.report.add({alreadyListed, QStringLiteral("The index has a line with the revision %1.").arg(*present.revision),
+    context.report.add({alreadyListed,
+                        QStringLiteral("The index has a line with the revision %1.").arg(*present.revision),
                         context.root.relative(context.root.indexFile()), present.number});
     return context.report.verdict();
 }
@@ -113,8 +114,9 @@ ExitCode run(Context &context)
         return context.report.fail(ExitCode::FileOrNetwork, QStringLiteral("%1: There is no such file.").arg(source));
     const std::optional<NamedPackage> package = packageOfName(file.fileName());
     if (!package) {
-        return context.report.fail(ExitCode::Usage,
-                                   QStringLiteral("%1: Package names look like Tavlopc26.05.7200STABLE.zip.").arg(file.fileName()));
+        return context.report.fail(
+            ExitCode::Usage,
+            QStringLiteral("%1: Package names look like Tavlopc26.05.7200STABLE.zip.").arg(file.fileName()));
     }
     return addPackage(source, *package, context);
 }

@@ -118,7 +118,8 @@ QList<Finding> checkProspects(const QList<Prospect> &prospects, const QString &f
     QList<Finding> findings;
     for (const Prospect &prospect : prospects) {
         if (prospect.path.isEndless)
-            findings.append({offeredForEver, QStringLiteral("These updates never end: %1").arg(rowOf(prospect).simplified()), file});
+            findings.append({offeredForEver,
+                             QStringLiteral("These updates never end: %1").arg(rowOf(prospect).simplified()), file});
     }
     return findings;
 }

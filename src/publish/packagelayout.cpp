@@ -110,7 +110,7 @@ QList<Finding> checkTop(const QList<PackageEntry> &entries, const QString &packa
     };
     QList<Finding> findings;
     static const QRegularExpression printableAscii(QStringLiteral("^[ -~]*$"));
-    if (const QString name = names.first(); !printableAscii.match(name).hasMatch())
+    if (const QString &name = names.first(); !printableAscii.match(name).hasMatch())
         findings.append({topFolderName,
                          QStringLiteral("The updater tells the system to copy the folder \"%1\", whose name not every "
                                         "system can read there.")

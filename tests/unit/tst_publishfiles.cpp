@@ -76,8 +76,8 @@ private slots:
 
     void leftoversOfKilledWritersAreRemoved()
     {
-        const QStringList others = {"a.zip",         "a.zip.BACKUP", "a.zip.Backup", "a.zip.abcd12", "a.zip.abcdE",
-                                    "a.zip.abcdefG", "a.zip.backup", "a_zip.abcdeF", "ba.zip.abcdeF"};
+        const QStringList others = {"a.zip",         "a.zip.BACKUP", "a.zip.Former", "a.zip.abcd12", "a.zip.abcdE",
+                                    "a.zip.abcdefG", "a.zip.latest", "a_zip.abcdeF", "ba.zip.abcdeF"};
         for (const QString &name : others + QStringList{"a.zip.abcdEF", "a.zip.ZYXwvu"})
             writeFile(file(name), "x");
         QCOMPARE(writeWholeFile(file("a.zip"), "new"), "");

@@ -387,7 +387,8 @@ def test_read_only_folder(publisher: Publisher, packed: Callable[..., Path], com
 def test_full_disk(publisher: Publisher, packed: Callable[..., Path]) -> None:
     """Of a package for which there is no room nothing is left, and its line is not written."""
     publisher.offer(CHOSEN, BETA, content=PACKAGE)
-    content = package({"Tavlopro.exe": folders.File(os.urandom(1 << 20))})
+    # Less than what is copied at a time: the disk is full amid the last write.
+    content = package({"Tavlopro.exe": folders.File(os.urandom(3 << 18))})
     outcome = publisher("add", packed(STABLE, content), through=[
         *sandboxed(small_disk=(publisher.root, 1 << 19)), "sh", "-c",
         '"$@"; code=$?; cp -a "$0" "$0 afterwards"; exit $code', str(publisher.root)])

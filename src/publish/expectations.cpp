@@ -29,7 +29,7 @@ std::optional<QList<Finding>> checkExpectations(const QString &text, const QByte
             error = QStringLiteral("%1:%2: \"%3\" is no line of a preview.").arg(file, QString::number(number), line);
             return std::nullopt;
         }
-        const QString actual = rowOf(prospectFor(text, *audience, packagedUpdater)).simplified();
+        const QString actual = rowOf(previewFor(text, *audience, packagedUpdater)).simplified();
         if (!isMet(expected, actual))
             findings.append({expectationNotMet, QStringLiteral("It is now: %1").arg(actual), file, number});
     }

@@ -4,7 +4,7 @@
 /// What somebody expects of an index: lines as a preview writes them, of which the list may be left out. Empty lines
 /// and those that start with "#" say nothing.
 
-#include "publish/prospect.h"
+#include "publish/preview.h"
 
 namespace freshen::publish {
 

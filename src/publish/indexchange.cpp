@@ -5,7 +5,7 @@
 #include "publish/indexedit.h"
 #include "publish/packagedupdater.h"
 #include "publish/packagefiles.h"
-#include "publish/prospectreport.h"
+#include "publish/preview.h"
 #include "publish/wholefile.h"
 
 #include <QFileInfo>
@@ -123,8 +123,8 @@ void IndexChange::showDifference(const QByteArray &bytes) const
 {
     const QList<Audience> audiences = usualAudiences();
     const PackagedUpdater packagedUpdater = updaterInPackage(m_context.root);
-    showChanges(prospectsFor(m_index.text, audiences, packagedUpdater),
-                prospectsFor(parseIndex(bytes).text, audiences, packagedUpdater), m_context.report);
+    showChanges(previewsFor(m_index.text, audiences, packagedUpdater),
+                previewsFor(parseIndex(bytes).text, audiences, packagedUpdater), m_context.report);
 }
 
 } // namespace freshen::publish

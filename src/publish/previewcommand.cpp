@@ -4,7 +4,7 @@
 #include "publish/failure.h"
 #include "publish/index.h"
 #include "publish/packagedupdater.h"
-#include "publish/prospectreport.h"
+#include "publish/preview.h"
 
 #include <QFile>
 
@@ -26,17 +26,17 @@ QList<QCommandLineOption> options()
 }
 
 /// Shows what is in store, or what differs from another index. Returns why it cannot, or an empty text.
-QString show(const QList<Prospect> &prospects, const QList<Audience> &audiences, const PackagedUpdater &packagedUpdater,
+QString show(const QList<Preview> &previews, const QList<Audience> &audiences, const PackagedUpdater &packagedUpdater,
              Context &context)
 {
     if (!context.options.isSet(against)) {
-        showProspects(prospects, context.report);
+        showPreviews(previews, context.report);
         return {};
     }
     QString error;
     const std::optional<Index> old = readIndex(context.options.value(against), error);
     if (old)
-        showChanges(prospectsFor(old->text, audiences, packagedUpdater), prospects, context.report);
+        showChanges(previewsFor(old->text, audiences, packagedUpdater), previews, context.report);
     return error;
 }
 
@@ -67,11 +67,11 @@ ExitCode run(Context &context)
     if (!index)
         return context.report.fail(ExitCode::FileOrNetwork, error);
     const PackagedUpdater packagedUpdater = updaterInPackage(context.root);
-    const QList<Prospect> prospects = prospectsFor(index->text, *audiences, packagedUpdater);
-    error = show(prospects, *audiences, packagedUpdater, context);
+    const QList<Preview> previews = previewsFor(index->text, *audiences, packagedUpdater);
+    error = show(previews, *audiences, packagedUpdater, context);
     if (!error.isEmpty())
         return context.report.fail(ExitCode::FileOrNetwork, error);
-    context.report.add(checkProspects(prospects, context.root.relative(context.root.indexFile())));
+    context.report.add(checkPreviews(previews, context.root.relative(context.root.indexFile())));
     return context.options.isSet(expect) ? compare(*index, packagedUpdater, context) : context.report.verdict();
 }
 

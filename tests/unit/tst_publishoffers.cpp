@@ -59,11 +59,11 @@ private slots:
         const auto [text, packagedUpdater, row] = Table<QString, PackagedUpdater, QString>::current();
         const std::optional<Audience> audience = audienceOf(row);
         QVERIFY(audience);
-        const Prospect prospect = prospectFor(text, *audience, packagedUpdater);
-        QCOMPARE(rowOf(prospect).simplified(), row);
-        const QList<Finding> findings = checkProspects({prospect}, "windows.txt");
+        const Preview preview = previewFor(text, *audience, packagedUpdater);
+        QCOMPARE(rowOf(preview).simplified(), row);
+        const QList<Finding> findings = checkPreviews({preview}, "windows.txt");
         QCOMPARE(findings.isEmpty() ? "" : findings.first().kind.id, row.contains("...") ? "offered-for-ever" : "");
-        QCOMPARE(objectOf(prospect).value("automatic").toString(), row.section(' ', 3, 3));
+        QCOMPARE(objectOf(preview).value("automatic").toString(), row.section(' ', 3, 3));
     }
 
     void noAudience_data()
@@ -100,8 +100,8 @@ private slots:
     void usualAudiencesAreOfBothKindsOnBothSystems()
     {
         QStringList rows;
-        for (const Prospect &prospect : prospectsFor(steps, usualAudiences(), packaged()))
-            rows.append(rowOf(prospect).simplified().section(' ', 1, 2));
+        for (const Preview &preview : previewsFor(steps, usualAudiences(), packaged()))
+            rows.append(rowOf(preview).simplified().section(' ', 1, 2));
         QCOMPARE(rows, QStringList({"6.1 stable", "6.1 beta", "10.0 stable", "10.0 beta"}));
     }
 

@@ -1,17 +1,18 @@
 #pragma once
 
 /// \file
-/// What becomes of an audience's updates, as one line of text: the output of a preview is what a later one can be
-/// compared with.
+/// What an index means for those who read it: one line of text for each audience, so that a later preview can be
+/// compared with what an earlier one wrote.
 
 #include "publish/offers.h"
+#include "publish/report.h"
 
 #include <QJsonObject>
 
 namespace freshen::publish {
 
 /// What an index means for an audience.
-struct Prospect
+struct Preview
 {
     /// Who reads the index.
     Audience audience;
@@ -22,15 +23,11 @@ struct Prospect
 };
 
 /// What \a text, the text of an index, means for \a audience.
-[[nodiscard]] Prospect prospectFor(const QString &text, const Audience &audience,
-                                   const PackagedUpdater &packagedUpdater);
+[[nodiscard]] Preview previewFor(const QString &text, const Audience &audience, const PackagedUpdater &packagedUpdater);
 
 /// The same for each of \a audiences.
-[[nodiscard]] QList<Prospect> prospectsFor(const QString &text, const QList<Audience> &audiences,
-                                           const PackagedUpdater &packagedUpdater);
-
-/// The heads of the columns of rowOf().
-[[nodiscard]] QString prospectHeader();
+[[nodiscard]] QList<Preview> previewsFor(const QString &text, const QList<Audience> &audiences,
+                                         const PackagedUpdater &packagedUpdater);
 
 /// The columns of one line, with blanks between them:
 ///
@@ -39,15 +36,21 @@ struct Prospect
 /// - what the automatic mode installs, by revisions, with ">" between one update and the next and "..." where there is
 ///   no end; "again" where it installs what has the updater's own revision, and "none" where it fails;
 /// - the revisions of the list, from the top down, with "," between them; "none" where it is empty.
-[[nodiscard]] QString rowOf(const Prospect &prospect);
+[[nodiscard]] QString rowOf(const Preview &preview);
 
 /// The same as an object.
-[[nodiscard]] QJsonObject objectOf(const Prospect &prospect);
+[[nodiscard]] QJsonObject objectOf(const Preview &preview);
 
 /// The audience of \a row, a line as rowOf() writes it; none where it is no such line.
 [[nodiscard]] std::optional<Audience> audienceOf(const QString &row);
 
-/// The findings of \a prospects, of the index that is called \a file.
-[[nodiscard]] QList<Finding> checkProspects(const QList<Prospect> &prospects, const QString &file);
+/// The findings of \a previews, of the index that is called \a file.
+[[nodiscard]] QList<Finding> checkPreviews(const QList<Preview> &previews, const QString &file);
+
+/// Shows all of \a previews.
+void showPreviews(const QList<Preview> &previews, Report &report);
+
+/// Shows in what \a now, after a change of the index, differs from \a before; both are of the same audiences.
+void showChanges(const QList<Preview> &before, const QList<Preview> &now, Report &report);
 
 } // namespace freshen::publish

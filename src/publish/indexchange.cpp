@@ -83,7 +83,7 @@ bool IndexChange::isAcceptable() const
 
 ExitCode IndexChange::finish(const QByteArray &bytes, const QList<PackageCopy> &copies)
 {
-    const QList<Finding> differing = checkCopies(copies, m_context.root);
+    const QList<Finding> differing = checkCopies(copies, m_context.root, m_context.report);
     m_context.report.add(differing);
     if (!differing.isEmpty())
         return m_context.report.verdict();

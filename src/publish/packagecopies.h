@@ -25,7 +25,8 @@ struct PackageCopy
 };
 
 /// Which of \a copies would replace other bytes below \a root.
-[[nodiscard]] QList<Finding> checkCopies(const QList<PackageCopy> &copies, const DocumentRoot &root);
+[[nodiscard]] QList<Finding> checkCopies(const QList<PackageCopy> &copies, const DocumentRoot &root,
+                                         const Report &report);
 
 /// Makes those of \a copies that are not there yet. Returns why it failed, or an empty text.
 [[nodiscard]] QString makeCopies(const QList<PackageCopy> &copies, const DocumentRoot &root, const Report &report);

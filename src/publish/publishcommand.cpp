@@ -53,6 +53,16 @@ QStringList pathsOf(const QList<Upload> &uploads)
     return paths;
 }
 
+/// What \a target has not, or has with other bytes.
+QList<Upload> compare(const Context &context, const DocumentRoot &target, const Index &index)
+{
+    qint64 size = 0;
+    for (const QString &path : uploadOrder(context.root, index))
+        size += QFileInfo(context.root.folder + QLatin1Char('/') + path).size();
+    ProgressBar bar(QStringLiteral("Comparing"), size, !context.report.isQuiet());
+    return missingUploads(context.root, index, target, [&bar](qint64 done) { bar.set(done); });
+}
+
 /// Warns of packages that caches may still have with other bytes.
 void warnOfReplacements(const QList<Upload> &uploads, const QString &indexPath, Report &report)
 {
@@ -101,7 +111,7 @@ bool isForced(ExitCode code, const Context &context)
 /// Does what the options say with a target that is there and nobody else's.
 ExitCode publishTo(Context &context, const DocumentRoot &target, const Index &index)
 {
-    const QList<Upload> uploads = missingUploads(context.root, index, target);
+    const QList<Upload> uploads = compare(context, target, index);
     context.report.add(checkUploads(context.root, index, target));
     warnOfReplacements(uploads, target.relative(target.indexFile()), context.report);
     if (const ExitCode code = context.report.verdict(); code != ExitCode::Clean && !isForced(code, context))

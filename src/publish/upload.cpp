@@ -1,7 +1,6 @@
 #include "publish/upload.h"
 
 #include "publish/packagefiles.h"
-#include "publish/wholefile.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -48,16 +47,22 @@ QList<Finding> checkUploads(const DocumentRoot &root, const Index &index, const 
     return findings;
 }
 
-QList<Upload> missingUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target)
+QList<Upload> missingUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target,
+                             const ByteProgress &progress)
 {
     QList<Upload> uploads;
+    qint64 compared = 0;
+    const auto advance = [&](qint64 bytes) {
+        if (progress)
+            progress(compared + bytes);
+    };
     const QStringList paths = uploadOrder(root, index);
     for (const QString &path : paths) {
+        const QString here = root.folder + QLatin1Char('/') + path;
         const QString there = target.folder + QLatin1Char('/') + path;
-        const bool isThere = path == paths.last() ? holds(there, index.bytes)
-                                                  : haveSameContent(root.folder + QLatin1Char('/') + path, there);
-        if (!isThere)
+        if (!(path == paths.last() ? holds(there, index.bytes) : haveSameContent(here, there, advance)))
             uploads.append({path, QFileInfo::exists(there)});
+        compared += QFileInfo(here).size();
     }
     return uploads;
 }

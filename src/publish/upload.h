@@ -6,6 +6,7 @@
 #include "publish/documentroot.h"
 #include "publish/finding.h"
 #include "publish/index.h"
+#include "publish/wholefile.h"
 
 #include <QList>
 
@@ -31,7 +32,9 @@ struct Upload
 /// The packages of \a index that neither \a target has nor uploadOrder() brings there.
 [[nodiscard]] QList<Finding> checkUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target);
 
-/// What of them \a target has not, or has with other bytes. The index counts as it was read.
-[[nodiscard]] QList<Upload> missingUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target);
+/// What of them \a target has not, or has with other bytes. The index counts as it was read. \a progress is told how
+/// many of their bytes were compared.
+[[nodiscard]] QList<Upload> missingUploads(const DocumentRoot &root, const Index &index, const DocumentRoot &target,
+                                           const ByteProgress &progress = {});
 
 } // namespace freshen::publish

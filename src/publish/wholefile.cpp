@@ -88,7 +88,7 @@ QString copyWholeFile(const QString &source, const QString &path, const ByteProg
     });
 }
 
-bool haveSameContent(const QString &first, const QString &second)
+bool haveSameContent(const QString &first, const QString &second, const ByteProgress &progress)
 {
     QFile one(first);
     QFile other(second);
@@ -98,6 +98,8 @@ bool haveSameContent(const QString &first, const QString &second)
         const QByteArray piece = one.read(pieceSize);
         if (piece.isEmpty() || piece != other.read(pieceSize))
             return false;
+        if (progress)
+            progress(one.pos());
     }
     return true;
 }

@@ -28,6 +28,6 @@ using ByteProgress = std::function<void(qint64)>;
 [[nodiscard]] QString copyWholeFile(const QString &source, const QString &path, const ByteProgress &progress = {});
 
 /// Whether both files can be read and hold the same bytes.
-[[nodiscard]] bool haveSameContent(const QString &first, const QString &second);
+[[nodiscard]] bool haveSameContent(const QString &first, const QString &second, const ByteProgress &progress = {});
 
 } // namespace freshen::publish

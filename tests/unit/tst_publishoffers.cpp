@@ -202,12 +202,12 @@ private slots:
         writeFile(file("a.zip"), "a");
         writeFile(root.packageFile("same.zip"), "a");
         writeFile(root.packageFile("other.zip"), "b");
-        const QList<Finding> findings =
-            checkCopies({{file("a.zip"), "new.zip"}, {file("a.zip"), "same.zip"}, {file("a.zip"), "other.zip"}}, root);
+        const Report report(Format::Text, false, true, false);
+        const QList<Finding> findings = checkCopies(
+            {{file("a.zip"), "new.zip"}, {file("a.zip"), "same.zip"}, {file("a.zip"), "other.zip"}}, root, report);
         QCOMPARE(findings.size(), 1);
         QCOMPARE(findings.first().kind.id, "package-differs");
         QCOMPARE(findings.first().file, QString("update/Tavlopc/windows/other.zip"));
-        const Report report(Format::Text, false, true, false);
         QCOMPARE(makeCopies({{file("a.zip"), "new.zip"}, {file("none.zip"), "other.zip"}}, root, report), QString());
         QCOMPARE(readFile(root.packageFile("new.zip")), QByteArray("a"));
         QCOMPARE(readFile(root.packageFile("other.zip")), QByteArray("b"));

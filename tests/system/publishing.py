@@ -24,9 +24,24 @@ BUILD = Path(os.environ["FRESHEN_BUILD"]).resolve()
 CLEAN, FINDINGS, USAGE, NOTHING_TO_DO, FILE_OR_NETWORK, LOCKED_OR_CHANGED = range(6)
 
 
-def files_below(folder: Path) -> dict[str, bytes]:
+class Content(bytes):
+    """What is in a file. The report of a failure shows its beginning."""
+
+    def __repr__(self) -> str:
+        return f"<{len(self)} bytes, {bytes(self[:40])!r}>"
+
+
+def files_below(folder: Path) -> dict[str, Content]:
     """The files below a folder, by their path in it."""
-    return {str(path.relative_to(folder)): path.read_bytes() for path in sorted(folder.rglob("*")) if path.is_file()}
+    return {str(path.relative_to(folder)): Content(path.read_bytes()) for path in sorted(folder.rglob("*"))
+            if path.is_file()}
+
+
+def without_leftovers(files: Mapping[str, Content]) -> dict[str, Content]:
+    """The files, but for those that a killed writer has left under a name such as people give their copies
+    ("windows.txt.backup"): the next writer does not remove these."""
+    return {path: content for path, content in files.items()
+            if not re.search(r"\.([A-Z]{6}|[A-Za-z][a-z]{5})$", path)}
 
 
 class Outcome(NamedTuple):

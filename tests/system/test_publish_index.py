@@ -22,14 +22,14 @@ from kit.updater import Updater
 from kit.waiting import becomes, wait_for
 from kit.window import Window
 from publishing import (
-    CLEAN, FILE_OR_NETWORK, FINDINGS, LOCKED_OR_CHANGED, NOTHING_TO_DO, TRACED, USAGE, WITHOUT_LEAKS, Outcome,
+    CLEAN, FILE_OR_NETWORK, FINDINGS, LOCKED_OR_CHANGED, NOTHING_TO_DO, TRACED, USAGE, WITHOUT_LEAKS, Content, Outcome,
     Publisher, files_below, kill_points, killed_at, package_pieces)
 
 ROOT = Path(__file__).resolve().parents[2]
 INDEX = VERSIONS_PATH.lstrip("/")
 PACKAGE = package({"Tavlopro.exe": SCRIPT})
 # Is copied in several pieces.
-LARGE_PACKAGE = package(application())
+LARGE_PACKAGE = Content(package(application()))
 OTHER_PACKAGE = package({"Tavlopc.exe": SCRIPT})
 # Nothing depends on the user's system here.
 STABLE = Version("26.08.7300", info="Next.")

@@ -3,6 +3,7 @@
 
 #include "publish/command.h"
 #include "publish/console.h"
+#include "publish/windowsname.h"
 #include "versions/ownversion.h"
 
 #include <QCoreApplication>
@@ -11,7 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
+#include <optional>
 
 using namespace freshen::publish;
 
@@ -44,16 +45,19 @@ void addGlobalOptions(QCommandLineParser &parser)
     parser.addVersionOption();
 }
 
-void printOut(const QString &text)
+/// Prints \a text. Returns how the tool ends then.
+int printOut(const QString &text)
 {
-    static_cast<void>(std::fputs(text.toUtf8().constData(), stdout));
+    const bool isWritten = std::fputs(text.toUtf8().constData(), stdout) >= 0 && std::fflush(stdout) == 0;
+    return static_cast<int>(isWritten ? ExitCode::Clean : ExitCode::FileOrNetwork);
 }
 
 /// The report that the options ask for.
 Report reportFor(const QCommandLineParser &options)
 {
     const QString color = options.value(option("color"));
-    const bool isColored = color == option("always") || (color == option("auto") && isTerminal(stdout));
+    const bool isColored =
+        color == option("always") || (color == option("auto") && isTerminal(stdout) && isTerminal(stderr));
     return {options.value(option("format")) == option("json") ? Format::Json : Format::Text,
             options.isSet(option("strict")), options.isSet(option("quiet")), isColored};
 }
@@ -83,16 +87,12 @@ QString helpOf(const QCommandLineParser &options)
     return option("Usage: freshen-publish") + help.mid(help.indexOf(path) + path.size());
 }
 
-/// Prints the version or the help where \a options ask for either instead of work.
-bool hasAnswered(const QCommandLineParser &options)
+/// The version or the help, where \a options ask for either instead of work.
+std::optional<QString> answerTo(const QCommandLineParser &options)
 {
     if (options.isSet(option("version")))
-        printOut(QStringLiteral("freshen-publish %1\n").arg(QCoreApplication::applicationVersion()));
-    else if (options.isSet(option("help")))
-        printOut(helpOf(options));
-    else
-        return false;
-    return true;
+        return QStringLiteral("freshen-publish %1\n").arg(QCoreApplication::applicationVersion());
+    return options.isSet(option("help")) ? std::optional(helpOf(options)) : std::nullopt;
 }
 
 QString listOfCommands()
@@ -117,7 +117,7 @@ bool isOneOf(const QString &text, const char *allowed)
 bool isFolderName(const QString &text)
 {
     static const QRegularExpression name(QStringLiteral("^[^./\\\\:][^/\\\\:]*$"));
-    return name.match(text).hasMatch();
+    return name.match(text).hasMatch() && windowsObjection(text).isEmpty();
 }
 
 /// Whether \a command takes \a count arguments.
@@ -140,8 +140,8 @@ int run(const Command &command, const QStringList &line)
                                  (option(command.name) + QLatin1Char(' ') + option(command.arguments)).trimmed());
     if (!parser.parse(line))
         return refuse(parser, parser.errorText());
-    if (hasAnswered(parser))
-        return EXIT_SUCCESS;
+    if (const std::optional<QString> answer = answerTo(parser))
+        return printOut(*answer);
     if (!takes(command, parser.positionalArguments().size()))
         return refuse(parser,
                       QStringLiteral("The arguments are: %1.")
@@ -185,8 +185,8 @@ int main(int argc, char *argv[])
     QStringList line = QCoreApplication::arguments();
     if (!parser.parse(line))
         return refuseLine(parser, line, parser.errorText());
-    if (hasAnswered(parser))
-        return EXIT_SUCCESS;
+    if (const std::optional<QString> answer = answerTo(parser))
+        return printOut(*answer);
     const QStringList rest = parser.positionalArguments();
     const auto *const command = std::find_if(commands.begin(), commands.end(), [&rest](const Command *known) {
         return !rest.isEmpty() && rest.first() == option(known->name);

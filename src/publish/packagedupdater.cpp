@@ -14,7 +14,7 @@ namespace freshen::publish {
 namespace {
 
 /// No updater is larger.
-constexpr qint64 largestUpdater = 1 << 26;
+constexpr qint64 largestUpdater = 1 << 28;
 
 /// The revision of the updater in \a package, whose line has \a revision; none where there is no updater.
 std::optional<qint32> lookInto(const QString &package, qint32 revision)

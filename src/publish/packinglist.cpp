@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 
 namespace freshen::publish {
 
@@ -67,12 +68,15 @@ QString objectionTo(const QFileInfo &entry)
     return {};
 }
 
-/// How many files and folders are directly in \a folder, by whatever bytes their names are.
-qsizetype countOf(const QString &folder)
+/// How many files and folders are directly in \a folder, by whatever bytes their names are; none where it cannot tell.
+std::optional<qsizetype> countOf(const QString &folder)
 {
     std::error_code error;
-    const std::filesystem::directory_iterator entries(std::filesystem::u8path(folder.toStdString()), error);
-    return error ? 0 : std::distance(begin(entries), end(entries));
+    std::filesystem::directory_iterator entry(std::filesystem::u8path(folder.toStdString()), error);
+    qsizetype count = 0;
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
+        ++count;
+    return error ? std::nullopt : std::optional(count);
 }
 
 /// Adds what is in \a folder, which is called \a prefix in the package, to \a list.
@@ -80,7 +84,7 @@ void addContents(const QString &folder, const QString &prefix, Exclusions &exclu
 {
     const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
     const QFileInfoList entries = QDir(folder).entryInfoList(everything);
-    if (entries.size() != countOf(folder) && list.failure.isEmpty())
+    if (entries.size() < countOf(folder).value_or(0) && list.failure.isEmpty())
         list.failure = failureAt(folder, QStringLiteral("has a file whose name is no UTF-8"));
     for (const QFileInfo &entry : entries) {
         const QString name = prefix + entry.fileName();

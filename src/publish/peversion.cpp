@@ -55,14 +55,13 @@ QString findText(const QByteArray &bytes, int position, int end, const QString &
     return {};
 }
 
-/// The version resource of \a program, found by its name: no other part of a program is called so.
-QByteArray findVersionResource(const QByteArray &program)
+/// The name of version resources, in UTF-16 with its zero.
+QByteArray resourceName()
 {
     QByteArray name;
     for (const char letter : "VS_VERSION_INFO")
         name.append(letter).append('\0');
-    const int begin = program.indexOf(name) - headerSize;
-    return begin < 0 ? QByteArray() : program.mid(begin, numberAt(program, begin));
+    return name;
 }
 
 } // namespace
@@ -71,8 +70,15 @@ QString peFileVersion(const QByteArray &program)
 {
     if (!program.startsWith("MZ"))
         return {};
-    const QByteArray resource = findVersionResource(program);
-    return findText(resource, 0, resource.size(), QStringLiteral("FileVersion"), deepestBlock).trimmed();
+    const QByteArray name = resourceName();
+    // A program that reads such resources has the name among its texts, too.
+    for (int at = program.indexOf(name, headerSize); at >= 0; at = program.indexOf(name, at + 1)) {
+        const QByteArray resource = program.mid(at - headerSize, numberAt(program, at - headerSize));
+        const QString text = findText(resource, 0, resource.size(), QStringLiteral("FileVersion"), deepestBlock);
+        if (!text.isEmpty())
+            return text.trimmed();
+    }
+    return {};
 }
 
 } // namespace freshen::publish

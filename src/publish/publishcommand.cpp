@@ -112,7 +112,6 @@ bool isForced(ExitCode code, const Context &context)
 ExitCode publishTo(Context &context, const DocumentRoot &target, const Index &index)
 {
     const QList<Upload> uploads = compare(context, target, index);
-    context.report.add(checkUploads(context.root, index, target));
     warnOfReplacements(uploads, target.relative(target.indexFile()), context.report);
     if (const ExitCode code = context.report.verdict(); code != ExitCode::Clean && !isForced(code, context))
         return code;
@@ -126,13 +125,16 @@ ExitCode publishTo(Context &context, const DocumentRoot &target, const Index &in
 /// Checks \a index, and publishes it to \a folder if one is given.
 ExitCode publish(Context &context, const Index &index, const QString &folder)
 {
+    const DocumentRoot target{folder.isEmpty() ? context.root.folder : folder, context.root.versionFolder};
+    // The packages may be at the target alone.
+    if (!looksAtPackages(context))
+        context.report.add(checkUploads(context.root, index, target));
     if (const ExitCode code = checkRoot(index, context); code != ExitCode::Clean && !isForced(code, context))
         return code;
     if (folder.isEmpty()) {
         list(uploadOrder(context.root, index), context.report);
         return context.report.verdict();
     }
-    const DocumentRoot target{folder, context.root.versionFolder};
     RootLock lock(target.folder);
     if (!isForReading(context)) {
         if (const std::optional<ExitCode> failure = takeOrReport(lock, context.report))

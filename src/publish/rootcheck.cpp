@@ -53,6 +53,11 @@ QList<QCommandLineOption> rootCheckOptions()
            QList<QCommandLineOption>{{indexOnly, QStringLiteral("Do not look for the packages.")}};
 }
 
+bool looksAtPackages(const Context &context)
+{
+    return !context.options.isSet(indexOnly);
+}
+
 ExitCode checkRoot(const Index &index, Context &context)
 {
     PackageCheckOptions packageOptions;
@@ -61,7 +66,7 @@ ExitCode checkRoot(const Index &index, Context &context)
     const DocumentRoot &root = context.root;
     context.report.add(checkIndex(index, root.relative(root.indexFile()), {ownRevision, newestWindows()}));
     const QString error =
-        context.options.isSet(indexOnly) ? QString() : checkPackages(index, root, packageOptions, context.report);
+        looksAtPackages(context) ? checkPackages(index, root, packageOptions, context.report) : QString();
     return error.isEmpty() ? context.report.verdict() : context.report.fail(ExitCode::FileOrNetwork, error);
 }
 

@@ -13,8 +13,8 @@ namespace freshen::publish {
 /// What can be wrong with a step, besides a limit that nobody meets at all.
 inline constexpr FindingKind limitWithoutStep{"limit-without-step", Severity::Warning};
 
-/// The lines of \a index, which is called \a file, that neither \a updater, which users have, nor one that another line
-/// brings may install.
+/// The lines of \a index, which is called \a file, that neither \a updater, which users have, nor one that the other
+/// lines bring them to may install.
 [[nodiscard]] QList<Finding> checkUpdaterLimits(const Index &index, const QString &file, qint32 updater);
 
 } // namespace freshen::publish

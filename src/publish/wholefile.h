@@ -17,7 +17,8 @@ namespace freshen::publish {
 using ByteProgress = std::function<void(qint64)>;
 
 /// Writes \a content to \a path, which nobody else writes now. The folder is made where it is missing, and what writers
-/// have left there that were killed is removed. Returns why it failed, or an empty text.
+/// have left there that were killed is removed, but for names such as people give their copies ("file.backup"). Returns
+/// why it failed, or an empty text.
 [[nodiscard]] QString writeWholeFile(const QString &path, const QByteArray &content);
 
 /// Has \a write write what it likes to the file \a path likewise. It returns why it failed, or an empty text; the file

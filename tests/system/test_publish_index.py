@@ -169,13 +169,14 @@ def test_results_for_others(publisher: Publisher, folder: Path) -> None:
 @pytest.mark.parametrize("form", ["text", "json"])
 def test_report_that_cannot_be_written(publisher: Publisher, form: str) -> None:
     publisher.offer(CHOSEN, content=PACKAGE)
-    checking = publisher.start("check", "--format", form, through=["sh", "-c", 'exec "$@" >/dev/full', "sh"])
-    _, prose = checking.communicate(timeout=60)
-    assert checking.returncode == FILE_OR_NETWORK and "No space left" in prose
+    for option, reason in ("--quiet", "No space left"), ("--help", ""):
+        process = publisher.start("check", option, "--format", form, through=["sh", "-c", 'exec "$@" >/dev/full', "sh"])
+        _, prose = process.communicate(timeout=60)
+        assert process.returncode == FILE_OR_NETWORK and reason in prose
 
 
 @pytest.mark.parametrize("arguments", [
-    *(["check", "--folder", name] for name in ("", ".hidden", "..", "a/b", "../../..", "a\\b", "C:")),
+    *(["check", "--folder", name] for name in ("", ".hidden", "..", "a/b", "../../..", "a\\b", "C:", "a.", "a\n")),
     ["withdraw", "abc"], ["promote", "7205x", "--to", "Stable"], ["preview", "--updater", "x"],
     ["preview", "--windows", "10"], ["prune", "--older-than", "1"], ["promote", "7240"],
     ["promote", "7240", "--to", "stable"], ["add", "{package}", "--info", "a|b"], ["add", "{package}", "--new"],

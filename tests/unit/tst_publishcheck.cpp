@@ -85,6 +85,15 @@ private slots:
         table.row("a step that is missing", line("26.05.7200", "Stable", "|7101") + line("26.05.7100"),
                   {"limit-without-step:1:6"});
         table.row("a step", line("26.05.7200", "Stable", "|7100") + line("26.05.7100"), {});
+        table.row("two steps",
+                  line("26.05.7300", "Stable", "|7200") + line("26.05.7200", "Stable", "|7100") + line("26.05.7100"),
+                  {});
+        table.row("a step that nobody comes to",
+                  line("26.05.7300", "Stable", "|7150") + line("26.05.7150", "Stable", "|7140"),
+                  {"limit-without-step:1:6", "limit-without-step:2:6"});
+        table.row("two that wait for each other",
+                  line("26.05.7200", "Stable", "|7300") + line("26.05.7300", "Stable", "|7200"),
+                  {"limit-met-by-nobody:1:6", "limit-without-step:2:6"});
         table.row("an older version to go back to", line("26.05.7100", "Stable", "|7200") + line("26.05.7200"), {});
         table.row("word as reference", "26.05.7200|Stable|fix 3|d|i\n",
                   {"reference-is-no-number:1:3", "label-hides-type:1:3"});

@@ -254,8 +254,11 @@ private slots:
         table.row("no version", program({}), "");
         table.row("its name alone", "MZ" + blocks.mid(6), "");
         table.row("no such text", program(block("VS_VERSION_INFO", {}, false)), "");
+        const QByteArray name = blocks.mid(6, 30);
+        table.row("its name among other texts first", program(name + QByteArray(99, '\0') + blocks), "26.05.7200");
+        const QByteArray deep = block("d", {}, true, text("FileVersion", "1"));
         table.row("the text deeper than it may be",
-                  program(block("VS_VERSION_INFO", {}, true, block("b", {}, true, block("c", {}, true, blocks)))), "");
+                  program(block("VS_VERSION_INFO", {}, true, block("b", {}, true, block("c", {}, true, deep)))), "");
         table.row("the text behind its end", program(block("VS_VERSION_INFO", {}, true) + text("FileVersion", "1")),
                   "");
         QByteArray endless = blocks;

@@ -63,7 +63,7 @@ private slots:
     {
         for (const char *noNumber : {"", " ", "5x", "5 6", "+-5", "- 5", "5.0", "0x5", "٥"})
             QVERIFY2(toNumber(noNumber) == 0, noNumber);
-        for (const char *five : {"5", "+5", "\t5 \r", "000000000000000000000000000005"})
+        for (const char *five : {"5", "+5", "\t5 \r", "\u00a05", "000000000000000000000000000005"})
             QVERIFY2(toNumber(five) == 5, five);
         QCOMPARE(toNumber("-7000"), -7000);
         for (const char *large : {"2147483647", "2147483648", "4294967296", "9223372036854775808"})

@@ -17,7 +17,8 @@ namespace {
 constexpr int indexes = 150;
 
 /// How much higher the revision of another updater is.
-constexpr qint32 distance = 1000;
+/// Revisions keep their four digits.
+constexpr qint32 distance = ownRevision < 8000 ? 1000 : -1000;
 
 RunningSystem fakedSystem;
 
@@ -78,7 +79,7 @@ QString moved(QString text)
     for (auto matches = number.globalMatch(text); matches.hasNext();) {
         const QRegularExpressionMatch match = matches.next();
         const qint32 value = match.captured().toInt();
-        if (qAbs(value - ownRevision) < distance / 2)
+        if (qAbs(value - ownRevision) < 500)
             text.replace(match.capturedStart(), match.capturedLength(), QString::number(value + distance));
     }
     return text;

@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
+#include <filesystem>
 #include <optional>
 
 /// A test whose functions each have a folder of their own and collect what is logged.
@@ -45,6 +46,13 @@ protected slots:
     void cleanup()
     {
         m_log.reset();
+        // Otherwise folders stay that their owner may not look into.
+        const std::filesystem::path top = std::filesystem::u8path(folder().toStdString());
+        std::error_code error;
+        for (const auto &entry : std::filesystem::recursive_directory_iterator(top, error)) {
+            if (entry.symlink_status().type() == std::filesystem::file_type::directory)
+                permissions(entry, std::filesystem::perms::owner_all, std::filesystem::perm_options::add, error);
+        }
     }
 
 private:

@@ -1,5 +1,5 @@
-# The target "tidy": clang-tidy looks at what this preset compiles, but for fuzz targets and benchmarks. A source is looked
-# at again once it has been compiled anew, or once clang-tidy's configuration has changed.
+# The target "tidy": clang-tidy looks at what this preset compiles, but for fuzz targets and benchmarks. A source is
+# looked at again once it has been compiled anew, or once clang-tidy's configuration has changed.
 find_program(CLANG_TIDY clang-tidy)
 if(NOT CLANG_TIDY)
     return()

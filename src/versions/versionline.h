@@ -61,8 +61,8 @@ inline const QLatin1String testType("Test");
 /// Splits a line into its columns; empty columns are kept.
 [[nodiscard]] VersionRow splitColumns(const QString &line);
 
-/// The decimal integer \a text, with any blanks around it. One beyond 32 bits counts as the largest or smallest there is, text that is no number
-/// as 0.
+/// The decimal integer \a text, with any blanks around it. One beyond 32 bits counts as the largest or smallest there
+/// is, text that is no number as 0.
 [[nodiscard]] qint32 toNumber(const QString &text);
 
 /// The revision of \a row, or nothing where the version has other than three parts or its third part is no decimal

@@ -47,11 +47,12 @@ protected slots:
     {
         m_log.reset();
         // Otherwise folders stay that their owner may not look into.
-        const std::filesystem::path top = std::filesystem::u8path(folder().toStdString());
+        namespace fs = std::filesystem;
         std::error_code error;
-        for (const auto &entry : std::filesystem::recursive_directory_iterator(top, error)) {
-            if (entry.symlink_status().type() == std::filesystem::file_type::directory)
-                permissions(entry, std::filesystem::perms::owner_all, std::filesystem::perm_options::add, error);
+        fs::recursive_directory_iterator entry(fs::u8path(folder().toStdString()), error);
+        for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+            if (fs::is_directory(entry->symlink_status(error)))
+                fs::permissions(entry->path(), fs::perms::owner_all, fs::perm_options::add, error);
         }
     }
 

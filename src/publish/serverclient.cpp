@@ -50,8 +50,7 @@ void takeEnd(const QNetworkReply &reply, ServerAnswer &answer)
     answer.cacheControl = reply.rawHeader("Cache-Control");
     answer.contentEncoding = reply.rawHeader("Content-Encoding");
     answer.age = reply.rawHeader("Age");
-    if (reply.hasRawHeader("Content-Length"))
-        answer.announced = reply.rawHeader("Content-Length").toLongLong();
+    answer.announced = announcedLength(reply);
     answer.certificateEnd = reply.sslConfiguration().peerCertificate().expiryDate();
 }
 

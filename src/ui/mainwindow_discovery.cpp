@@ -116,10 +116,11 @@ void MainWindow::getVersion(QNetworkReply *p_reply)
 std::optional<QString> MainWindow::readVersionFileOrReport(QNetworkReply &reply)
 {
     reply.deleteLater();
-    if (reply.error() == QNetworkReply::NoError)
+    const std::optional<QString> failure = failureOf(reply);
+    if (!failure)
         return decodeVersionFile(reply.readAll());
 
-    qDebug() << "Connection failed:" << reply.errorString();
+    qDebug() << "Connection failed:" << *failure;
     QMessageBox::critical(
         this, tr("Connection Failed"),
         tr("Connection to server could not be established:<br /><br />\"%1\"<br /><br/>Please make sure that..."
@@ -127,7 +128,7 @@ std::optional<QString> MainWindow::readVersionFileOrReport(QNetworkReply &reply)
            "login window (restart Tavlopro and answer \"No\" to the update question, then click on \"Proxy "
            "settings\").</ul>")
             // The server's own words may be in it; the text around them is rich text.
-            .arg(reply.errorString().toHtmlEscaped()));
+            .arg(failure->toHtmlEscaped()));
     close();
     return std::nullopt;
 }

@@ -86,8 +86,8 @@ void MainWindow::readAndUnzipDownload(QNetworkReply *p_reply)
     setMultiButtonSlot(nullptr, nullptr);
 
     // A failed download is stored as it came; the extraction tells what is wrong with it.
-    if (p_reply->error() != QNetworkReply::NoError)
-        qWarning() << "Download failed:" << p_reply->errorString();
+    if (const std::optional<QString> failure = failureOf(*p_reply))
+        qWarning() << "Download failed:" << *failure;
     const QString path =
         QDir::toNativeSeparators(parentDir + QLatin1Char('/') + localPackageName(selectedVersion, packageNaming()));
     // Without a whole package the extraction fails, and its words are the user's.

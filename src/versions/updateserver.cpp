@@ -4,6 +4,7 @@
 #include "versions/deployment.h"
 
 #include <QDebug>
+#include <QNetworkReply>
 
 namespace freshen {
 
@@ -58,6 +59,25 @@ QNetworkRequest updateRequest(const QString &address, const QString &versionMain
     const QString agent = QLatin1String("Updater/") + versionMain + versionMinor + QLatin1String(platformName);
     request.setRawHeader("User-Agent", agent.toUtf8());
     return request;
+}
+
+std::optional<qint64> announcedLength(const QNetworkReply &reply)
+{
+    // The library sends a request again when the connection is lost, and lists the values of all answers; the last one
+    // is that of the body.
+    bool isNumber = false;
+    const qint64 length = reply.rawHeader("Content-Length").split(',').constLast().toLongLong(&isNumber);
+    return isNumber ? std::make_optional(length) : std::nullopt;
+}
+
+std::optional<QString> failureOf(const QNetworkReply &reply)
+{
+    if (reply.error() != QNetworkReply::NoError)
+        return reply.errorString();
+    // The library's own words for the same.
+    if (reply.bytesAvailable() < announcedLength(reply).value_or(0))
+        return QStringLiteral("Connection closed");
+    return std::nullopt;
 }
 
 } // namespace freshen

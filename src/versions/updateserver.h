@@ -7,6 +7,9 @@
 #include <QNetworkRequest>
 #include <QString>
 
+#include <optional>
+
+class QNetworkReply;
 class QSettings;
 
 namespace freshen {
@@ -57,5 +60,14 @@ enum class PortInAddress {
 /// \a versionMinor, the installed application's version, go into the "User-Agent" header (RFC 9110, 10.1.5).
 [[nodiscard]] QNetworkRequest updateRequest(const QString &address, const QString &versionMain,
                                             const QString &versionMinor);
+
+/// Number of bytes that the body of \a reply has by its "Content-Length" (RFC 9110, 8.6). Nothing where the server told
+/// none, or where the body is unpacked as it comes.
+[[nodiscard]] std::optional<qint64> announcedLength(const QNetworkReply &reply);
+
+/// Why \a reply, which has ended and of which nothing was read yet, is no whole answer; nothing where it is one. A body
+/// shorter than announced is a failure even where the reply has no error: the library overlooks the end of a connection
+/// when it comes in the wrong moment.
+[[nodiscard]] std::optional<QString> failureOf(const QNetworkReply &reply);
 
 } // namespace freshen

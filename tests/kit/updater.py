@@ -264,7 +264,11 @@ class Updater:
 
     def evidence(self) -> str:
         """What is known of the run, for the report of a failure."""
-        state = f"ended with {self.process.poll()}" if self.process else "not started"
+        state = "not started"
+        if self.process:
+            state = "running" if self.is_running() else f"ended with {self.process.poll()}"
+        running = [processes.name(pid) for pid in processes.descendants()]
         files = folders.leaves(folders.look(self.data))[:60]
         log = self.log_file.read_text(encoding="utf-8", errors="replace")[-6000:] if self.log_file.is_file() else ""
-        return f"updater: {state}\nits files: {files}\n--- debug log\n{log}\n--- output\n{self.output()[-3000:]}"
+        return (f"updater: {state}\nprocesses: {running}\nits files: {files}\n--- debug log\n{log}\n"
+                f"--- output\n{self.output()[-3000:]}")

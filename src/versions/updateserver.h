@@ -67,7 +67,7 @@ enum class PortInAddress {
 
 /// Why \a reply, which has ended and of which nothing was read yet, is no whole answer; nothing where it is one. A body
 /// shorter than announced is a failure even where the reply has no error: the library overlooks the end of a connection
-/// when it comes in the wrong moment.
+/// at the wrong moment.
 [[nodiscard]] std::optional<QString> failureOf(const QNetworkReply &reply);
 
 } // namespace freshen

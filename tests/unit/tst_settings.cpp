@@ -1,5 +1,4 @@
-// What the application's settings decide: the addresses on the update server and the proxy. And what is asked there,
-// and whether an answer is whole.
+// What the application's settings decide: the addresses on the update server and the proxy.
 
 #include "kit/qt/foldertest.h"
 #include "kit/qt/settings.h"
@@ -8,38 +7,7 @@
 #include "versions/proxysettings.h"
 #include "versions/updateserver.h"
 
-#include <QNetworkReply>
-
 using namespace freshen;
-
-namespace {
-
-/// An answer with a body of a hundred bytes.
-class Reply : public QNetworkReply
-{
-public:
-    explicit Reply(const QByteArray &announced)
-    {
-        setRawHeader("Content-Length", announced);
-    }
-    void fail()
-    {
-        setError(TimeoutError, "Nobody answers");
-    }
-    qint64 bytesAvailable() const override
-    {
-        return 100;
-    }
-    void abort() override {}
-
-protected:
-    qint64 readData(char *, qint64) override
-    {
-        return -1;
-    }
-};
-
-} // namespace
 
 class SettingsTest : public FolderTest
 {
@@ -98,24 +66,6 @@ private slots:
             QVERIFY(!updateRequest(address, "26", "05").url().isValid());
             QVERIFY(isWarnedOf("Invalid address", address));
         }
-    }
-
-    void shortAnswersFail_data()
-    {
-        const Table<QByteArray, std::optional<QString>> table;
-        table.row("as announced", "100", {});
-        table.row("cut off", "101", "Connection closed");
-        table.row("not announced", "", {});
-        table.row("sent again", "500, 100", {});
-        table.row("sent again and cut off", "100, 101", "Connection closed");
-    }
-    void shortAnswersFail()
-    {
-        const auto [announced, failure] = Table<QByteArray, std::optional<QString>>::current();
-        Reply reply(announced);
-        QVERIFY(failureOf(reply) == failure);
-        reply.fail();
-        QCOMPARE(failureOf(reply).value_or(""), "Nobody answers");
     }
 
     void proxy_data()

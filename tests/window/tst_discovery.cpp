@@ -224,14 +224,23 @@ private slots:
         QTRY_COMPARE(m_server->targets().value(1), "http://update.example" + package(1));
     }
 
+    void failedConnectionIsReported_data()
+    {
+        const Table<HttpAnswer, QString> table;
+        table.row("an error", {{}, 404},
+                  "Error transferring http://127.0.0.1:PORT" + QString(versionFileTarget) +
+                      " - server replied: " + HttpServer::reason);
+        table.row("less than announced", HttpAnswer::cutOff(version(1)), "Connection closed");
+    }
     void failedConnectionIsReported()
     {
+        auto [answer, error] = Table<HttpAnswer, QString>::current();
+        error.replace("PORT", QString::number(m_server->serverPort()));
+        m_server->prepare(versionFileTarget, answer);
         m_dialogs->expect(QMessageBox::Ok);
         TestWindow window;
         window.show();
         QTRY_VERIFY(!window.isVisible());
-        const QString error = QString("Error transferring http://127.0.0.1:%1%2 - server replied: %3")
-                                  .arg(QString::number(m_server->serverPort()), versionFileTarget, HttpServer::reason);
         QCOMPARE(takeLog().last(), "Connection failed: \"" + error + '"');
         // The server's own words are no rich text.
         const QString box =

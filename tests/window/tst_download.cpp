@@ -153,10 +153,17 @@ private slots:
         QCOMPARE(takeLog(), QStringList());
     }
 
+    void failedDownloadIsStoredAndReported_data()
+    {
+        const Table<HttpAnswer> table;
+        table.row("an error", {"<html>Not found</html>", 404});
+        table.row("less than announced", HttpAnswer::cutOff("<html>Not found</html>"));
+    }
     void failedDownloadIsStoredAndReported()
     {
+        const auto [answer] = Table<HttpAnswer>::current();
         TestWindow window;
-        download(window, {"<html>Not found</html>", 404});
+        download(window, answer);
         const QPointer<QNetworkReply> reply = window.downloadReply;
         QTRY_VERIFY(!window.multiButton.isEnabled());
         QCOMPARE(log().lines(QtWarningMsg).filter("Download failed: ").size(), 1);

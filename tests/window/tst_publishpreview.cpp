@@ -16,8 +16,7 @@ namespace {
 /// For each of the two settings of test builds.
 constexpr int indexes = 150;
 
-/// How much higher the revision of another updater is.
-/// Revisions keep their four digits.
+/// How far the revision of another updater is from this one's. Revisions keep their four digits.
 constexpr qint32 distance = ownRevision < 8000 ? 1000 : -1000;
 
 RunningSystem fakedSystem;
@@ -79,7 +78,7 @@ QString moved(QString text)
     for (auto matches = number.globalMatch(text); matches.hasNext();) {
         const QRegularExpressionMatch match = matches.next();
         const qint32 value = match.captured().toInt();
-        if (qAbs(value - ownRevision) < 500)
+        if (qAbs(value - ownRevision) < qAbs(distance) / 2)
             text.replace(match.capturedStart(), match.capturedLength(), QString::number(value + distance));
     }
     return text;

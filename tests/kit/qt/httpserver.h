@@ -22,6 +22,12 @@ struct HttpAnswer
     {
         return {body, 200, {}, true};
     }
+    /// More is announced than comes, and Qt takes it for whole: with two lengths, as it lists them itself when it sends
+    /// a request again, it reads to the end of the connection.
+    [[nodiscard]] static HttpAnswer cutOff(const QByteArray &body)
+    {
+        return {body, 200, "Content-Length: 9999"};
+    }
 };
 
 /// A local HTTP server (RFC 9112) that gives prepared answers and notes each request. It takes one request per

@@ -7,6 +7,7 @@
 #include "fuzz/filewatch.h"
 #include "fuzz/fuzzing.h"
 #include "fuzz/ziparchive.h"
+#include "fuzz/zipchanges.h"
 
 #include <QBuffer>
 #include <QDir>

@@ -1,44 +1,71 @@
 #pragma once
 
+#include "kit/qt/packagemaker.h"
+
 #include <QByteArray>
+#include <QList>
 
-#include <cstddef>
-#include <cstdint>
-#include <random>
+#include <array>
 #include <set>
+#include <vector>
 
-/// Changes of ZIP archives (PKWARE APPNOTE) that know their structure, so that most of what comes out is still read on
-/// to the place of the change.
+/// ZIP archives (PKWARE APPNOTE) taken apart and put together, with whatever is wrong with them.
 namespace zip {
 
-/// Random numbers of 31 bits; the same seed gives the same ones.
-class Random
-{
-public:
-    explicit Random(unsigned int seed) : m_engine(seed) {}
-    unsigned int operator()()
-    {
-        return static_cast<unsigned int>(m_engine());
-    }
+inline constexpr quint32 locatorSignature = 0x07064b50;
+inline constexpr quint16 largeFieldId = 1;
+inline constexpr quint16 unicodeNameId = 0x7075;
+inline constexpr int mostEntries = 12;
 
-private:
-    std::minstd_rand m_engine;
+/// A field of a record, by its place after the record's start.
+struct Field
+{
+    int place;
+    int size;
 };
 
-/// Changes some bytes in a buffer; gives their new number, at most \a maximum.
-using ChangeBytes = std::size_t (*)(std::uint8_t *data, std::size_t size, std::size_t maximum);
+struct Record
+{
+    quint32 signature;
+    std::vector<Field> fields;
+};
 
-/// The archive taken apart, changed in one or two ways (entries, names, contents, methods, flags, ZIP64 records) and
-/// put together again, with sound offsets and sizes and mostly sound checksums. What is no archive becomes a small one.
-[[nodiscard]] QByteArray rebuilt(const QByteArray &archive, Random &random, ChangeBytes changeBytes);
+/// The fields of all kinds of records that changes are worth while in.
+extern const std::array<Record, 6> records;
 
-/// Changes one field of one record of \a archive where it stands.
-void changeField(QByteArray &archive, Random &random);
+struct Entry
+{
+    QByteArray name;
+    QByteArray localName;
+    /// What the archive holds for it, compressed or not.
+    QByteArray data;
+    quint16 madeBy = 3 << 8 | 20;
+    quint16 flags = 0;
+    quint16 method = stored;
+    quint32 checksum = 0;
+    quint64 size = 0;
+    quint32 attributes = 0100644U << 16;
+    /// Sizes and offset stand in a ZIP64 field, in the directory.
+    bool isLarge = false;
+    QByteArray extra;
+};
+
+/// The content of \a entry, as far as it can be unpacked.
+[[nodiscard]] QByteArray contentOf(const Entry &entry);
+
+/// Gives \a entry a content with its size and checksum.
+void setContent(Entry &entry, const QByteArray &content, bool isCompressed);
+
+/// What the directory of \a archive names, as far as it can be found.
+[[nodiscard]] QList<Entry> entriesOf(const QByteArray &archive);
+
+/// An archive with \a entries. A large one has ZIP64 records at its end.
+[[nodiscard]] QByteArray archiveOf(const QList<Entry> &entries, bool isLarge);
+
+/// Whether \a archive has ZIP64 records at its end.
+[[nodiscard]] bool isLarge(const QByteArray &archive);
 
 /// All checksums that the records of the directory in \a archive name.
 [[nodiscard]] std::set<quint32> checksumsIn(const QByteArray &archive);
-
-/// The CRC-32 of \a bytes.
-[[nodiscard]] quint32 checksum(const QByteArray &bytes);
 
 } // namespace zip

@@ -1,9 +1,38 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDataStream>
 #include <QList>
 
 #include <optional>
+
+/// What ZIP archives are made of (PKWARE APPNOTE).
+namespace zip {
+
+inline constexpr quint32 localSignature = 0x04034b50;
+inline constexpr quint32 directorySignature = 0x02014b50;
+inline constexpr quint32 endSignature = 0x06054b50;
+inline constexpr quint16 stored = 0;
+inline constexpr quint16 deflated = 8;
+
+/// \a values one after the other, the lowest byte of each first.
+template <typename... Values>
+[[nodiscard]] QByteArray littleEndian(Values... values)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setByteOrder(QDataStream::LittleEndian);
+    (stream << ... << values);
+    return bytes;
+}
+
+/// \a content as the method "deflated" stores it.
+[[nodiscard]] QByteArray compressed(const QByteArray &content);
+
+/// The CRC-32 of \a bytes.
+[[nodiscard]] quint32 checksum(const QByteArray &bytes);
+
+} // namespace zip
 
 /// One entry of a package, a ZIP archive (PKWARE APPNOTE). A fault that is not set has the value of a sound archive.
 struct PackageEntry

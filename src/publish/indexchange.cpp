@@ -42,6 +42,21 @@ std::optional<ExitCode> IndexChange::begin()
     return std::nullopt;
 }
 
+std::optional<ExitCode> IndexChange::beginWith(QList<IndexLine> &lines)
+{
+    if (const std::optional<ExitCode> failure = begin())
+        return failure;
+    const QString argument = m_context.arguments.first();
+    bool isNumber = false;
+    const qint32 revision = argument.toInt(&isNumber);
+    if (!isNumber)
+        return m_context.report.fail(ExitCode::Usage, QStringLiteral("\"%1\" is no revision.").arg(argument));
+    lines = linesWith(m_index, revision);
+    if (!lines.isEmpty())
+        return std::nullopt;
+    return m_context.report.fail(ExitCode::NothingToDo, QStringLiteral("No line has the revision %1.").arg(revision));
+}
+
 std::optional<ExitCode> IndexChange::beginNew()
 {
     m_isNew = true;
@@ -52,19 +67,6 @@ std::optional<ExitCode> IndexChange::beginNew()
     if (isUnchanged())
         return std::nullopt;
     return m_context.report.fail(ExitCode::Usage, QStringLiteral("There is an index already: leave out --new."));
-}
-
-std::optional<ExitCode> IndexChange::findLines(QList<IndexLine> &lines) const
-{
-    const QString argument = m_context.arguments.first();
-    bool isNumber = false;
-    const qint32 revision = argument.toInt(&isNumber);
-    if (!isNumber)
-        return m_context.report.fail(ExitCode::Usage, QStringLiteral("\"%1\" is no revision.").arg(argument));
-    lines = linesWith(m_index, revision);
-    if (!lines.isEmpty())
-        return std::nullopt;
-    return m_context.report.fail(ExitCode::NothingToDo, QStringLiteral("No line has the revision %1.").arg(revision));
 }
 
 void IndexChange::check(const QByteArray &bytes, int number)

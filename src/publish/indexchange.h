@@ -25,16 +25,16 @@ public:
 
     /// Locks the folder and reads the index. Returns how the command ends where it cannot.
     [[nodiscard]] std::optional<ExitCode> begin();
-    /// The same for a folder that has no index yet.
+    /// The same, and finds the \a lines with the revision which is the command's argument. Without any it cannot,
+    /// either.
+    [[nodiscard]] std::optional<ExitCode> beginWith(QList<IndexLine> &lines);
+    /// As begin(), for a folder that has no index yet.
     [[nodiscard]] std::optional<ExitCode> beginNew();
     /// The index before the change.
     [[nodiscard]] const Index &index() const
     {
         return m_index;
     }
-
-    /// Finds the \a lines with the revision which is the command's argument. Returns how the command ends without any.
-    [[nodiscard]] std::optional<ExitCode> findLines(QList<IndexLine> &lines) const;
 
     /// Takes up what is wrong with \a bytes, the new index, by its errors and by the findings of line \a number; 0
     /// stands for no line.

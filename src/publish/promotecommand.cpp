@@ -75,10 +75,8 @@ ExitCode run(Context &context)
     if (!isReleaseType(context.options.value(to)))
         return context.report.fail(ExitCode::Usage, QStringLiteral("--to is one of Stable, Beta, Test."));
     IndexChange change(context);
-    if (const std::optional<ExitCode> failure = change.begin())
-        return *failure;
     QList<IndexLine> lines;
-    if (const std::optional<ExitCode> failure = change.findLines(lines))
+    if (const std::optional<ExitCode> failure = change.beginWith(lines))
         return *failure;
     return promote(lines, change, context);
 }

@@ -17,10 +17,8 @@ QList<QCommandLineOption> options()
 ExitCode run(Context &context)
 {
     IndexChange change(context);
-    if (const std::optional<ExitCode> failure = change.begin())
-        return *failure;
     QList<IndexLine> lines;
-    if (const std::optional<ExitCode> failure = change.findLines(lines))
+    if (const std::optional<ExitCode> failure = change.beginWith(lines))
         return *failure;
     QList<int> numbers;
     for (const IndexLine &line : lines)
